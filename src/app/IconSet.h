@@ -1,0 +1,6 @@
+#pragma once
+
+#include <QString>
+
+// Writes the ten icon_<name>.png files of the application icon into dir; what cannot be written is skipped.
+void writeIconSet(const QString& dir);

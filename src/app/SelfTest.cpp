@@ -1,0 +1,89 @@
+#include "app/SelfTest.h"
+
+#include "core/Keychain.h"
+#include "core/Log.h"
+#include "core/Paths.h"
+#include "os/FileSecretStore.h"
+#include "recording/Session.h"
+#include "server/Settings.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QFile>
+#include <functional>
+
+namespace SelfTest {
+namespace {
+
+using Check = std::function<QString(const QString& dir)>; // empty text = passed
+
+QString sessionRoundTrip(const QString& dir) {
+    const QString base = Paths::ensure(dir + QStringLiteral("/recordings"));
+    auto session = Session::create(QStringLiteral("Self-test"), QStringLiteral("Screen"), std::nullopt,
+                                   QDateTime::currentDateTimeUtc(), base);
+    session->addShot(1.5, QByteArrayLiteral("jpeg"));
+    session->addPin(2.0, QStringLiteral("a note"), QByteArrayLiteral("jpeg"), true);
+    session->meta.ended = QDateTime::currentDateTimeUtc();
+    session->save();
+    const auto loaded = Session::load(session->dir);
+    if (!loaded)
+        return QStringLiteral("meta.json did not load back");
+    if (loaded->meta.shots != session->meta.shots || loaded->meta.pins != session->meta.pins)
+        return QStringLiteral("shots or pins changed on the way");
+    if (Session::pending(base).size() != 1)
+        return QStringLiteral("the finished session is not pending");
+    return {};
+}
+
+QString settingsRoundTrip(const QString& dir) {
+    os::FileSecretStore secrets(dir + QStringLiteral("/secrets.json"));
+    Keychain keychain(secrets, QStringLiteral("orvane.selftest"));
+    QSettings store(dir + QStringLiteral("/selftest.conf"), QSettings::IniFormat);
+    {
+        Settings first(store, keychain);
+        first.setBreakMinutes(42);
+        first.signIn(QStringLiteral("key"), QStringLiteral("self@test"), QStringLiteral("Self"));
+    }
+    Settings second(store, keychain);
+    if (second.breakMinutes() != 42)
+        return QStringLiteral("a preference did not persist");
+    if (!second.signedIn())
+        return QStringLiteral("the account did not persist");
+    second.signOut();
+    if (keychain.get(Keychain::accountItem))
+        return QStringLiteral("sign-out left the key behind");
+    return {};
+}
+
+QString logLine(const QString&) {
+    const QString marker = QStringLiteral("selftest: log %1").arg(QCoreApplication::applicationPid());
+    slog(marker);
+    slogFlush();
+    QFile log(Paths::logFile());
+    if (!log.open(QIODevice::ReadOnly) || !log.readAll().contains(marker.toUtf8()))
+        return QStringLiteral("the line did not reach ") + Paths::logFile();
+    return {};
+}
+
+} // namespace
+
+int run(const Arguments& args) {
+    const QString dir = args.value(QStringLiteral("--out"))
+                            .value_or(QDir::tempPath() + QStringLiteral("/orvane-selftest-%1")
+                                                             .arg(QCoreApplication::applicationPid()));
+    Paths::ensure(dir);
+    const std::pair<const char*, Check> checks[] = {
+        {"session store", sessionRoundTrip}, {"settings", settingsRoundTrip}, {"log", logLine}};
+    int failed = 0;
+    for (const auto& [name, check] : checks) {
+        const QString problem = check(dir);
+        slog(problem.isEmpty() ? QStringLiteral("selftest: %1 ok").arg(QLatin1String(name))
+                               : QStringLiteral("selftest: %1 FAILED: %2").arg(QLatin1String(name), problem));
+        failed += problem.isEmpty() ? 0 : 1;
+    }
+    slog(QStringLiteral("selftest: %1 of %2 checks passed").arg(std::size(checks) - failed).arg(std::size(checks)));
+    slogFlush();
+    return failed == 0 ? 0 : 1;
+}
+
+} // namespace SelfTest

@@ -1,0 +1,85 @@
+#include "app/AppDelegate.h"
+#include "app/Arguments.h"
+#include "app/IconSet.h"
+#include "app/Previews.h"
+#include "app/SelfTest.h"
+#include "app/Services.h"
+#include "app/SingleCopy.h"
+#include "app/UnixSignals.h"
+#include "core/Log.h"
+
+#include <QApplication>
+#include <cstdio>
+
+namespace {
+
+// With no display at all (a server, a CI shell) the program still runs, drawing off screen.
+void drawOffscreenWithoutDisplay() {
+    if (qEnvironmentVariableIsEmpty("DISPLAY") && qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY") &&
+        qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
+        qputenv("QT_QPA_PLATFORM", "offscreen");
+}
+
+// Qt's own warnings and the os backends' categories end in the one log.
+void toLog(QtMsgType type, const QMessageLogContext& context, const QString& message) {
+    if (type == QtDebugMsg)
+        return;
+    const char* category = context.category ? context.category : "qt";
+    slog(QStringLiteral("%1: %2").arg(QLatin1String(category), message));
+}
+
+void identify() {
+    QCoreApplication::setApplicationName(QStringLiteral("Orvane"));
+    QCoreApplication::setOrganizationName(QStringLiteral("Orvane"));
+    QGuiApplication::setDesktopFileName(SingleCopy::busName);
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    const Arguments args(argc, argv);
+    drawOffscreenWithoutDisplay();
+    identify();
+
+    const EntryMode mode = EntryMode::decide(args);
+    switch (mode.kind) {
+    case EntryMode::SelfTest: {
+        QCoreApplication app(argc, argv);
+        return SelfTest::run(args);
+    }
+    case EntryMode::MakeIconset:
+        writeIconSet(mode.dir);
+        return 0;
+    case EntryMode::RenderPreviews: {
+        QGuiApplication app(argc, argv);
+        Previews::render(mode.dir);
+        return 0;
+    }
+    case EntryMode::RecTest:
+        slog(QStringLiteral("rec-test FAILED: this build has no recorder yet"));
+        slogFlush();
+        return 1;
+    case EntryMode::Application:
+        break;
+    }
+
+    QApplication app(argc, argv);
+    QApplication::setQuitOnLastWindowClosed(false);
+    qInstallMessageHandler(toLog);
+
+    SingleCopy single;
+    if (mode.singleCopy && !single.claim()) {
+        // The system log only: orvane.log belongs to the copy that runs.
+        std::fputs("[Orvane] already running\n", stderr);
+        return 0;
+    }
+
+    const auto services = Services::build();
+    AppDelegate delegate(*services, args);
+    UnixSignals unixSignals;
+    QObject::connect(&unixSignals, &UnixSignals::terminationRequested, &app, &QCoreApplication::quit);
+    delegate.applicationDidFinishLaunching();
+    const int status = QApplication::exec();
+    slogFlush();
+    return status;
+}

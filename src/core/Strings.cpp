@@ -1,0 +1,23 @@
+#include "core/Strings.h"
+
+#include <QChar>
+#include <cmath>
+
+QString trimmed(const QString& text) { return text.trimmed(); }
+
+QString urlComponent(const QString& text) {
+    static const QString unreserved = QStringLiteral("-._~");
+    QString out;
+    out.reserve(text.size());
+    for (const char32_t cp : text.toUcs4()) {
+        if (QChar::isLetterOrNumber(cp) || QChar::isMark(cp) || (cp < 0x80 && unreserved.contains(QChar(cp)))) {
+            out += QString::fromUcs4(&cp, 1);
+            continue;
+        }
+        for (const char byte : QString::fromUcs4(&cp, 1).toUtf8())
+            out += QStringLiteral("%%1").arg(uint(uchar(byte)), 2, 16, QLatin1Char('0')).toUpper();
+    }
+    return out;
+}
+
+double round1(double value) { return std::round(value * 10.0) / 10.0; }

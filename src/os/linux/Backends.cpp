@@ -1,0 +1,26 @@
+#include "os/linux/Backends.h"
+
+#include "os/FileSecretStore.h"
+#include "os/linux/LibsecretStore.h"
+#include "os/linux/X11ScreenSource.h"
+
+#include <QLoggingCategory>
+
+Q_LOGGING_CATEGORY(lcBackends, "backends")
+
+namespace os::linux_backends {
+
+std::unique_ptr<SecretStore> makeSecretStore(const QString& fallbackPath) {
+    if (LibsecretStore::available())
+        return std::make_unique<LibsecretStore>();
+    // A server without a desktop has no keyring: keys stay usable, in a file only this user can read.
+    qCWarning(lcBackends).noquote() << "no Secret Service on the session bus; keys are kept in" << fallbackPath;
+    return std::make_unique<FileSecretStore>(fallbackPath);
+}
+
+std::unique_ptr<ScreenSource> makeScreenSource() {
+    // X11 is the only capture built so far; a Wayland backend (ScreenCast portal) would be chosen here.
+    return std::make_unique<X11ScreenSource>();
+}
+
+} // namespace os::linux_backends

@@ -1,0 +1,15 @@
+#pragma once
+
+#include "os/ScreenSource.h"
+#include "os/SecretStore.h"
+
+#include <memory>
+
+// The one place that picks the Linux implementation of each system service.
+namespace os::linux_backends {
+
+// The Secret Service when the session bus offers one, else a private file at fallbackPath (logged once).
+std::unique_ptr<SecretStore> makeSecretStore(const QString& fallbackPath);
+std::unique_ptr<ScreenSource> makeScreenSource();
+
+} // namespace os::linux_backends

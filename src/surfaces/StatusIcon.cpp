@@ -1,0 +1,63 @@
+#include "surfaces/StatusIcon.h"
+
+#include "surfaces/Brand.h"
+
+#include <QBuffer>
+#include <QPainter>
+#include <QPainterPath>
+
+namespace StatusIcon {
+namespace {
+// Points are given with the origin at the bottom left, as the mark is drawn upright.
+QPointF at(double x, double y, double size) { return {x * size, (1.0 - y) * size}; }
+
+void stroke(QPainter& p, const QColor& color, double width, QPointF from, QPointF to) {
+    p.setPen(QPen(color, width, Qt::SolidLine, Qt::RoundCap));
+    p.drawLine(from, to);
+}
+} // namespace
+
+QImage slash(int size, bool recording, bool dot, bool darkPanel) {
+    QImage image(size, size, QImage::Format_ARGB32_Premultiplied);
+    image.fill(Qt::transparent);
+    QPainter p(&image);
+    p.setRenderHint(QPainter::Antialiasing);
+    const QColor ink = recording ? Brand::lime() : (darkPanel ? QColor(Qt::white) : QColor(Qt::black));
+    stroke(p, ink, 0.15 * size, at(0.34, 0.16, size), at(0.66, 0.84, size));
+    if (dot) {
+        const double d = 0.42 * size;
+        const QRectF corner(size - d, 0, d, d);
+        p.setCompositionMode(QPainter::CompositionMode_Clear);
+        p.setPen(Qt::NoPen);
+        p.setBrush(Qt::black);
+        p.drawEllipse(corner);
+        p.setCompositionMode(QPainter::CompositionMode_SourceOver);
+        p.setBrush(Brand::red());
+        p.drawEllipse(corner);
+    }
+    return image;
+}
+
+std::optional<QByteArray> appIcon(int pixels) {
+    if (pixels <= 0)
+        return std::nullopt;
+    QImage image(pixels, pixels, QImage::Format_ARGB32_Premultiplied);
+    image.fill(Qt::transparent);
+    {
+        QPainter p(&image);
+        p.setRenderHint(QPainter::Antialiasing);
+        const double margin = 0.09 * pixels;
+        const QRectF square(margin, margin, pixels - 2 * margin, pixels - 2 * margin);
+        const double radius = 0.22 * square.width();
+        p.setPen(Qt::NoPen);
+        p.setBrush(Brand::bg());
+        p.drawRoundedRect(square, radius, radius);
+        stroke(p, Brand::lime(), 0.11 * pixels, at(0.38, 0.24, pixels), at(0.62, 0.76, pixels));
+    }
+    QByteArray png;
+    QBuffer buffer(&png);
+    if (!buffer.open(QIODevice::WriteOnly) || !image.save(&buffer, "PNG"))
+        return std::nullopt;
+    return png;
+}
+} // namespace StatusIcon

@@ -1,0 +1,87 @@
+#include <QDir>
+#include <QFile>
+#include <QImage>
+#include <QProcess>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <csignal>
+
+// The built program, started the way a user or a script starts it.
+class TestProgram : public QObject {
+    Q_OBJECT
+    std::unique_ptr<QTemporaryDir> m_home;
+
+    QProcessEnvironment environment(bool deadBus = false) const {
+        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+        env.insert(QStringLiteral("ORVANE_SUPPORT_DIR"), m_home->filePath(QStringLiteral("support")));
+        env.insert(QStringLiteral("XDG_CONFIG_HOME"), m_home->filePath(QStringLiteral("config")));
+        if (deadBus)
+            env.insert(QStringLiteral("DBUS_SESSION_BUS_ADDRESS"), QStringLiteral("unix:path=/nonexistent/bus"));
+        return env;
+    }
+    void start(QProcess& p, const QStringList& args, bool deadBus = false) const {
+        p.setProcessEnvironment(environment(deadBus));
+        p.start(QStringLiteral(ORVANE_BINARY), args);
+        QVERIFY2(p.waitForStarted(10000), qPrintable(p.errorString()));
+    }
+    QString log() const {
+        QFile file(m_home->filePath(QStringLiteral("support/orvane.log")));
+        return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
+    }
+    bool waitForLog(const QString& text, int ms = 20000) const {
+        return QTest::qWaitFor([&] { return log().contains(text); }, ms);
+    }
+    // Starts a first copy, lets a second one try, and ends the first as the desktop would.
+    void secondCopyGivesWay(bool deadBus) {
+        QProcess first;
+        start(first, {}, deadBus);
+        QVERIFY2(waitForLog(QStringLiteral("launched app.orvane.Orvane")), qPrintable(log()));
+
+        QProcess second;
+        start(second, {}, deadBus);
+        QVERIFY(second.waitForFinished(20000));
+        QCOMPARE(second.exitStatus(), QProcess::NormalExit);
+        QCOMPARE(second.exitCode(), 0);
+        QVERIFY(second.readAllStandardError().contains("[Orvane] already running"));
+        QVERIFY(!log().contains(QStringLiteral("already running"))); // the system log only
+
+        QCOMPARE(first.state(), QProcess::Running);
+        ::kill(pid_t(first.processId()), SIGTERM);
+        QVERIFY(first.waitForFinished(20000));
+        QCOMPARE(first.exitCode(), 0);
+    }
+
+private slots:
+    void init() { m_home = std::make_unique<QTemporaryDir>(); }
+
+    void makeIconsetWritesTenPictures() {
+        const QString dir = m_home->filePath(QStringLiteral("deep/icons.iconset"));
+        QProcess p;
+        start(p, {QStringLiteral("--make-iconset"), dir});
+        QVERIFY(p.waitForFinished(30000));
+        QCOMPARE(p.exitCode(), 0);
+        const QStringList files = QDir(dir).entryList(QDir::Files, QDir::Name);
+        QCOMPARE(files.size(), 10);
+        QCOMPARE(QImage(dir + QStringLiteral("/icon_512x512@2x.png")).size(), QSize(1024, 1024));
+        QCOMPARE(QImage(dir + QStringLiteral("/icon_16x16.png")).size(), QSize(16, 16));
+    }
+
+    void selftestPasses() {
+        QProcess p;
+        start(p, {QStringLiteral("--selftest"), QStringLiteral("--out"), m_home->filePath(QStringLiteral("out"))});
+        QVERIFY(p.waitForFinished(60000));
+        QVERIFY2(p.exitCode() == 0, qPrintable(log()));
+        QVERIFY(log().contains(QStringLiteral("selftest: 3 of 3 checks passed")));
+    }
+
+    void secondCopyExits() { secondCopyGivesWay(false); }
+
+    void withoutSessionBusKeysGoToAPrivateFile() {
+        secondCopyGivesWay(true);
+        QVERIFY2(log().contains(QStringLiteral("no Secret Service on the session bus")), qPrintable(log()));
+    }
+};
+
+QTEST_GUILESS_MAIN(TestProgram)
+#include "tst_program.moc"

@@ -1,0 +1,48 @@
+#include "core/SerialQueue.h"
+
+#include <QTest>
+#include <atomic>
+#include <vector>
+
+class TestSerialQueue : public QObject {
+    Q_OBJECT
+private slots:
+    void runsJobsInOrderOffTheCaller() {
+        SerialQueue queue(QStringLiteral("test.order"));
+        std::vector<int> seen;
+        std::atomic<bool> onCaller = false;
+        const auto caller = std::this_thread::get_id();
+        for (int i = 0; i < 1000; ++i)
+            queue.async([&, i] {
+                seen.push_back(i);
+                if (std::this_thread::get_id() == caller)
+                    onCaller = true;
+            });
+        queue.sync([] {});
+        QCOMPARE(int(seen.size()), 1000);
+        QVERIFY(std::is_sorted(seen.begin(), seen.end()));
+        QVERIFY(!onCaller);
+    }
+
+    void syncFromItsOwnThreadRunsInline() {
+        SerialQueue queue(QStringLiteral("test.inline"));
+        bool inner = false;
+        queue.sync([&] { queue.sync([&] { inner = queue.isCurrent(); }); });
+        QVERIFY(inner);
+        QVERIFY(!queue.isCurrent());
+    }
+
+    void destructionRunsWhatIsQueued() {
+        std::atomic<int> ran = 0;
+        {
+            SerialQueue queue(QStringLiteral("test.drain"));
+            queue.async([] { std::this_thread::sleep_for(std::chrono::milliseconds(50)); });
+            for (int i = 0; i < 10; ++i)
+                queue.async([&] { ++ran; });
+        }
+        QCOMPARE(ran.load(), 10);
+    }
+};
+
+QTEST_GUILESS_MAIN(TestSerialQueue)
+#include "tst_serial_queue.moc"
