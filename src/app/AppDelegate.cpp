@@ -4,22 +4,48 @@
 #include "app/SingleCopy.h"
 #include "core/Log.h"
 #include "surfaces/StatusIcon.h"
+#include "surfaces/WindowShortcuts.h"
+#include "workday/Coach.h"
 
+#include <QApplication>
 #include <QPixmap>
+#include <QSessionManager>
 #include <QSystemTrayIcon>
 
 AppDelegate::AppDelegate(Services& services, Arguments args) : m_services(services), m_args(std::move(args)) {}
 
 AppDelegate::~AppDelegate() = default;
 
+// The order is a decision: recovery comes after every timer is set and before the first menu is built.
 void AppDelegate::applicationDidFinishLaunching() {
+    // Window keys in place of a main menu.
+    m_shortcuts = std::make_unique<WindowShortcuts>([this] { requestQuit(); });
+    qApp->installEventFilter(m_shortcuts.get());
+    connect(qApp, &QGuiApplication::commitDataRequest, this, &AppDelegate::onSessionEnding);
+    makeStatusItem();
+    makeTimers();
+    slog(launchLine());
+}
+
+void AppDelegate::makeStatusItem() {
     m_statusItem = std::make_unique<QSystemTrayIcon>(QIcon(QPixmap::fromImage(StatusIcon::slash(64))));
     m_statusItem->setToolTip(QStringLiteral("Orvane"));
     if (QSystemTrayIcon::isSystemTrayAvailable())
         m_statusItem->show();
     else
         slog(QStringLiteral("no system tray on this desktop"));
-    slog(launchLine());
+}
+
+void AppDelegate::makeTimers() {
+    m_activityTimer.setInterval(activitySeconds * 1000);
+    connect(&m_activityTimer, &QTimer::timeout, this, &AppDelegate::activityTick);
+    m_activityTimer.start();
+}
+
+Coach& AppDelegate::coach() {
+    if (!m_coach)
+        m_coach = std::make_unique<Coach>(*m_services.defaults);
+    return *m_coach;
 }
 
 QString AppDelegate::launchLine() const {

@@ -2,25 +2,59 @@
 
 #include "app/Arguments.h"
 
+#include <QDateTime>
 #include <QObject>
+#include <QTimer>
 #include <memory>
 
+class Coach;
+class QSessionManager;
 class QSystemTrayIcon;
+class WindowShortcuts;
 struct Services;
 
-// The program's one controller: owns the long-lived objects and runs the start sequence.
+// The program's one controller: owns the long-lived objects, runs the start sequence and the timers, and gives the
+// one answer to every way of quitting. Lives on the main thread; nothing else holds it.
 class AppDelegate : public QObject {
     Q_OBJECT
 public:
+    enum class TerminateReply { Now, Later };
+
+    // How often the activity tick samples the user's activity.
+    static constexpr int activitySeconds = 15;
+
     AppDelegate(Services& services, Arguments args);
     ~AppDelegate() override;
 
     void applicationDidFinishLaunching();
 
+    // Every way to quit comes here: the menu, Ctrl+Q, SIGINT and SIGTERM, the desktop session ending.
+    void requestQuit();
+    // Quit now when nothing is being recorded or saved; otherwise after the save.
+    TerminateReply applicationShouldTerminate();
+    // The answer to a quit that had to wait.
+    void replyToApplicationShouldTerminate(bool terminate);
+
+    // The wrap-up of a recording marks its save, so that a quit waits for it.
+    void beginSave();
+    void endSave();
+    bool saving() const { return m_saving; }
+    bool quitAfterSave() const { return m_quitAfterSave; }
+
 private:
+    void makeStatusItem();
+    void makeTimers();
+    void activityTick();
+    Coach& coach();
+    void onSessionEnding(QSessionManager& manager);
     QString launchLine() const;
 
     Services& m_services;
     Arguments m_args;
     std::unique_ptr<QSystemTrayIcon> m_statusItem;
+    std::unique_ptr<WindowShortcuts> m_shortcuts;
+    std::unique_ptr<Coach> m_coach; // made on first use
+    QTimer m_activityTimer;
+    bool m_saving = false;
+    bool m_quitAfterSave = false;
 };

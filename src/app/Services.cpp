@@ -5,9 +5,10 @@
 
 std::unique_ptr<Services> Services::build() {
     auto s = std::make_unique<Services>();
-    // Linux is the one platform: the Secret Service when the desktop has one, X11 for the screen.
+    // Linux is the one platform: the Secret Service when the desktop has one, X11 for the screen and idle time.
     s->secrets = os::linux_backends::makeSecretStore(Paths::support() + QStringLiteral("/secrets.json"));
     s->screen = os::linux_backends::makeScreenSource();
+    s->idle = os::linux_backends::makeIdleSource();
     s->keychain = std::make_unique<Keychain>(*s->secrets, Keychain::defaultService());
     s->defaults = std::make_unique<QSettings>(Settings::defaultsPath(), QSettings::IniFormat);
     s->settings = std::make_unique<Settings>(*s->defaults, *s->keychain);

@@ -77,7 +77,7 @@ int main(int argc, char** argv) {
     const auto services = Services::build();
     AppDelegate delegate(*services, args);
     UnixSignals unixSignals;
-    QObject::connect(&unixSignals, &UnixSignals::terminationRequested, &app, &QCoreApplication::quit);
+    QObject::connect(&unixSignals, &UnixSignals::terminationRequested, &delegate, &AppDelegate::requestQuit);
     delegate.applicationDidFinishLaunching();
     const int status = QApplication::exec();
     slogFlush();

@@ -451,11 +451,11 @@ std::optional<QString> Settings::myName(const std::optional<Workspace>& workspac
     return std::nullopt;
 }
 
-QDateTime Settings::date(int fromMinute) {
+QDateTime Settings::date(int fromMinute, const QDate& day) {
     const QTime wanted(fromMinute / 60, fromMinute % 60);
     if (!wanted.isValid())
         return QDateTime::currentDateTime();
-    QDateTime at(QDate::currentDate(), wanted);
+    QDateTime at(day, wanted);
     if (!at.isValid())
         return QDateTime::currentDateTime();
     if (at.time() != wanted) {

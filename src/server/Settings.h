@@ -103,8 +103,8 @@ public:
     void remove(const Workspace& workspace);
     std::optional<QString> myName(const std::optional<Workspace>& workspace) const;
 
-    // The stored minute of the day as today's date, and back.
-    static QDateTime date(int fromMinute);
+    // The stored minute of the day as a local date on that day (today by default), and back.
+    static QDateTime date(int fromMinute, const QDate& day = QDate::currentDate());
     static int minute(const QDateTime& from);
 
     QSettings& defaults() { return m_d; }

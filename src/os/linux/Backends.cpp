@@ -2,6 +2,7 @@
 
 #include "os/FileSecretStore.h"
 #include "os/linux/LibsecretStore.h"
+#include "os/linux/X11IdleSource.h"
 #include "os/linux/X11ScreenSource.h"
 
 #include <QLoggingCategory>
@@ -22,5 +23,7 @@ std::unique_ptr<ScreenSource> makeScreenSource() {
     // X11 is the only capture built so far; a Wayland backend (ScreenCast portal) would be chosen here.
     return std::make_unique<X11ScreenSource>();
 }
+
+std::unique_ptr<IdleSource> makeIdleSource() { return std::make_unique<X11IdleSource>(); }
 
 } // namespace os::linux_backends

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "os/IdleSource.h"
 #include "os/ScreenSource.h"
 #include "os/SecretStore.h"
 
@@ -11,5 +12,6 @@ namespace os::linux_backends {
 // The Secret Service when the session bus offers one, else a private file at fallbackPath (logged once).
 std::unique_ptr<SecretStore> makeSecretStore(const QString& fallbackPath);
 std::unique_ptr<ScreenSource> makeScreenSource();
+std::unique_ptr<IdleSource> makeIdleSource();
 
 } // namespace os::linux_backends

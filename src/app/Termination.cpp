@@ -1,0 +1,40 @@
+// The end of the application: one answer for every way to quit.
+#include "app/AppDelegate.h"
+
+#include "core/Log.h"
+
+#include <QCoreApplication>
+
+void AppDelegate::requestQuit() {
+    if (applicationShouldTerminate() == TerminateReply::Now)
+        QCoreApplication::quit();
+}
+
+AppDelegate::TerminateReply AppDelegate::applicationShouldTerminate() {
+    if (!m_saving)
+        return TerminateReply::Now;
+    // What is recorded is on disk already; waiting for the save keeps the wrap-up whole.
+    m_quitAfterSave = true;
+    slog(QStringLiteral("quit: waiting for the save in progress"));
+    return TerminateReply::Later;
+}
+
+void AppDelegate::replyToApplicationShouldTerminate(bool terminate) {
+    m_quitAfterSave = false;
+    if (terminate)
+        QCoreApplication::quit();
+}
+
+void AppDelegate::beginSave() { m_saving = true; }
+
+void AppDelegate::endSave() {
+    m_saving = false;
+    if (m_quitAfterSave)
+        replyToApplicationShouldTerminate(true);
+}
+
+void AppDelegate::onSessionEnding(QSessionManager&) {
+    // The desktop session is ending: the same answer as any quit. The log out is never held up; a save it cuts
+    // leaves the session pending on disk.
+    requestQuit();
+}

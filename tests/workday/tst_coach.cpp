@@ -1,0 +1,123 @@
+#include "workday/Coach.h"
+
+#include <QTemporaryDir>
+#include <QTest>
+
+namespace {
+// A morning of today, local time, so that daily reminders fall on this day.
+QDateTime at(int hour, int minute, int second = 0) {
+    return QDateTime(QDate::currentDate(), QTime(hour, minute, second));
+}
+} // namespace
+
+class TestCoach : public QObject {
+    Q_OBJECT
+    QTemporaryDir m_tmp;
+    std::unique_ptr<QSettings> m_d;
+    QDateTime m_now;
+    Coach coach() {
+        return Coach(*m_d, [this] { return m_now; });
+    }
+    // Ticks every 15 seconds of activity from `from` to `to`; the last answer.
+    bool workThrough(Coach& c, const QDateTime& from, const QDateTime& to, int breakMinutes = 50) {
+        bool due = false;
+        for (m_now = from; m_now <= to; m_now = m_now.addSecs(15))
+            due = c.activity(0, m_now, breakMinutes);
+        m_now = to;
+        return due;
+    }
+
+private slots:
+    void init() {
+        m_d = std::make_unique<QSettings>(m_tmp.filePath(QStringLiteral("%1.conf").arg(QTest::currentTestFunction())),
+                                          QSettings::IniFormat);
+        m_d->clear();
+        m_now = at(9, 0);
+    }
+
+    void breakIsDueAfterTheSetMinutes_data() {
+        QTest::addColumn<int>("minutes");
+        QTest::addColumn<bool>("due");
+        QTest::newRow("49 minutes") << 49 << false;
+        QTest::newRow("50 minutes") << 50 << true;
+    }
+    void breakIsDueAfterTheSetMinutes() {
+        QFETCH(int, minutes);
+        QFETCH(bool, due);
+        Coach c = coach();
+        QCOMPARE(workThrough(c, at(9, 0), at(9, minutes)), due);
+        QCOMPARE(c.activeMinutes(), minutes);
+    }
+
+    void fiveIdleMinutesResetTheStreak() {
+        Coach c = coach();
+        workThrough(c, at(9, 0), at(9, 45));
+        QVERIFY(!c.activity(300, at(9, 50), 50));
+        QCOMPARE(c.activeMinutes(), 0);
+        // The next stretch starts at the last input: now minus the idle seconds.
+        m_now = at(9, 51);
+        QVERIFY(!c.activity(60, m_now, 50));
+        QCOMPARE(c.activeMinutes(), 1);
+        QVERIFY(!workThrough(c, at(9, 51), at(10, 39)));
+        QVERIFY(workThrough(c, at(10, 39), at(10, 40)));
+    }
+
+    void snoozeHoldsTheBreakBack() {
+        Coach c = coach();
+        QVERIFY(workThrough(c, at(9, 0), at(9, 50)));
+        c.snooze(10);
+        QVERIFY(!workThrough(c, at(9, 50), at(9, 59, 45)));
+        QVERIFY(workThrough(c, at(9, 59, 45), at(10, 0)));
+    }
+
+    void takingABreakStartsOver() {
+        Coach c = coach();
+        QVERIFY(workThrough(c, at(9, 0), at(9, 50)));
+        c.tookBreak();
+        QCOMPARE(c.activeMinutes(), 0);
+        QVERIFY(!workThrough(c, at(9, 50), at(10, 39)));
+        QVERIFY(workThrough(c, at(10, 39), at(10, 40)));
+    }
+
+    void tipsRotateAcrossRestarts() {
+        QStringList seen;
+        for (int i = 0; i < 3; ++i)
+            seen << coach().nextTip();
+        Coach later = coach();
+        for (int i = 0; i < 3; ++i)
+            seen << later.nextTip();
+        QCOMPARE(seen.mid(0, 5), Coach::tips);
+        QCOMPARE(seen.at(5), Coach::tips.first());
+    }
+
+    void dailyReminder_data() {
+        QTest::addColumn<QTime>("time");
+        QTest::addColumn<bool>("due");
+        QTest::newRow("before") << QTime(17, 29, 59) << false;
+        QTest::newRow("on time") << QTime(17, 30) << true;
+        QTest::newRow("almost two hours late") << QTime(19, 29, 59) << true;
+        QTest::newRow("two hours late") << QTime(19, 30) << false;
+    }
+    void dailyReminder() {
+        QFETCH(QTime, time);
+        QFETCH(bool, due);
+        QCOMPARE(coach().due(QStringLiteral("workout"), 1050, QDateTime(QDate::currentDate(), time)), due);
+    }
+
+    void reminderOnceADayUnlessSnoozed() {
+        Coach c = coach();
+        m_now = at(17, 31);
+        QVERIFY(c.due(QStringLiteral("workout"), 1050, m_now));
+        c.markShown(QStringLiteral("workout"));
+        QVERIFY(!c.due(QStringLiteral("workout"), 1050, m_now));
+        QVERIFY(c.due(QStringLiteral("wrap"), 1050, m_now)); // each reminder counts for itself
+        // "In 30 min": shown again after the snooze, still within two hours of the time.
+        c.clearShown(QStringLiteral("workout"));
+        c.snoozeReminder(QStringLiteral("workout"), 30);
+        QVERIFY(!coach().due(QStringLiteral("workout"), 1050, at(18, 0)));
+        QVERIFY(coach().due(QStringLiteral("workout"), 1050, at(18, 1, 1)));
+    }
+};
+
+QTEST_GUILESS_MAIN(TestCoach)
+#include "tst_coach.moc"
