@@ -1,6 +1,13 @@
 #pragma once
 
 #include "core/Workspace.h"
+#include "server/AccountInfo.h"
+
+#include <QCoroTask>
+#include <QJsonObject>
+#include <QList>
+#include <chrono>
+#include <utility>
 
 #include <QString>
 #include <QUrl>
@@ -34,5 +41,14 @@ Workspace project(const QString& base, const QString& slug, const QString& name,
                   const std::optional<QString>& seat, bool appPaths = false);
 // A full URL as it stands; a path under the base.
 std::optional<QUrl> resolve(const QString& text, const QString& base);
+
+using Account = std::pair<AccountInfo, QList<Workspace>>;
+
+// A POST to the platform as a whole, without a key; failures as APIError, like every server call.
+QCoro::Task<QJsonObject> post(QUrl url, QJsonObject body, std::chrono::seconds timeout);
+// Who the key's account is, with its projects; a local platform without /api/v1 is asked on its /app routes.
+QCoro::Task<Account> me(QString base, QString key);
+// The account reply; nothing without an account e-mail.
+std::optional<Account> parseMe(const QJsonObject& reply, const QString& base, bool appPaths = false);
 
 } // namespace Platform
