@@ -1,0 +1,88 @@
+#include "server/SignIn.h"
+
+#include "core/Log.h"
+#include "server/API.h"
+#include "server/Settings.h"
+
+#include <QPointer>
+
+SignIn::SignIn(std::function<void(const QUrl&)> openBrowser, QObject* parent)
+    : QObject(parent), m_openBrowser(std::move(openBrowser)) {}
+
+bool SignIn::busy() const {
+    return std::holds_alternative<Starting>(m_phase) || std::holds_alternative<Waiting>(m_phase) ||
+           std::holds_alternative<Finishing>(m_phase);
+}
+
+std::optional<QString> SignIn::code() const {
+    if (const auto* waiting = std::get_if<Waiting>(&m_phase))
+        return waiting->code;
+    return std::nullopt;
+}
+
+void SignIn::enter(Phase phase) {
+    m_phase = std::move(phase);
+    emit phaseChanged();
+}
+
+void SignIn::begin(Settings& settings) {
+    if (busy())
+        return;
+    enter(Starting{});
+    m_cancelled = std::make_shared<bool>(false);
+    run(settings.platformBase(), &settings, m_cancelled);
+}
+
+void SignIn::reopen() {
+    if (const auto* waiting = std::get_if<Waiting>(&m_phase))
+        m_openBrowser(waiting->url);
+}
+
+void SignIn::cancel() {
+    if (m_cancelled)
+        *m_cancelled = true;
+    m_cancelled.reset();
+    enter(Idle{});
+}
+
+void SignIn::preview(const Phase& phase) { enter(phase); }
+
+QCoro::Task<> SignIn::run(QString base, Settings* settings, CancelFlag cancelled) {
+    const QPointer<SignIn> self(this);
+    const QPointer<Settings> store(settings);
+    std::optional<SignedInAccount> account;
+    std::optional<QString> failure;
+    try {
+        account = co_await Platform::deviceFlow(
+            base,
+            [self](DeviceStart code) -> QCoro::Task<> {
+                if (self) {
+                    self->enter(Waiting{code.userCode, code.verifyURL});
+                    self->m_openBrowser(code.verifyURL);
+                }
+                co_return;
+            },
+            cancelled);
+    } catch (const SignInCancelled&) {
+        co_return;
+    } catch (const SignInError& e) {
+        failure = e.message;
+    } catch (const APIError& e) {
+        const QString host = QUrl(base).host();
+        failure = QStringLiteral("Couldn\u2019t reach %1: %2").arg(host.isEmpty() ? base : host, e.errorDescription());
+    }
+    if (!self || *cancelled)
+        co_return;
+    if (failure) {
+        self->enter(Failed{*failure});
+        co_return;
+    }
+    self->enter(Finishing{});
+    if (store)
+        store->signIn(account->key, account->email, account->name);
+    slog(QStringLiteral("sign-in: signed in as ") + account->email);
+    self->m_cancelled.reset();
+    self->enter(Idle{});
+    if (self->onSignedIn)
+        self->onSignedIn();
+}
