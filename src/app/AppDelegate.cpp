@@ -24,6 +24,8 @@ void AppDelegate::applicationDidFinishLaunching() {
     connect(qApp, &QGuiApplication::commitDataRequest, this, &AppDelegate::onSessionEnding);
     makeStatusItem();
     makeTimers();
+    // The account refresh is what first fills the projects.
+    refreshAccount();
     slog(launchLine());
 }
 

@@ -1,6 +1,11 @@
 #pragma once
 
 #include "app/Arguments.h"
+#include "core/Workspace.h"
+#include "server/API.h"
+
+#include <QCoroTask>
+#include <functional>
 
 #include <QDateTime>
 #include <QObject>
@@ -39,9 +44,15 @@ public:
     void beginSave();
     void endSave();
     bool saving() const { return m_saving; }
+
+    // Fetches who the user is: the platform's account when signed in, else the name on the legacy home.
+    // `then` runs afterwards, whatever the outcome.
+    void refreshAccount(std::function<void()> then = {});
     bool quitAfterSave() const { return m_quitAfterSave; }
 
 private:
+    QCoro::Task<> refreshPlatformAccount(QString base, QString key, std::function<void()> then);
+    QCoro::Task<> refreshLegacyName(Workspace home, API api, std::function<void()> then);
     void makeStatusItem();
     void makeTimers();
     void activityTick();
