@@ -172,3 +172,23 @@ QCoro::Task<std::optional<QString>> API::createTask(QString title, std::optional
 QCoro::Task<QJsonObject> API::callDetail(QString id) const {
     co_return co_await json("GET", QStringLiteral("/api/calls/") + urlComponent(id));
 }
+
+QCoro::Task<API::RouteScore> API::routeScore(QString title, QString app, QList<QString> participants,
+                                             QString text) const {
+    using namespace std::chrono_literals;
+    const QJsonObject body{{QStringLiteral("title"), title},
+                           {QStringLiteral("app"), app},
+                           {QStringLiteral("participants"), QJsonArray::fromStringList(participants)},
+                           {QStringLiteral("text"), text}};
+    const QJsonObject reply = co_await json("POST", QStringLiteral("/api/route/score"), body, 25s);
+    RouteScore result;
+    const QJsonValue score = reply.value(QLatin1String("score"));
+    bool readable = score.isDouble();
+    result.score = readable ? score.toDouble() : score.toString().toDouble(&readable);
+    if (!readable)
+        result.score = 0;
+    for (const QJsonValue& reason : reply.value(QLatin1String("reasons")).toArray())
+        if (auto text = str(reason))
+            result.reasons.append(*text);
+    co_return result;
+}

@@ -57,6 +57,12 @@ public:
     QCoro::Task<std::optional<QString>> createTask(QString title, std::optional<QString> notes) const;
     QCoro::Task<QJsonObject> callDetail(QString id) const;
 
+    struct RouteScore {
+        double score = 0; // as sent; the router clamps it
+        QList<QString> reasons;
+    };
+    QCoro::Task<RouteScore> routeScore(QString title, QString app, QList<QString> participants, QString text) const;
+
     // The reply rules: the access-proxy login page first, then the status, then JSON (a list arrives under "items").
     static QJsonObject check(const QByteArray& data, int status, const QUrl& finalUrl);
     // A string stays, a number becomes its decimal text, anything else is nothing.
