@@ -1,6 +1,7 @@
 #include "os/linux/Backends.h"
 
 #include "os/FileSecretStore.h"
+#include "os/linux/FreedesktopNotifications.h"
 #include "os/linux/LibsecretStore.h"
 #include "os/linux/X11ScreenSource.h"
 
@@ -21,6 +22,11 @@ std::unique_ptr<SecretStore> makeSecretStore(const QString& fallbackPath) {
 std::unique_ptr<ScreenSource> makeScreenSource() {
     // X11 is the only capture built so far; a Wayland backend (ScreenCast portal) would be chosen here.
     return std::make_unique<X11ScreenSource>();
+}
+
+std::unique_ptr<Notifications> makeNotifications() {
+    // Every Linux desktop (GNOME, Plasma, XFCE, dunst, mako) speaks the freedesktop protocol, Wayland or not.
+    return std::make_unique<FreedesktopNotifications>();
 }
 
 } // namespace os::linux_backends

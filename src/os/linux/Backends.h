@@ -1,5 +1,6 @@
 #pragma once
 
+#include "os/Notifications.h"
 #include "os/ScreenSource.h"
 #include "os/SecretStore.h"
 
@@ -11,5 +12,7 @@ namespace os::linux_backends {
 // The Secret Service when the session bus offers one, else a private file at fallbackPath (logged once).
 std::unique_ptr<SecretStore> makeSecretStore(const QString& fallbackPath);
 std::unique_ptr<ScreenSource> makeScreenSource();
+// The desktop's notification centre on the session bus; without one, posts are logged and dropped.
+std::unique_ptr<Notifications> makeNotifications();
 
 } // namespace os::linux_backends
