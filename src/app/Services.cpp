@@ -2,6 +2,7 @@
 
 #include "core/Paths.h"
 #include "os/linux/Backends.h"
+#include "surfaces/DesktopBrowser.h"
 
 std::unique_ptr<Services> Services::build() {
     auto s = std::make_unique<Services>();
@@ -12,5 +13,9 @@ std::unique_ptr<Services> Services::build() {
     s->keychain = std::make_unique<Keychain>(*s->secrets, Keychain::defaultService());
     s->defaults = std::make_unique<QSettings>(Settings::defaultsPath(), QSettings::IniFormat);
     s->settings = std::make_unique<Settings>(*s->defaults, *s->keychain);
+    s->notifications = os::linux_backends::makeNotifications();
+    // Until the board window exists, notification clicks open their page in the default browser.
+    s->browser = std::make_unique<DesktopBrowser>();
+    s->notify = std::make_unique<Notify>(*s->notifications, *s->browser, *s->settings);
     return s;
 }

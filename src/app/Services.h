@@ -2,9 +2,12 @@
 
 #include "core/Keychain.h"
 #include "os/IdleSource.h"
+#include "os/Notifications.h"
 #include "os/ScreenSource.h"
 #include "os/SecretStore.h"
 #include "server/Settings.h"
+#include "surfaces/Browser.h"
+#include "surfaces/Notify.h"
 
 #include <QSettings>
 #include <memory>
@@ -17,6 +20,9 @@ struct Services {
     std::unique_ptr<Keychain> keychain;
     std::unique_ptr<QSettings> defaults;
     std::unique_ptr<Settings> settings;
+    std::unique_ptr<os::Notifications> notifications;
+    std::unique_ptr<Browser> browser;
+    std::unique_ptr<Notify> notify;
 
     static std::unique_ptr<Services> build();
 };

@@ -1,6 +1,7 @@
 #include "os/linux/Backends.h"
 
 #include "os/FileSecretStore.h"
+#include "os/linux/FreedesktopNotifications.h"
 #include "os/linux/LibsecretStore.h"
 #include "os/linux/X11IdleSource.h"
 #include "os/linux/X11ScreenSource.h"
@@ -25,5 +26,10 @@ std::unique_ptr<ScreenSource> makeScreenSource() {
 }
 
 std::unique_ptr<IdleSource> makeIdleSource() { return std::make_unique<X11IdleSource>(); }
+
+std::unique_ptr<Notifications> makeNotifications() {
+    // Every Linux desktop (GNOME, Plasma, XFCE, dunst, mako) speaks the freedesktop protocol, Wayland or not.
+    return std::make_unique<FreedesktopNotifications>();
+}
 
 } // namespace os::linux_backends

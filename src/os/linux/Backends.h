@@ -1,6 +1,7 @@
 #pragma once
 
 #include "os/IdleSource.h"
+#include "os/Notifications.h"
 #include "os/ScreenSource.h"
 #include "os/SecretStore.h"
 
@@ -13,5 +14,7 @@ namespace os::linux_backends {
 std::unique_ptr<SecretStore> makeSecretStore(const QString& fallbackPath);
 std::unique_ptr<ScreenSource> makeScreenSource();
 std::unique_ptr<IdleSource> makeIdleSource();
+// The desktop's notification centre on the session bus; without one, posts are logged and dropped.
+std::unique_ptr<Notifications> makeNotifications();
 
 } // namespace os::linux_backends

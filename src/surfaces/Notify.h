@@ -1,0 +1,56 @@
+#pragma once
+
+#include "os/Notifications.h"
+#include "surfaces/Browser.h"
+
+#include <QObject>
+#include <QUrl>
+#include <optional>
+
+class Settings;
+
+// The app's desktop notifications: what must reach the user while the app is out of sight. A click opens the
+// page the notification is about. The composition root makes the one instance.
+class Notify : public QObject {
+    Q_OBJECT
+public:
+    // How this run was started, as far as notifications care.
+    struct Run {
+        bool dumpMenu = false;
+        bool uiCheck = false;
+        QString defaultsSuite; // ORVANE_DEFAULTS_SUITE
+    };
+
+    Notify(os::Notifications& center, Browser& browser, const Settings& settings, QObject* parent = nullptr);
+
+    // Turns notifications on, except for check runs, runs on a separate settings suite (tests, scripted runs)
+    // and desktops without a notification service. Logs the service's answer.
+    void setup(const Run& run);
+    bool enabled() const { return m_enabled; }
+
+    void reviewReady(const QString& id, const QString& title, int suggestions,
+                     const std::optional<QUrl>& url);
+    // Named by `key`, the session's folder, when given: a later notification of that session replaces it.
+    void saved(const QString& id, const QString& title, const QString& where, const std::optional<QUrl>& url,
+               const std::optional<QString>& key);
+    void filedPersonal(const QString& title, const QString& key);
+
+    // The page a click opens: the notification's `url` when it is a board page, else the board home.
+    static std::optional<QUrl> target(const QVariantMap& userInfo, const QString& base,
+                                      const std::optional<QUrl>& home);
+    // `text` cut to `limit` characters, the last of them "…"; shorter texts as they stand.
+    static QString shortened(const QString& text, int limit);
+
+    static inline const QString urlKey = QStringLiteral("url");
+    // A review title longer than this is shortened in the notification's title.
+    static constexpr int reviewTitleLimit = 44;
+
+private:
+    void post(const QString& id, const QString& title, const QString& body, const std::optional<QUrl>& url);
+    void open(const QVariantMap& userInfo);
+
+    os::Notifications& m_center;
+    Browser& m_browser;
+    const Settings& m_settings;
+    bool m_enabled = false;
+};

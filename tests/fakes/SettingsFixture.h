@@ -1,0 +1,22 @@
+#pragma once
+
+#include "core/Keychain.h"
+#include "fakes/MemorySecretStore.h"
+#include "server/Settings.h"
+
+#include <QSettings>
+#include <QTemporaryDir>
+
+// Settings on a throw-away store, signed in to the default platform: its board home is
+// https://orvane.app/app.
+struct SettingsFixture {
+    QTemporaryDir dir;
+    MemorySecretStore secrets;
+    Keychain keychain{secrets, QStringLiteral("svc")};
+    QSettings store{dir.filePath(QStringLiteral("orvane.conf")), QSettings::IniFormat};
+    Settings settings{store, keychain};
+
+    SettingsFixture() {
+        settings.signIn(QStringLiteral("acct-key"), QStringLiteral("ada@example.com"), std::nullopt);
+    }
+};

@@ -1,0 +1,60 @@
+#include "core/Log.h"
+#include "core/Paths.h"
+#include "surfaces/DesktopBrowser.h"
+
+#include <QDesktopServices>
+#include <QFile>
+#include <QFileInfo>
+#include <QTest>
+
+// Stands in for the desktop's browser: the URL handler that QDesktopServices calls for https links.
+class UrlRecorder : public QObject {
+    Q_OBJECT
+public:
+    QList<QUrl> opened;
+public slots:
+    void open(const QUrl& url) { opened.append(url); }
+};
+
+// ORVANE_NO_BROWSER=1 turns opening a page into a log line; anything else opens it.
+class TestDesktopBrowser : public QObject {
+    Q_OBJECT
+    UrlRecorder m_recorder;
+
+private slots:
+    void initTestCase() { QDesktopServices::setUrlHandler(QStringLiteral("https"), &m_recorder, "open"); }
+    void cleanupTestCase() { QDesktopServices::unsetUrlHandler(QStringLiteral("https")); }
+
+    void opensUnlessTold_data() {
+        QTest::addColumn<QByteArray>("noBrowser");
+        QTest::addColumn<bool>("opens");
+        QTest::newRow("unset opens the page") << QByteArray() << true;
+        QTest::newRow("1 only logs it") << QByteArray("1") << false;
+        QTest::newRow("true is not 1 and opens the page") << QByteArray("true") << true;
+        QTest::newRow("1 with a blank is not 1 and opens the page") << QByteArray("1 ") << true;
+    }
+    void opensUnlessTold() {
+        QFETCH(QByteArray, noBrowser);
+        QFETCH(bool, opens);
+        if (noBrowser.isNull())
+            qunsetenv("ORVANE_NO_BROWSER");
+        else
+            qputenv("ORVANE_NO_BROWSER", noBrowser);
+        m_recorder.opened.clear();
+        slogFlush();
+        const qint64 logged = QFileInfo(Paths::logFile()).size();
+        const QUrl page(QStringLiteral("https://orvane.app/app/r/c%3A7"));
+
+        DesktopBrowser().open(page);
+
+        QCOMPARE(m_recorder.opened, opens ? QList<QUrl>{page} : QList<QUrl>{});
+        slogFlush();
+        QFile log(Paths::logFile());
+        QByteArray text; // no file yet: nothing was logged
+        if (log.open(QIODevice::ReadOnly) && log.seek(logged)) text = log.readAll();
+        QCOMPARE(text.contains("  open https://orvane.app/app/r/c%3A7\n"), !opens);
+    }
+};
+
+QTEST_GUILESS_MAIN(TestDesktopBrowser)
+#include "tst_desktop_browser.moc"
