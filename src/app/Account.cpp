@@ -4,6 +4,7 @@
 #include "app/Services.h"
 #include "core/Log.h"
 #include "server/Platform.h"
+#include "server/SignIn.h"
 
 #include <QPointer>
 
@@ -81,4 +82,11 @@ QCoro::Task<> AppDelegate::refreshLegacyName(Workspace home, API api, std::funct
     }
     if (then)
         then();
+}
+
+void AppDelegate::signedIn() { refreshAccount(); }
+
+void AppDelegate::startSignIn() {
+    if (!m_services.settings->signedIn())
+        m_signIn->begin(*m_services.settings);
 }

@@ -3,16 +3,23 @@
 #include "app/Services.h"
 #include "app/SingleCopy.h"
 #include "core/Log.h"
+#include "server/SignIn.h"
+#include "surfaces/DesktopBrowser.h"
+#include "surfaces/Notify.h"
 #include "surfaces/StatusIcon.h"
 #include "surfaces/WindowShortcuts.h"
 #include "workday/Coach.h"
 
 #include <QApplication>
 #include <QPixmap>
+#include <QPointer>
 #include <QSessionManager>
 #include <QSystemTrayIcon>
 
-AppDelegate::AppDelegate(Services& services, Arguments args) : m_services(services), m_args(std::move(args)) {}
+AppDelegate::AppDelegate(Services& services, Arguments args)
+    : m_services(services), m_args(std::move(args)), m_modes(LaunchModes::read(m_args)),
+      m_signInBrowser(std::make_unique<DesktopBrowser>(QStringLiteral("sign-in: would open "))),
+      m_signIn(std::make_unique<SignIn>([browser = m_signInBrowser.get()](const QUrl& url) { browser->open(url); })) {}
 
 AppDelegate::~AppDelegate() = default;
 
@@ -22,8 +29,14 @@ void AppDelegate::applicationDidFinishLaunching() {
     m_shortcuts = std::make_unique<WindowShortcuts>([this] { requestQuit(); });
     qApp->installEventFilter(m_shortcuts.get());
     connect(qApp, &QGuiApplication::commitDataRequest, this, &AppDelegate::onSessionEnding);
+    m_services.notify->setup({m_modes.dumpMenu, m_modes.uiCheck, qEnvironmentVariable("ORVANE_DEFAULTS_SUITE")});
     makeStatusItem();
     makeTimers();
+    const QPointer<AppDelegate> self(this);
+    m_signIn->onSignedIn = [self] {
+        if (self)
+            self->signedIn();
+    };
     // The account refresh is what first fills the projects.
     refreshAccount();
     slog(launchLine());

@@ -13,6 +13,8 @@
 #include <memory>
 
 class Coach;
+class DesktopBrowser;
+class SignIn;
 class QSessionManager;
 class QSystemTrayIcon;
 class WindowShortcuts;
@@ -48,6 +50,10 @@ public:
     // Fetches who the user is: the platform's account when signed in, else the name on the legacy home.
     // `then` runs afterwards, whatever the outcome.
     void refreshAccount(std::function<void()> then = {});
+    // What follows a finished sign-in.
+    void signedIn();
+    // The menu's and nudges' way into the sign-in.
+    void startSignIn();
     bool quitAfterSave() const { return m_quitAfterSave; }
 
 private:
@@ -62,6 +68,9 @@ private:
 
     Services& m_services;
     Arguments m_args;
+    LaunchModes m_modes;
+    std::unique_ptr<DesktopBrowser> m_signInBrowser;
+    std::unique_ptr<SignIn> m_signIn;
     std::unique_ptr<QSystemTrayIcon> m_statusItem;
     std::unique_ptr<WindowShortcuts> m_shortcuts;
     std::unique_ptr<Coach> m_coach; // made on first use

@@ -6,8 +6,9 @@
 
 void DesktopBrowser::open(const QUrl& url) {
     if (qEnvironmentVariable("ORVANE_NO_BROWSER") == QLatin1String("1")) {
-        slog(QStringLiteral("open ") + url.toString());
+        slog(m_logPrefix + url.toString());
         return;
     }
-    if (!QDesktopServices::openUrl(url)) slog(QStringLiteral("open failed: ") + url.toString());
+    if (!QDesktopServices::openUrl(url))
+        slog(QStringLiteral("open failed: ") + url.toString());
 }
