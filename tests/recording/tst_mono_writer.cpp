@@ -1,0 +1,278 @@
+#include "Tone.h"
+#include "core/Log.h"
+#include "core/Paths.h"
+#include "recording/LevelReader.h"
+#include "recording/MonoWriter.h"
+
+#include <QFile>
+#include <QFileInfo>
+#include <QTemporaryDir>
+#include <QTest>
+#include <algorithm>
+#include <cmath>
+
+Q_DECLARE_METATYPE(AudioFormat)
+Q_DECLARE_METATYPE(std::vector<double>)
+Q_DECLARE_METATYPE(std::optional<double>)
+
+namespace {
+// Writes `seconds` of a sine in 10 ms buffers of `format`, each stamped with its own time from `start`.
+void writeTone(MonoWriter& writer, const AudioFormat& format, double start, double seconds, double amplitude,
+               const std::vector<double>& channelGain = {}) {
+    const int perBuffer = format.sampleRate / 100;
+    const int buffers = int(std::lround(seconds * 100));
+    for (int i = 0; i < buffers; ++i) {
+        const qint64 first = qint64(i) * perBuffer;
+        const Tone::Block block = Tone::make(format, first, perBuffer, amplitude, channelGain);
+        writer.write(block.buffer, start + double(first) / format.sampleRate);
+    }
+}
+
+// The log as it stands; the file outlives the test run.
+QByteArray logBytes() {
+    slogFlush();
+    QFile file(Paths::logFile());
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+} // namespace
+
+class TestMonoWriter : public QObject {
+    Q_OBJECT
+
+    QTemporaryDir m_dir;
+
+    QString track(const char* name) const { return m_dir.filePath(QString::fromLatin1(name)); }
+
+private slots:
+    void initTestCase() { QVERIFY(m_dir.isValid()); }
+
+    void nothingHappensBeforeTheFirstBuffer() {
+        MonoWriter writer(track("idle.m4a"));
+        writer.write(AudioBuffer{Tone::mono48k(), 0, {nullptr}}, 3.0);
+        QVERIFY(!QFile::exists(writer.path()));
+        QCOMPARE(writer.offset(), std::nullopt);
+        QCOMPARE(writer.lastError(), std::nullopt);
+        QVERIFY(!writer.hasAudio());
+    }
+
+    void firstBufferSetsTheOffset_data() {
+        QTest::addColumn<std::optional<double>>("at");
+        QTest::addColumn<double>("offset");
+        QTest::newRow("at 1.0") << std::optional<double>(1.0) << 1.0;
+        QTest::newRow("at 0") << std::optional<double>(0.0) << 0.0;
+        QTest::newRow("at a negative time") << std::optional<double>(-0.4) << 0.0;
+        QTest::newRow("with no time") << std::optional<double>() << 0.0;
+    }
+    void firstBufferSetsTheOffset() {
+        QFETCH(std::optional<double>, at);
+        QFETCH(double, offset);
+        MonoWriter writer(track("first.m4a"));
+        const Tone::Block block = Tone::make(Tone::mono48k(), 0, 4800, 0.5);
+        writer.write(block.buffer, at);
+        QCOMPARE(writer.offset(), offset);
+        // The track begins with the buffer itself: no silence ahead of it.
+        QCOMPARE(writer.framesWritten(), qint64(4800));
+        QCOMPARE(writer.nextTime(), at.value_or(0) + 0.1);
+    }
+
+    // A first buffer of 4800 frames at 1.0 is expected to end at 1.1; the second comes at `at`.
+    void gapsArePaddedWithSilence_data() {
+        QTest::addColumn<std::optional<double>>("at");
+        QTest::addColumn<qint64>("padding");
+        QTest::newRow("straight after") << std::optional<double>(1.1) << qint64(0);
+        QTest::newRow("overlapping") << std::optional<double>(1.04) << qint64(0);
+        QTest::newRow("a gap of 0.05 s") << std::optional<double>(1.15) << qint64(0);
+        QTest::newRow("a gap of 0.06 s") << std::optional<double>(1.16) << qint64(2880);
+        QTest::newRow("a gap of 2.5 s") << std::optional<double>(3.6) << qint64(120000);
+        QTest::newRow("with no time") << std::optional<double>() << qint64(0);
+    }
+    void gapsArePaddedWithSilence() {
+        QFETCH(std::optional<double>, at);
+        QFETCH(qint64, padding);
+        MonoWriter writer(track("gap.m4a"));
+        const Tone::Block block = Tone::make(Tone::mono48k(), 0, 4800, 0.5);
+        writer.write(block.buffer, 1.0);
+        writer.write(block.buffer, at);
+        QCOMPARE(writer.framesWritten(), 9600 + padding);
+        QCOMPARE(writer.offset(), 1.0);
+        QVERIFY(std::abs(*writer.nextTime() - (at.value_or(1.1) + 0.1)) < 1e-9);
+        QCOMPARE(writer.lastError(), std::nullopt);
+    }
+
+    void longGapIsCappedAtAnHour() {
+        MonoWriter writer(track("suspended.m4a"));
+        const Tone::Block before = Tone::make(Tone::mono48k(), 0, 4800, 0.5);
+        const Tone::Block after = Tone::make(Tone::mono48k(), 0, 12000, 0.5);
+        writer.write(before.buffer, 0.0);
+        writer.write(after.buffer, 0.1 + 2 * 3600);
+        QCOMPARE(writer.framesWritten(), 4800 + qint64(3600) * 48000 + 12000);
+        QCOMPARE(writer.duration(), 3600.35);
+        // The levels follow the file, not the clock.
+        QCOMPARE(writer.meter().rms().size(), 3600 * 4 + 1);
+        QCOMPARE(writer.lastError(), std::nullopt);
+        writer.close();
+        // The file holds the hour too, and the buffer after it where it was written: 0.15 s in the last
+        // window.
+        const QList<float> read = LevelReader::levels(writer.path());
+        QCOMPARE(read.size(), 3600 * 4 + 1);
+        QVERIFY(std::abs(read.front() - writer.meter().rms().front()) < 0.01f);
+        QVERIFY(*std::max_element(read.begin() + 1, read.end() - 1) < 0.001f);
+        QVERIFY2(std::abs(read.back() - writer.meter().rms().back()) < 0.01f,
+                 QByteArray::number(read.back()));
+    }
+
+    void buffersWithoutTimeFollowOnFromTheLast() {
+        MonoWriter writer(track("untimed.m4a"));
+        const Tone::Block block = Tone::make(Tone::mono48k(), 0, 2400, 0.5);
+        writer.write(block.buffer, std::nullopt);
+        writer.write(block.buffer, std::nullopt);
+        QCOMPARE(writer.nextTime(), 0.1);
+        // A timed buffer after them is measured against where they ended.
+        writer.write(block.buffer, 0.2);
+        QCOMPARE(writer.framesWritten(), qint64(3 * 2400 + 4800));
+    }
+
+    // One second of a sine at amplitude 0.5 in each source format: it must come out as one second of 48 kHz
+    // mono at the same level, through one converter for the whole run.
+    void formatsBecomeMono48k_data() {
+        QTest::addColumn<AudioFormat>("format");
+        QTest::addColumn<std::vector<double>>("channelGain");
+        QTest::addColumn<double>("level");
+        QTest::addColumn<int>("converters");
+        const double sine = 0.5 / std::sqrt(2.0);
+        QTest::newRow("48 kHz mono float as it is") << Tone::mono48k() << std::vector<double>{} << sine << 0;
+        QTest::newRow("44.1 kHz stereo float") << AudioFormat{SampleType::Float32, 44100, 2, false}
+                                                << std::vector<double>{} << sine << 1;
+        QTest::newRow("44.1 kHz stereo int16 planar") << AudioFormat{SampleType::Int16, 44100, 2, true}
+                                                       << std::vector<double>{} << sine << 1;
+        QTest::newRow("16 kHz mono int32") << AudioFormat{SampleType::Int32, 16000, 1, false}
+                                           << std::vector<double>{} << sine << 1;
+        QTest::newRow("stereo with the right channel silent is averaged")
+            << AudioFormat{SampleType::Float32, 48000, 2, false} << std::vector<double>{1.0, 0.0} << sine / 2
+            << 1;
+    }
+    void formatsBecomeMono48k() {
+        QFETCH(AudioFormat, format);
+        QFETCH(std::vector<double>, channelGain);
+        QFETCH(double, level);
+        QFETCH(int, converters);
+        MonoWriter writer(track("formats.m4a"));
+        writeTone(writer, format, 0.0, 1.0, 0.5, channelGain);
+        QCOMPARE(writer.lastError(), std::nullopt);
+        QCOMPARE(writer.convertersBuilt(), converters);
+        // The resampler holds back a few frames of its filter until the next buffer.
+        QVERIFY2(std::abs(writer.framesWritten() - 48000) <= 64, QByteArray::number(writer.framesWritten()));
+        const QList<float>& rms = writer.meter().rms();
+        QCOMPARE(rms.size(), writer.framesWritten() / 12000);
+        for (float value : rms.mid(1))
+            QVERIFY2(std::abs(value - level) < 0.01 * level + 1e-3, QByteArray::number(value));
+    }
+
+    void formatChangeRebuildsTheConverter() {
+        MonoWriter writer(track("device.m4a"));
+        const AudioFormat laptop{SampleType::Float32, 44100, 2, false};
+        const AudioFormat headset{SampleType::Int16, 16000, 1, false};
+        writeTone(writer, laptop, 0.0, 0.5, 0.5);
+        writeTone(writer, headset, 0.5, 0.5, 0.5);
+        writeTone(writer, laptop, 1.0, 0.5, 0.5);
+        QCOMPARE(writer.convertersBuilt(), 3);
+        QCOMPARE(writer.lastError(), std::nullopt);
+        QVERIFY(std::abs(writer.duration() - 1.5) < 0.01);
+    }
+
+    void hasAudioNeedsMoreThanAQuarterSecond_data() {
+        QTest::addColumn<int>("frames");
+        QTest::addColumn<bool>("hasAudio");
+        QTest::newRow("12000 frames") << 12000 << false;
+        QTest::newRow("12001 frames") << 12001 << true;
+    }
+    void hasAudioNeedsMoreThanAQuarterSecond() {
+        QFETCH(int, frames);
+        QFETCH(bool, hasAudio);
+        MonoWriter writer(track("short.m4a"));
+        const Tone::Block block = Tone::make(Tone::mono48k(), 0, frames, 0.5);
+        writer.write(block.buffer, 0.0);
+        writer.close();
+        QCOMPARE(writer.framesWritten(), qint64(frames));
+        QCOMPARE(writer.hasAudio(), hasAudio);
+    }
+
+    void hasAudioNeedsTheFile() {
+        MonoWriter writer(track("removed.m4a"));
+        const Tone::Block block = Tone::make(Tone::mono48k(), 0, 24000, 0.5);
+        writer.write(block.buffer, 0.0);
+        writer.close();
+        QVERIFY(writer.hasAudio());
+        QVERIFY(QFile::remove(writer.path()));
+        QVERIFY(!writer.hasAudio());
+    }
+
+    void aRestartReplacesAnOldTrack() {
+        const QString path = track("restart.m4a");
+        QFile old(path);
+        QVERIFY(old.open(QIODevice::WriteOnly));
+        old.write(QByteArray(1'000'000, 'x'));
+        old.close();
+        MonoWriter writer(path);
+        const Tone::Block block = Tone::make(Tone::mono48k(), 0, 4800, 0.5);
+        writer.write(block.buffer, 0.0);
+        writer.close();
+        QVERIFY(QFileInfo(path).size() < 10'000);
+    }
+
+    void aFailingTrackLogsOnce() {
+        const qsizetype logged = logBytes().size();
+        MonoWriter writer(m_dir.filePath(QStringLiteral("missing/folder/fail.m4a")));
+        const Tone::Block block = Tone::make(Tone::mono48k(), 0, 4800, 0.5);
+        writer.write(block.buffer, 0.0);
+        writer.write(block.buffer, 0.1);
+        QVERIFY(writer.lastError().has_value());
+        QVERIFY2(writer.lastError()->startsWith(QStringLiteral("cannot create the file: ")),
+                 qPrintable(*writer.lastError()));
+        QCOMPARE(writer.framesWritten(), qint64(0));
+        QVERIFY(!writer.hasAudio());
+        const QString added = QString::fromUtf8(logBytes().mid(logged));
+        QCOMPARE(added.count(QStringLiteral("audio write fail.m4a: ") + *writer.lastError()), 1);
+    }
+
+    void unconvertibleFormatIsReported_data() {
+        QTest::addColumn<AudioFormat>("format");
+        QTest::newRow("no channels") << AudioFormat{SampleType::Float32, 48000, 0, false};
+        QTest::newRow("no sample rate") << AudioFormat{SampleType::Int16, 0, 2, false};
+    }
+    void unconvertibleFormatIsReported() {
+        QFETCH(AudioFormat, format);
+        MonoWriter writer(track("odd.m4a"));
+        const std::vector<float> samples(960);
+        writer.write(AudioBuffer{format, 480, {samples.data()}}, 0.0);
+        QCOMPARE(writer.lastError(), QStringLiteral("no converter from ") + format.description());
+        QCOMPARE(writer.framesWritten(), qint64(0));
+        // The track goes on with the next buffer that makes sense.
+        const Tone::Block block = Tone::make(Tone::mono48k(), 0, 4800, 0.5);
+        writer.write(block.buffer, 0.0);
+        QCOMPARE(writer.framesWritten(), qint64(4800));
+    }
+
+    void aBufferMustHoldItsPlanes() {
+        MonoWriter writer(track("planes.m4a"));
+        const AudioFormat planar{SampleType::Float32, 48000, 2, true};
+        const std::vector<float> left(480);
+        writer.write(AudioBuffer{planar, 480, {left.data()}}, 0.0);
+        QCOMPARE(writer.lastError(), QStringLiteral("buffer does not match ") + planar.description());
+    }
+
+    void aClosedTrackTakesNoMore() {
+        MonoWriter writer(track("closed.m4a"));
+        const Tone::Block block = Tone::make(Tone::mono48k(), 0, 24000, 0.5);
+        writer.write(block.buffer, 0.0);
+        writer.close();
+        const qint64 size = QFileInfo(writer.path()).size();
+        writer.write(block.buffer, 0.5);
+        QCOMPARE(writer.framesWritten(), qint64(24000));
+        QCOMPARE(writer.lastError(), QStringLiteral("the track is closed"));
+        QCOMPARE(QFileInfo(writer.path()).size(), size);
+    }
+};
+
+QTEST_GUILESS_MAIN(TestMonoWriter)
+#include "tst_mono_writer.moc"
