@@ -10,8 +10,7 @@
 #include <thread>
 
 int main(int argc, char** argv) {
-    // Blocked before any thread starts, so that only the waiter below takes them and can stop the server
-    // cleanly.
+    // Blocked before any thread starts, so that they reach the waiter below and no other thread.
     sigset_t stopSignals;
     sigemptyset(&stopSignals);
     sigaddset(&stopSignals, SIGTERM);
@@ -41,8 +40,8 @@ int main(int argc, char** argv) {
         std::cout << "listening on http://" << options.host << ":" << port << std::endl;
 
         // Clients keep idle connections open, and the worker pool would wait seconds for each of them to time
-        // out. Every write is a committed SQLite transaction by the time its answer goes out, so a stop ends
-        // the process at once and loses nothing.
+        // out. Every answered write is a committed SQLite transaction and SQLite keeps its file whole through
+        // an abrupt end, so a stop ends the process at once.
         std::thread([&stopSignals] {
             int signal = 0;
             sigwait(&stopSignals, &signal);
