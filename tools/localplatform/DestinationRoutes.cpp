@@ -15,15 +15,22 @@ std::string callId(std::int64_t number) {
     return std::string(callPrefix) + std::to_string(number);
 }
 
-// The call of "rec:<n>" in the exchange's destination; 404 for any other id.
+// The n of a call id "rec:<n>"; nothing for any other text.
+std::optional<std::int64_t> callNumber(std::string_view id) {
+    if (!id.starts_with(callPrefix)) return std::nullopt;
+    id.remove_prefix(callPrefix.size());
+    std::int64_t number = 0;
+    const auto [end, error] = std::from_chars(id.data(), id.data() + id.size(), number);
+    if (error != std::errc() || end != id.data() + id.size()) return std::nullopt;
+    return number;
+}
+
+// The call in the exchange's destination; 404 for an id of another form or of another destination.
 Store::Call requireCall(Store& store, const Exchange& exchange) {
     const std::string& id = exchange.param("id");
-    std::int64_t number = 0;
-    const char* digits = id.data() + std::min(id.size(), callPrefix.size());
-    const auto [end, error] = std::from_chars(digits, id.data() + id.size(), number);
-    if (!id.starts_with(callPrefix) || error != std::errc() || end != id.data() + id.size())
-        throw HttpError(404, "no call " + id);
-    std::optional<Store::Call> call = store.call(exchange.destination().scope, number);
+    const std::optional<std::int64_t> number = callNumber(id);
+    std::optional<Store::Call> call =
+        number ? store.call(exchange.destination().scope, *number) : std::nullopt;
     if (!call) throw HttpError(404, "no call " + id);
     return std::move(*call);
 }
