@@ -1,0 +1,60 @@
+#pragma once
+
+#include <QByteArray>
+#include <QJsonArray>
+#include <QJsonObject>
+#include <QProcess>
+#include <QString>
+#include <QTemporaryDir>
+#include <QUrl>
+#include <chrono>
+
+// A built orvane-localplatform on a free port with a fresh data folder, for one test; stopped in the
+// destructor. The control helpers answer synchronously, so a test sets up a fault or an approval and goes
+// straight on.
+class LocalPlatform {
+public:
+    enum class Routes { Platform, AppPathsOnly };
+
+    struct Fault {
+        QString path;   // exact, or a prefix ending in "*"
+        int status = 0; // 0: the real answer, after the delay
+        QByteArray body;
+        QByteArray contentType = "application/json";
+        QString method; // empty: any
+        std::chrono::milliseconds delay{0};
+        int count = 1;
+    };
+
+    explicit LocalPlatform(Routes routes = Routes::Platform);
+    ~LocalPlatform();
+    LocalPlatform(const LocalPlatform&) = delete;
+    LocalPlatform& operator=(const LocalPlatform&) = delete;
+
+    // False when the server did not come up; error() says why.
+    bool isRunning() const { return m_port != 0; }
+    const QString& error() const { return m_error; }
+    // "http://127.0.0.1:<port>"
+    QString base() const;
+    QUrl url(const QString& path) const { return QUrl(base() + path); }
+    QString dataDir() const { return m_data.path(); }
+
+    bool fault(const Fault& fault);
+    bool approve(const QString& userCode, const QString& email = {});
+    bool deny(const QString& userCode);
+    bool reset();
+    // What arrived so far: method, path, headers, body_size.
+    QJsonArray requests();
+
+private:
+    struct ControlReply {
+        int status = 0;
+        QByteArray body;
+    };
+    ControlReply control(const QByteArray& method, const QString& path, const QJsonObject& body = {});
+
+    QTemporaryDir m_data;
+    QProcess m_process;
+    int m_port = 0;
+    QString m_error;
+};

@@ -1,0 +1,55 @@
+#include "FaultPlan.h"
+#include "Json.h"
+#include "RequestLog.h"
+#include "RouteTable.h"
+#include "Routes.h"
+#include "Store.h"
+
+namespace {
+
+Fault faultFrom(const QJsonObject& body) {
+    Fault fault;
+    fault.method = textOf(body.value("method"));
+    fault.path = textOf(body.value("path"));
+    fault.status = body.value("status").toInt(0);
+    fault.body = textOf(body.value("body"));
+    if (body.contains("content_type")) fault.contentType = textOf(body.value("content_type"));
+    fault.delay = std::chrono::milliseconds(body.value("delay_ms").toInteger(0));
+    fault.count = body.value("count").toInt(1);
+    if (fault.path.empty()) throw HttpError(400, "path is missing");
+    if (fault.count < 1 || fault.delay.count() < 0 ||
+        (fault.status != 0 && (fault.status < 100 || fault.status > 599)))
+        throw HttpError(400, "count, delay_ms or status is out of range");
+    return fault;
+}
+
+QJsonObject entryJson(const RequestLog::Entry& entry) {
+    QJsonObject headers;
+    for (const auto& [name, value] : entry.headers)
+        headers.insert(qtext(name), qtext(value));
+    return {{"method", qtext(entry.method)},
+            {"path", qtext(entry.path)},
+            {"headers", headers},
+            {"body_size", qint64(entry.bodySize)}};
+}
+
+} // namespace
+
+void addControlRoutes(RouteTable& control, Store& store, FaultPlan& faults, RequestLog& log) {
+    control.add("POST", "/__control/fault", [&faults](Exchange& exchange) {
+        faults.add(faultFrom(exchange.json()));
+        return Reply::json(QJsonObject{{"ok", true}});
+    });
+    control.add("POST", "/__control/reset", [&store, &faults, &log](Exchange&) {
+        faults.clear();
+        log.clear();
+        store.reset();
+        return Reply::json(QJsonObject{{"ok", true}});
+    });
+    control.add("GET", "/__control/requests", [&log](Exchange&) {
+        QJsonArray list;
+        for (const RequestLog::Entry& entry : log.entries())
+            list.append(entryJson(entry));
+        return Reply::json(list);
+    });
+}

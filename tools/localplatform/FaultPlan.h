@@ -1,0 +1,33 @@
+#pragma once
+
+#include <chrono>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <vector>
+
+// Failures that tests ask for: the next `count` requests that match answer this way instead of the real
+// route.
+struct Fault {
+    std::string method; // empty: any method
+    std::string path;   // exact, or a prefix when it ends in "*"
+    int status = 0;     // 0: the real answer, after the delay
+    std::string body;
+    std::string contentType = "application/json";
+    std::chrono::milliseconds delay{0};
+    int count = 1;
+
+    bool matches(const std::string& requestMethod, const std::string& requestPath) const;
+};
+
+class FaultPlan {
+public:
+    void add(Fault fault);
+    // The first fault that matches, used up by one; nothing when none does.
+    std::optional<Fault> take(const std::string& method, const std::string& path);
+    void clear();
+
+private:
+    std::mutex m_mutex;
+    std::vector<Fault> m_faults;
+};

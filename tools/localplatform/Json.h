@@ -1,0 +1,12 @@
+#pragma once
+
+#include <QJsonValue>
+#include <QString>
+#include <string>
+
+inline QString qtext(const std::string& text) {
+    return QString::fromStdString(text);
+}
+
+// A string as it is, a number as its decimal text, anything else empty: ids arrive in both forms.
+std::string textOf(const QJsonValue& value);

@@ -1,0 +1,100 @@
+#pragma once
+
+#include "Database.h"
+
+#include <cstdint>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <vector>
+
+// The platform's state in one SQLite file, seeded at first start. Every method is one locked unit of work,
+// so the server's worker threads may call in at once.
+class Store {
+public:
+    struct Account {
+        std::int64_t id = 0;
+        std::string email;
+        std::string name;
+    };
+    struct Membership {
+        std::string slug;
+        std::string name;
+        std::string seat;
+    };
+    struct LegacyWorkspace {
+        std::string name;
+        std::string key;
+        std::string ego;
+    };
+    struct Todo {
+        std::string id;
+        bool numericId = false;
+        std::int64_t n = 0;
+        std::string title;
+        std::string status;
+        std::optional<std::string> topic;
+        std::optional<std::string> effort;
+    };
+    struct Call {
+        std::int64_t number = 0;
+        std::string fields; // the JSON object the client created it with
+        std::string state;
+        std::int64_t audioBytes = 0;
+    };
+    enum class DeviceState { Pending, Approved, Denied };
+    struct DeviceGrant {
+        std::int64_t number = 0;
+        std::string deviceCode;
+        std::string userCode;
+        DeviceState state = DeviceState::Pending;
+        std::int64_t expiresAt = 0; // seconds since the epoch
+        std::optional<std::string> key;
+        std::optional<std::int64_t> accountId;
+    };
+
+    explicit Store(const std::string& file);
+
+    // Back to the seed, as at first start.
+    void reset();
+
+    std::optional<Account> accountForKey(const std::string& key);
+    std::optional<Account> accountByEmail(const std::string& email);
+    std::optional<Account> account(std::int64_t id);
+    std::vector<Membership> memberships(std::int64_t account);
+    bool projectExists(const std::string& slug);
+    std::optional<LegacyWorkspace> legacyWorkspace(const std::string& name);
+
+    std::vector<Todo> todos(const std::string& scope);
+    bool setTodoStatus(const std::string& scope, const std::string& id, const std::string& status);
+    // A new open to-do; its number is its id.
+    std::int64_t addTask(const std::string& scope, const std::string& title,
+                         const std::optional<std::string>& notes);
+
+    void saveWorkday(const std::string& scope, const std::string& day, const std::string& spans,
+                     int spanCount);
+    std::int64_t workdaySpanCount(const std::string& scope, const std::string& day);
+    void startWrap(const std::string& scope, const std::string& day);
+    // How often the wrap was asked about before, counting this time; nothing when it was never started.
+    std::optional<std::int64_t> pollWrap(const std::string& scope, const std::string& day);
+
+    std::int64_t createCall(const std::string& scope, const std::string& fields);
+    std::optional<Call> call(const std::string& scope, std::int64_t number);
+    void setCallAudio(std::int64_t number, std::int64_t bytes);
+    void setCallState(std::int64_t number, const std::string& state);
+
+    DeviceGrant startDevice(const std::string& client, const std::string& name, std::int64_t now,
+                            std::int64_t lifetime);
+    std::optional<DeviceGrant> deviceByCode(const std::string& deviceCode);
+    // An approval issues a key of the account. Both are false for a code that is unknown or already decided.
+    bool approveDevice(const std::string& userCode, std::int64_t account);
+    bool denyDevice(const std::string& userCode);
+
+private:
+    void createAndSeed();
+    std::optional<Account> findAccount(std::string_view sql, const auto& value);
+    std::optional<std::int64_t> pendingDevice(const std::string& userCode);
+
+    std::mutex m_mutex;
+    Database m_db;
+};
