@@ -3,12 +3,18 @@
 #include "app/Services.h"
 #include "app/SingleCopy.h"
 #include "core/Log.h"
+#include "surfaces/Nudges.h"
+#include "surfaces/ScreenNudgeDisplay.h"
 #include "surfaces/StatusIcon.h"
+#include "surfaces/design/LiveMeter.h"
 
 #include <QPixmap>
 #include <QSystemTrayIcon>
 
-AppDelegate::AppDelegate(Services& services, Arguments args) : m_services(services), m_args(std::move(args)) {}
+AppDelegate::AppDelegate(Services& services, Arguments args)
+    : m_services(services), m_args(std::move(args)),
+      m_nudges(std::make_unique<Nudges>(std::make_unique<ScreenNudgeDisplay>())),
+      m_liveMeter(std::make_unique<LiveMeter>()) {}
 
 AppDelegate::~AppDelegate() = default;
 

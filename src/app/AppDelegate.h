@@ -5,6 +5,8 @@
 #include <QObject>
 #include <memory>
 
+class LiveMeter;
+class Nudges;
 class QSystemTrayIcon;
 struct Services;
 
@@ -23,4 +25,7 @@ private:
     Services& m_services;
     Arguments m_args;
     std::unique_ptr<QSystemTrayIcon> m_statusItem;
+    // The one nudge card and the one live level, handed to the surfaces and flows that use them.
+    std::unique_ptr<Nudges> m_nudges;
+    std::unique_ptr<LiveMeter> m_liveMeter;
 };
