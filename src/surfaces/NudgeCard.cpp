@@ -9,17 +9,24 @@
 
 namespace {
 
+OVButton* closeButton(const NudgeView& view) {
+    auto* close = new OVButton(QStringLiteral("\u2715"), {OVButtonStyle::Kind::quiet, 20});
+    close->setToolTip(QStringLiteral("Close"));
+    close->setAccessibleName(QStringLiteral("Close"));
+    QObject::connect(close, &QAbstractButton::clicked, close, [action = view.close] {
+        if (action) action();
+    });
+    return close;
+}
+
+// The tag's chip, with the close button across from it.
 QWidget* header(const NudgeView& view) {
     auto* row = new QWidget;
     auto* layout = new QHBoxLayout(row);
     layout->setContentsMargins(0, 0, 0, 0);
-    if (view.tag) layout->addWidget(new OVChip({*view.tag, view.tone}), 0, Qt::AlignVCenter);
+    layout->addWidget(new OVChip({*view.tag, view.tone}), 0, Qt::AlignVCenter);
     layout->addStretch();
-    auto* close = new OVButton(QStringLiteral("\u2715"), {OVButtonStyle::Kind::quiet, 20});
-    close->setToolTip(QStringLiteral("Close"));
-    close->setAccessibleName(QStringLiteral("Close"));
-    QObject::connect(close, &QAbstractButton::clicked, close, [action = view.close] { action(); });
-    layout->addWidget(close, 0, Qt::AlignVCenter);
+    layout->addWidget(closeButton(view), 0, Qt::AlignVCenter);
     return row;
 }
 
@@ -38,6 +45,8 @@ QWidget* body(const NudgeView& view) {
     text->addWidget(new OVLabel(view.title, OVFont::sans(10.5, QFont::DemiBold), OVLabel::Ink::text));
     if (view.message) text->addWidget(new OVLabel(*view.message, OVFont::sans(9), OVLabel::Ink::secondary));
     layout->addLayout(text, 1);
+    if (!view.tag) // no header row: the close button stands beside the title
+        layout->addWidget(closeButton(view), 0, Qt::AlignTop);
     return row;
 }
 
@@ -51,7 +60,9 @@ QWidget* buttons(const NudgeView& view) {
         const OVButtonStyle::Kind kind =
             b.primary ? OVButtonStyle::Kind::primary : OVButtonStyle::Kind::ghost;
         auto* button = new OVButton(b.title, {kind, 28, view.stacked});
-        QObject::connect(button, &QAbstractButton::clicked, button, [action = b.action] { action(); });
+        QObject::connect(button, &QAbstractButton::clicked, button, [action = b.action] {
+            if (action) action();
+        });
         layout->addWidget(button);
     }
     return row;
@@ -65,7 +76,7 @@ NudgeCard::NudgeCard(const NudgeView& view, QWidget* parent)
     auto* layout = new QVBoxLayout(content);
     layout->setContentsMargins(0, 0, 0, 0);
     layout->setSpacing(8);
-    layout->addWidget(header(view));
+    if (view.tag) layout->addWidget(header(view));
     layout->addWidget(body(view));
     if (!view.buttons.empty()) layout->addWidget(buttons(view));
     setContent(content);

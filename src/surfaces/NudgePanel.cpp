@@ -5,6 +5,10 @@
 #include <QPropertyAnimation>
 #include <QVBoxLayout>
 
+namespace {
+constexpr int fadeMs = 180;
+}
+
 NudgePanel::NudgePanel(const NudgeView& view)
     : QWidget(nullptr,
               Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint | Qt::WindowDoesNotAcceptFocus) {
@@ -18,7 +22,6 @@ NudgePanel::NudgePanel(const NudgeView& view)
 }
 
 void NudgePanel::appear(const Motion& motion) {
-    using namespace std::chrono_literals;
     if (motion.reduced()) {
         show();
         return;
@@ -26,7 +29,7 @@ void NudgePanel::appear(const Motion& motion) {
     setWindowOpacity(0);
     show();
     auto* fade = new QPropertyAnimation(this, "windowOpacity", this);
-    fade->setDuration(180);
+    fade->setDuration(fadeMs);
     fade->setStartValue(0.0);
     fade->setEndValue(1.0);
     fade->start(QAbstractAnimation::DeleteWhenStopped);

@@ -5,6 +5,7 @@
 
 #include <QFontMetrics>
 #include <QPainter>
+#include <algorithm>
 
 namespace {
 QFont buttonFont() {
@@ -43,7 +44,11 @@ OVButton::OVButton(const QString& title, OVButtonStyle style, QWidget* parent) :
     setText(title);
     setCursor(Qt::PointingHandCursor);
     setAttribute(Qt::WA_Hover); // repaints on entering and leaving
-    setSizePolicy(style.full ? QSizePolicy::Expanding : QSizePolicy::Fixed, QSizePolicy::Fixed);
+    valueChanged();
+}
+
+void OVButton::valueChanged() {
+    setSizePolicy(value().full ? QSizePolicy::Expanding : QSizePolicy::Fixed, QSizePolicy::Fixed);
 }
 
 QSize OVButton::sizeHint() const {

@@ -29,12 +29,12 @@ void OVCard::paintEvent(QPaintEvent*) {
     QPainter p(this);
     p.setRenderHint(QPainter::Antialiasing);
 
-    // A soft shadow: rings that widen and fade, a little below the card.
+    // A soft shadow: rings a little below the card, each wider and fainter, drawn outermost first.
     p.setPen(Qt::NoPen);
     constexpr int rings = 10;
     for (int i = rings; i >= 1; --i) {
         QColor shade = pal.shadow;
-        shade.setAlphaF(pal.shadow.alphaF() * 0.22f / rings * float(rings - i + 1) / 2);
+        shade.setAlphaF(pal.shadow.alphaF() * 0.011f * float(rings - i + 1));
         const double grow = i * (shadowMargin - 2.0) / rings;
         p.setBrush(shade);
         p.drawRoundedRect(card.adjusted(-grow, -grow + 3, grow, grow + 3), r + grow, r + grow);
