@@ -6,6 +6,8 @@
 #include "server/SignIn.h"
 #include "surfaces/DesktopBrowser.h"
 #include "surfaces/Notify.h"
+#include "surfaces/Nudges.h"
+#include "surfaces/ScreenNudgeDisplay.h"
 #include "surfaces/StatusIcon.h"
 #include "surfaces/WindowShortcuts.h"
 #include "workday/Coach.h"
@@ -19,7 +21,8 @@
 AppDelegate::AppDelegate(Services& services, Arguments args)
     : m_services(services), m_args(std::move(args)), m_modes(LaunchModes::read(m_args)),
       m_signInBrowser(std::make_unique<DesktopBrowser>(QStringLiteral("sign-in: would open "))),
-      m_signIn(std::make_unique<SignIn>([browser = m_signInBrowser.get()](const QUrl& url) { browser->open(url); })) {}
+      m_signIn(std::make_unique<SignIn>([browser = m_signInBrowser.get()](const QUrl& url) { browser->open(url); })),
+      m_nudges(std::make_unique<Nudges>(std::make_unique<ScreenNudgeDisplay>())) {}
 
 AppDelegate::~AppDelegate() = default;
 

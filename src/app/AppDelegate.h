@@ -14,6 +14,7 @@
 
 class Coach;
 class DesktopBrowser;
+class Nudges;
 class SignIn;
 class QSessionManager;
 class QSystemTrayIcon;
@@ -71,6 +72,8 @@ private:
     LaunchModes m_modes;
     std::unique_ptr<DesktopBrowser> m_signInBrowser;
     std::unique_ptr<SignIn> m_signIn;
+    // The one nudge card, handed to the flows that speak through it.
+    std::unique_ptr<Nudges> m_nudges;
     std::unique_ptr<QSystemTrayIcon> m_statusItem;
     std::unique_ptr<WindowShortcuts> m_shortcuts;
     std::unique_ptr<Coach> m_coach; // made on first use

@@ -2,9 +2,272 @@
 
 #include "app/IconSet.h"
 #include "core/Paths.h"
+#include "surfaces/NudgeCard.h"
+#include "surfaces/Nudges.h"
 #include "surfaces/StatusIcon.h"
+#include "surfaces/design/Appearance.h"
+#include "surfaces/design/Kbd.h"
+#include "surfaces/design/OVButton.h"
+#include "surfaces/design/OVCard.h"
+#include "surfaces/design/OVChip.h"
+#include "surfaces/design/OVFont.h"
+#include "surfaces/design/OVLabel.h"
+#include "surfaces/design/OVRow.h"
+#include "surfaces/design/OVSection.h"
+#include "surfaces/design/Orb.h"
+#include "surfaces/design/Wordmark.h"
+
+#include <QBoxLayout>
+#include <QPainter>
+#include <memory>
 
 namespace Previews {
+namespace {
+
+// The window ground behind a picture, so that each component shows as it does in a surface.
+class Backdrop : public QWidget {
+public:
+    explicit Backdrop(ColorScheme scheme) { fixScheme(this, scheme); }
+
+protected:
+    void paintEvent(QPaintEvent*) override { QPainter(this).fillRect(rect(), palOf(this).bg); }
+};
+
+constexpr qreal scale = 2; // pictures at double density, as on a sharp screen
+
+void save(QWidget* content, ColorScheme scheme, const QString& path) {
+    Backdrop backdrop(scheme);
+    auto* layout = new QVBoxLayout(&backdrop);
+    layout->setContentsMargins(16, 16, 16, 16);
+    layout->addWidget(content);
+    backdrop.adjustSize();
+    QImage image((QSizeF(backdrop.size()) * scale).toSize(), QImage::Format_ARGB32_Premultiplied);
+    image.setDevicePixelRatio(scale);
+    image.fill(Qt::transparent);
+    backdrop.render(&image);
+    image.save(path);
+}
+
+// Lays the given components out in a column or a row.
+QWidget* group(std::initializer_list<QWidget*> parts, Qt::Orientation orientation = Qt::Vertical) {
+    auto* box = new QWidget;
+    auto* layout =
+        new QBoxLayout(orientation == Qt::Vertical ? QBoxLayout::TopToBottom : QBoxLayout::LeftToRight, box);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->setSpacing(8);
+    for (QWidget* part : parts)
+        layout->addWidget(part);
+    return box;
+}
+
+QWidget* fixedWidth(QWidget* widget, int width) {
+    widget->setFixedWidth(width);
+    return widget;
+}
+
+using Make = std::function<QWidget*()>;
+
+std::vector<std::pair<QString, Make>> components() {
+    using Kind = OVButtonStyle::Kind;
+    return {
+        {QStringLiteral("section"),
+         [] {
+             return fixedWidth(group({new OVSection({QStringLiteral("Up next"), QStringLiteral("3")}),
+                                      new OVSection({QStringLiteral("Projects"), std::nullopt})}),
+                               300);
+         }},
+        {QStringLiteral("chips"),
+         [] {
+             return group({new OVChip({QStringLiteral("Plain"), Tone::plain}),
+                           new OVChip({QStringLiteral("Accent"), Tone::accent}),
+                           new OVChip({QStringLiteral("Red"), Tone::red}),
+                           new OVChip({QStringLiteral("Amber"), Tone::amber}),
+                           new OVChip({QStringLiteral("Silver"), Tone::silver})},
+                          Qt::Horizontal);
+         }},
+        {QStringLiteral("kbd"),
+         [] {
+             return group({new Kbd({QStringLiteral("Ctrl+Alt+R")}), new Kbd({QStringLiteral("Ctrl+,")}),
+                           new Kbd({QStringLiteral("hold Ctrl+Alt+Space")})},
+                          Qt::Horizontal);
+         }},
+        {QStringLiteral("wordmark"),
+         [] {
+             return group({new Wordmark(), new Wordmark({16})});
+         }},
+        {QStringLiteral("card"),
+         [] {
+             const auto text = [](const QString& line) {
+                 return new OVLabel(line, OVFont::sans(10), OVLabel::Ink::text);
+             };
+             return fixedWidth(
+                 group({new OVCard({}, text(QStringLiteral("A card with a hairline and a shadow."))),
+                        new OVCard({14, true}, text(QStringLiteral("A card with the accent glow.")))}),
+                 320);
+         }},
+        {QStringLiteral("buttons"),
+         [] {
+             return fixedWidth(
+                 group({group({new OVButton(QStringLiteral("Tune in"), {Kind::primary}),
+                               new OVButton(QStringLiteral("Later"), {Kind::ghost}),
+                               new OVButton(QStringLiteral("Skip"), {Kind::quiet}),
+                               new OVButton(QStringLiteral("Delete"), {Kind::danger})},
+                              Qt::Horizontal),
+                        new OVButton(QStringLiteral("Open board"), {Kind::ghost, 36, true, true}),
+                        new OVButton(QStringLiteral("Wrap up"), {Kind::primary, 36, true})}),
+                 340);
+         }},
+        {QStringLiteral("rows"),
+         [] {
+             return fixedWidth(
+                 group({new OVRow({QStringLiteral("\u2699"), QStringLiteral("Settings…"), std::nullopt, false,
+                                   false, QStringLiteral("Ctrl+,")}),
+                        new OVRow({QStringLiteral("#"), QStringLiteral("Launch plan"),
+                                   QStringLiteral("Owner · seat"), true, false, QStringLiteral("\u2192")}),
+                        new OVRow({std::nullopt, QStringLiteral("Nothing up next"), std::nullopt, false, true,
+                                   std::nullopt})}),
+                 320);
+         }},
+        {QStringLiteral("orb"),
+         [] {
+             QWidget* box = new QWidget;
+             auto* layout = new QHBoxLayout(box);
+             layout->setContentsMargins(0, 0, 0, 0);
+             for (int size : {28, 64, 128}) {
+                 auto* orb = new Orb({size, true}, Motion(false));
+                 orb->setSnapshot(true);
+                 layout->addWidget(orb, 0, Qt::AlignVCenter);
+             }
+             return box;
+         }},
+    };
+}
+
+struct Sample {
+    const char* kind;
+    const char* icon;
+    const char* title;
+    const char* message;
+    std::vector<std::pair<const char*, bool>> buttons; // title, primary
+    bool stacked = false;
+};
+
+const std::vector<Sample>& samples() {
+    static const std::vector<Sample> all = {
+        {"call",
+         "\u260F",
+         "Call in Zoom — tune in?",
+         "Records screen & audio: mic = you, system audio = the other side. You choose where it goes after.",
+         {{"Not now", false}, {"Tune in", true}}},
+        {"callEnded",
+         "\u25A0",
+         "Call ended — wrap up?",
+         "Nobody else has used the mic for 20 seconds.",
+         {{"Keep going", false}, {"Wrap up", true}}},
+        {"recording",
+         "\u260F",
+         "Orvane active on your Zoom call",
+         "Recording screen & audio: mic = you, system audio = the other side. Ctrl+Alt+P adds a pin.",
+         {{"Wrap up", false}, {"OK", true}}},
+        {"stopped", "/", "Session stopped", "What was recorded so far is being saved.", {}},
+        {"streamError",
+         "/",
+         "Session stopped by the system",
+         "The screen stream ended.\nWhat was recorded so far is being saved.",
+         {}},
+        {"saved", "/", "Session saved", "“Weekly sync” is in Launch plan.", {}},
+        {"route",
+         "/",
+         "Where does this go?",
+         "Mentions the launch plan twice.",
+         {{"Launch plan", true}, {"Personal", false}, {"Somewhere else…", false}},
+         true},
+        {"card",
+         "/",
+         "Where does this card go?",
+         nullptr,
+         {{"Launch plan", true}, {"Personal", false}},
+         true},
+        {"move", "/", "Moved to Launch plan", "“Weekly sync”", {{"Open", true}}},
+        {"filed",
+         "/",
+         "Filed in Launch plan",
+         "“Weekly sync” · talks about the launch. Move it from the menu if that’s wrong.",
+         {}},
+        {"tip", "/", "Ask who owns the rollout", nullptr, {{"Got it", false}, {"Add as card…", true}}},
+        {"review",
+         "/",
+         "Review ready — Weekly sync",
+         "2 suggestions to look at. Each one asks where it goes.",
+         {{"Later", false}, {"Open", true}}},
+        {"upload",
+         "/",
+         "Sign in to send it",
+         "“Weekly sync” is saved on this computer, not sent yet. It uploads as soon as you are signed in.",
+         {{"Later", false}, {"Sign in", true}}},
+        {"personalSoon",
+         "/",
+         "Kept on this computer — Personal opens soon",
+         "“Weekly sync” stays private here and goes up to Personal by itself once it opens.",
+         {}},
+        {"break",
+         "/",
+         "Time for a break — 90 min straight",
+         "Look at something far away for a minute.",
+         {{"In 10 min", false}, {"Taking it", true}}},
+        {"workout",
+         "/",
+         "Workout time",
+         "Move your body for a bit — the to-dos will still be here.",
+         {{"In 30 min", false}, {"On it", true}}},
+        {"wrap",
+         "/",
+         "End your day?",
+         "Orvane summarises today and adds the follow-ups to your inbox.",
+         {{"Later", false}, {"End my day", true}}},
+        {"preview", "/", "A look at the coach", "This is how the coach speaks up.", {}},
+        {"voice", "/", "Heard “add pin”", nullptr, {}},
+        {"voiceCard", "/", "Add a card: “Call the printer”?", nullptr, {{"Cancel", false}, {"Add", true}}},
+        {"cardDone", "/", "Added to Launch plan · New from chat", "Call the printer", {}},
+        {"tipDone", "/", "Added to your day (Personal)", "Ask who owns the rollout", {}},
+        {"todo", "/", "Couldn’t update “Call the printer”", "This workspace needs an update.", {}},
+    };
+    return all;
+}
+
+NudgeView viewOf(const Sample& s) {
+    NudgeView view{QString::fromUtf8(s.icon),
+                   QString::fromUtf8(s.title),
+                   std::nullopt,
+                   {},
+                   s.stacked,
+                   std::nullopt,
+                   Tone::plain,
+                   [] {}};
+    if (s.message) view.message = QString::fromUtf8(s.message);
+    for (const auto& [title, primary] : s.buttons)
+        view.buttons.push_back({QString::fromUtf8(title), primary, [] {}});
+    if (const std::optional<NudgeTag> tag = NudgeView::tagFor(QString::fromLatin1(s.kind))) {
+        view.tag = tag->text;
+        view.tone = tag->tone;
+    }
+    return view;
+}
+
+void renderDesign(const QString& dir) {
+    const std::pair<ColorScheme, QLatin1String> schemes[] = {{ColorScheme::dark, QLatin1String("dark")},
+                                                             {ColorScheme::light, QLatin1String("light")}};
+    for (const auto& [scheme, schemeName] : schemes) {
+        for (const auto& [name, make] : components())
+            save(make(), scheme, QStringLiteral("%1/design-%2-%3.png").arg(dir, name, schemeName));
+        for (const Sample& sample : samples())
+            save(new NudgeCard(viewOf(sample)), scheme,
+                 QStringLiteral("%1/nudge-%2-%3.png").arg(dir, QLatin1String(sample.kind), schemeName));
+    }
+}
+
+} // namespace
+
 void render(const QString& dir) {
     Paths::ensure(dir);
     struct Variant {
@@ -19,5 +282,6 @@ void render(const QString& dir) {
         StatusIcon::slash(64, v.recording, v.dot, v.darkPanel)
             .save(dir + QStringLiteral("/%1.png").arg(QLatin1String(v.name)));
     writeIconSet(dir + QStringLiteral("/iconset"));
+    renderDesign(dir);
 }
 } // namespace Previews

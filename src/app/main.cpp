@@ -51,7 +51,7 @@ int main(int argc, char** argv) {
         writeIconSet(mode.dir);
         return 0;
     case EntryMode::RenderPreviews: {
-        QGuiApplication app(argc, argv);
+        QApplication app(argc, argv);
         Previews::render(mode.dir);
         return 0;
     }

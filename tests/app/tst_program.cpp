@@ -67,6 +67,25 @@ private slots:
         QCOMPARE(QImage(dir + QStringLiteral("/icon_16x16.png")).size(), QSize(16, 16));
     }
 
+    void renderPreviewsDrawsComponentsAndNudgesInBothPalettes() {
+        const QString dir = m_home->filePath(QStringLiteral("previews"));
+        QProcess p;
+        start(p, {QStringLiteral("--render-previews"), dir});
+        QVERIFY(p.waitForFinished(60000));
+        QCOMPARE(p.exitCode(), 0);
+        const auto picture = [&](const QString& name) {
+            return QImage(dir + QLatin1Char('/') + name + QStringLiteral(".png"));
+        };
+        for (const QString& kind : {QStringLiteral("call"), QStringLiteral("route"), QStringLiteral("upload"),
+                                    QStringLiteral("break"), QStringLiteral("voiceCard")})
+            for (const QString& scheme : {QStringLiteral("dark"), QStringLiteral("light")})
+                QVERIFY2(!picture(QStringLiteral("nudge-%1-%2").arg(kind, scheme)).isNull(),
+                         qPrintable(kind));
+        // Each palette has its own ground.
+        QVERIFY(qGray(picture(QStringLiteral("design-orb-dark")).pixel(1, 1)) < 30);
+        QVERIFY(qGray(picture(QStringLiteral("design-orb-light")).pixel(1, 1)) > 230);
+    }
+
     void selftestPasses() {
         QProcess p;
         start(p, {QStringLiteral("--selftest"), QStringLiteral("--out"), m_home->filePath(QStringLiteral("out"))});

@@ -4,6 +4,10 @@
 #include "support/LocalPlatform.h"
 
 #include <QJsonDocument>
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
 #include <QTest>
 
 using namespace std::chrono_literals;
@@ -118,9 +122,18 @@ private slots:
         QFETCH(bool, closedPort);
         std::optional<APIError> error;
         if (closedPort) {
-            const API api = project();
-            m_platform.reset(); // nothing listens on its port any more
+            // A port held by a socket that never listens: connections are refused, and no other socket can take
+            // it meanwhile (a freed port can become a client's own source port and connect to itself).
+            const int held = ::socket(AF_INET, SOCK_STREAM, 0);
+            sockaddr_in address{};
+            address.sin_family = AF_INET;
+            address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+            socklen_t length = sizeof address;
+            QVERIFY(::bind(held, reinterpret_cast<sockaddr*>(&address), length) == 0);
+            QVERIFY(::getsockname(held, reinterpret_cast<sockaddr*>(&address), &length) == 0);
+            const API api(QStringLiteral("http://127.0.0.1:%1").arg(ntohs(address.sin_port)), QStringLiteral("k"));
             error = failureOf(api.json("GET", QStringLiteral("/api/my/todos")));
+            ::close(held);
         } else {
             QVERIFY(platform().fault({QStringLiteral("/api/v1/p/brevik/my/todos"), 0, {}, {}, {}, 2500ms}));
             error = failureOf(project().json("GET", QStringLiteral("/api/my/todos"), std::nullopt, 1s));

@@ -9,6 +9,8 @@
 #include <QNetworkRequest>
 #include <QRegularExpression>
 #include <QTimer>
+#include <csignal>
+#include <sys/prctl.h>
 
 namespace {
 constexpr std::chrono::seconds startTimeout{15};
@@ -20,6 +22,8 @@ LocalPlatform::LocalPlatform(Routes routes) {
                           QStringLiteral("127.0.0.1"), QStringLiteral("--data"), m_data.path()};
     if (routes == Routes::AppPathsOnly) arguments << QStringLiteral("--app-paths");
     m_process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+    // A test that dies or times out takes its server with it.
+    m_process.setChildProcessModifier([] { ::prctl(PR_SET_PDEATHSIG, SIGTERM); });
     m_process.start(QStringLiteral(ORVANE_LOCALPLATFORM), arguments);
 
     // The first line names the port the server chose.

@@ -1,0 +1,31 @@
+#pragma once
+
+#include "surfaces/NudgeDisplay.h"
+#include "surfaces/design/Motion.h"
+
+#include <QPoint>
+#include <QPointer>
+#include <functional>
+
+class NudgePanel;
+
+// Where a nudge panel of this size stands: at the top right of the available area, its clear margin reaching
+// just past the edges, and moved down below `avoid` when it would cover it.
+QPoint nudgeOrigin(const QRect& available, const QSize& panel, std::optional<QRect> avoid);
+
+// Nudges as windows at the top right of the primary screen, one new panel for each.
+class ScreenNudgeDisplay : public NudgeDisplay {
+public:
+    explicit ScreenNudgeDisplay(std::function<Motion()> motion = &Motion::system);
+    ~ScreenNudgeDisplay() override;
+
+    void present(const NudgeView& view, std::optional<QRect> avoid) override;
+    void withdraw() override;
+
+    // The panel on screen, if any.
+    QWidget* panel() const;
+
+private:
+    std::function<Motion()> m_motion;
+    QPointer<NudgePanel> m_panel;
+};

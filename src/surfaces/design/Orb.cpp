@@ -1,0 +1,107 @@
+#include "surfaces/design/Orb.h"
+
+#include "surfaces/design/Appearance.h"
+#include "surfaces/design/LiveMeter.h"
+#include "surfaces/design/OVFont.h"
+
+#include <QPainter>
+#include <algorithm>
+#include <cmath>
+
+namespace {
+const QString ramp = QStringLiteral(" .\u00B7:-=+*#%@");
+constexpr double flareSeconds = 0.6;
+constexpr int frameMs = 33;
+} // namespace
+
+Orb::Orb(OrbValue value, Motion motion, const LiveMeter* meter, QWidget* parent)
+    : ValueWidget(value, parent), m_motion(motion), m_meter(meter) {
+    setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Fixed);
+    m_tick.setInterval(frameMs);
+    connect(&m_tick, &QTimer::timeout, this, qOverload<>(&QWidget::update));
+    if (meter) connect(meter, &LiveMeter::changed, this, qOverload<>(&QWidget::update));
+    m_clock.start();
+}
+
+void Orb::setSnapshot(bool snapshot) {
+    m_snapshot = snapshot;
+    updateTicking();
+    update();
+}
+
+bool Orb::animating() const {
+    return value().live && !m_snapshot && !m_motion.reduced();
+}
+
+QSize Orb::sizeHint() const {
+    return {value().size, value().size};
+}
+
+void Orb::showEvent(QShowEvent* event) {
+    updateTicking();
+    ValueWidget::showEvent(event);
+}
+
+void Orb::hideEvent(QHideEvent* event) {
+    m_tick.stop();
+    ValueWidget::hideEvent(event);
+}
+
+// Frames are only drawn while someone can see them.
+void Orb::updateTicking() {
+    if (animating() && isVisible())
+        m_tick.start();
+    else
+        m_tick.stop();
+}
+
+OrbFrame Orb::frame() const {
+    OrbFrame f;
+    if (m_meter) f.level = m_meter->mic();
+    if (!animating()) return f;
+    f.turn = m_clock.elapsed() / 1000.0 * 0.9;
+    if (m_meter && m_meter->pulseAt()) {
+        const double age =
+            std::chrono::duration<double>(LiveMeter::Clock::now() - *m_meter->pulseAt()).count();
+        f.flare = std::clamp(1 - age / flareSeconds, 0.0, 1.0);
+    }
+    return f;
+}
+
+void Orb::paintEvent(QPaintEvent*) {
+    QPainter p(this);
+    const double side = std::min(width(), height());
+    paint(p, QRectF((width() - side) / 2, (height() - side) / 2, side, side), palOf(this), frame());
+}
+
+void Orb::paint(QPainter& painter, const QRectF& box, const Pal& pal, const OrbFrame& frame) {
+    const int cells = std::clamp(int(box.width() / 5), 7, 27);
+    const double cell = box.width() / cells;
+    QFont font = OVFont::mono(7, QFont::Bold);
+    font.setPixelSize(std::max(3, int(std::lround(cell * 1.45))));
+    painter.setFont(font);
+    // The light comes from the upper left and swings a little as the sphere turns.
+    const double lx = -0.45 + 0.25 * std::sin(frame.turn * 0.7), ly = -0.55, lz = 0.70;
+    const double ln = std::sqrt(lx * lx + ly * ly + lz * lz);
+    for (int row = 0; row < cells; ++row) {
+        for (int col = 0; col < cells; ++col) {
+            const double x = (col + 0.5) / cells * 2 - 1, y = (row + 0.5) / cells * 2 - 1;
+            const double r2 = x * x + y * y;
+            if (r2 > 1) continue;
+            const double z = std::sqrt(1 - r2);
+            const double lambert = std::max(0.0, (x * lx + y * ly + z * lz) / ln);
+            // Bands of latitude and longitude that move with the turn give the surface its grain.
+            const double longitude = std::atan2(x, z) + frame.turn;
+            const double grain = 0.5 + 0.5 * std::sin(longitude * 4) * std::cos(y * 5);
+            double b = (0.22 + 0.95 * lambert) * (0.7 + 0.3 * frame.level) * (0.75 + 0.25 * grain);
+            b = std::clamp(b + frame.flare * 0.45 * z, 0.0, 1.0);
+            const int index = int(std::lround(b * (ramp.size() - 1)));
+            if (index == 0) continue;
+            QColor ink = pal.ac;
+            ink.setAlphaF(float(0.45 + 0.55 * b));
+            painter.setPen(ink);
+            painter.drawText(QRectF(box.left() + col * cell, box.top() + row * cell, cell, cell),
+                             Qt::AlignCenter, ramp.at(index));
+        }
+    }
+}
