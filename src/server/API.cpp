@@ -54,7 +54,9 @@ QNetworkAccessManager& API::session() {
 }
 
 QCoro::Task<QJsonObject> API::send(QNetworkRequest request, QByteArray method, QIODevice* body) const {
-    const std::unique_ptr<QNetworkReply> reply(session().sendCustomRequest(request, method, body));
+    // The coroutine resumes inside the reply's own finished signal: the reply may only go later.
+    const std::unique_ptr<QNetworkReply, void (*)(QNetworkReply*)> reply(
+        session().sendCustomRequest(request, method, body), [](QNetworkReply* r) { r->deleteLater(); });
     QTimer::singleShot(resourceTimeout, reply.get(), &QNetworkReply::abort);
     co_await reply.get();
     const QVariant status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute);

@@ -53,7 +53,9 @@ QCoro::Task<> SignIn::run(QString base, Settings* settings, CancelFlag cancelled
     std::optional<SignedInAccount> account;
     std::optional<QString> failure;
     try {
-        account = co_await Platform::deviceFlow(
+        // The call stays outside the co_await: GCC 12 destroys temporaries of a co_await expression twice,
+        // which here released the QPointer's guard twice and corrupted the heap.
+        auto flow = Platform::deviceFlow(
             base,
             [self](DeviceStart code) -> QCoro::Task<> {
                 if (self) {
@@ -63,6 +65,7 @@ QCoro::Task<> SignIn::run(QString base, Settings* settings, CancelFlag cancelled
                 co_return;
             },
             cancelled);
+        account = co_await std::move(flow);
     } catch (const SignInCancelled&) {
         co_return;
     } catch (const SignInError& e) {
