@@ -1,0 +1,116 @@
+#include "Tone.h"
+#include "recording/MonoWriter.h"
+#include "recording/Recovery.h"
+#include "recording/Session.h"
+
+#include <QDir>
+#include <QFile>
+#include <QTemporaryDir>
+#include <QTest>
+
+namespace {
+// An hour ago, in whole seconds as meta.json keeps it.
+const QDateTime started =
+    QDateTime::fromSecsSinceEpoch(QDateTime::currentSecsSinceEpoch() - 3600, Qt::UTC);
+
+// A real track of two seconds of tone, as the recorder writes it.
+void writeTrack(const QString& path) {
+    MonoWriter writer(path);
+    for (int i = 0; i < 20; ++i) {
+        const Tone::Block block = Tone::make<float>(MonoWriter::format, qint64(i) * 4800, 4800, 0.3, {});
+        writer.write(block.buffer, i * 0.1);
+    }
+    writer.close();
+}
+
+void writeFile(const QString& path, const QByteArray& bytes) {
+    QFile file(path);
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    file.write(bytes);
+}
+
+void touch(const QString& path, const QDateTime& when) {
+    QFile file(path);
+    QVERIFY(file.open(QIODevice::ReadWrite));
+    QVERIFY(file.setFileTime(when, QFileDevice::FileModificationTime));
+}
+} // namespace
+
+// What a killed recording leaves, brought back at the next start with real tracks on disk.
+class TestRecovery : public QObject {
+    Q_OBJECT
+    std::unique_ptr<QTemporaryDir> m_tmp;
+
+    std::shared_ptr<Session> interrupted() {
+        return Session::create(QStringLiteral("Killed"), QStringLiteral("Screen"), std::nullopt, started,
+                               m_tmp->path());
+    }
+    // Every file of the folder dated at `when`.
+    static void dateAll(const QString& dir, const QDateTime& when) {
+        touch(dir + QStringLiteral("/meta.json"), when);
+        for (const QString& sub : {QStringLiteral("shots"), QStringLiteral("pins")})
+            for (const QString& name : QDir(dir + QLatin1Char('/') + sub).entryList(QDir::Files))
+                touch(dir + QLatin1Char('/') + sub + QLatin1Char('/') + name, when);
+        for (const QString& name : QDir(dir).entryList({QStringLiteral("*.m4a")}, QDir::Files))
+            touch(dir + QLatin1Char('/') + name, when);
+    }
+
+private slots:
+    void init() { m_tmp = std::make_unique<QTemporaryDir>(); }
+
+    void micTrackAndAScreenshot() {
+        auto s = interrupted();
+        s->addShot(1, "jpeg");
+        s->save();
+        writeTrack(s->url(QStringLiteral("mic.m4a")));
+        dateAll(s->dir, started.addSecs(10));
+        touch(s->url(QStringLiteral("mic.m4a")), started.addSecs(95));
+
+        QCOMPARE(Recovery::recoverInterrupted(m_tmp->path()), QStringList{QFileInfo(s->dir).fileName()});
+        const auto back = Session::load(s->dir);
+        QVERIFY(back);
+        QCOMPARE(back->meta.ended, started.addSecs(95));
+        QCOMPARE(back->meta.audioFile, QStringLiteral("mic.m4a"));
+        QCOMPARE(back->meta.lastError, QStringLiteral("the session was interrupted"));
+        QCOMPARE(Session::pending(m_tmp->path()).size(), 1);
+    }
+
+    void filesOlderThanTheStartEndOneSecondLater() {
+        auto s = interrupted();
+        s->addShot(1, "jpeg");
+        s->save();
+        dateAll(s->dir, started.addSecs(-600));
+        Recovery::recoverInterrupted(m_tmp->path());
+        const auto back = Session::load(s->dir);
+        QCOMPARE(back->meta.ended, started.addSecs(1));
+        QVERIFY(!back->meta.audioFile);
+    }
+
+    void anUnreadableMixIsPassedOver() {
+        auto s = interrupted();
+        writeFile(s->url(QStringLiteral("mixed.m4a")), QByteArray(4096, '\x17'));
+        writeTrack(s->url(QStringLiteral("system.m4a")));
+        writeTrack(s->url(QStringLiteral("mic.m4a")));
+        Recovery::recoverInterrupted(m_tmp->path());
+        QCOMPARE(Session::load(s->dir)->meta.audioFile, QStringLiteral("system.m4a"));
+    }
+
+    void finishedAndUnreadableSessionsAreLeftAlone() {
+        auto finished = Session::create(QStringLiteral("Done"), QStringLiteral("Screen"), std::nullopt, started,
+                                         m_tmp->path());
+        finished->meta.ended = started.addSecs(60);
+        finished->save();
+        QVERIFY(QDir().mkpath(m_tmp->filePath(QStringLiteral("corrupt"))));
+        writeFile(m_tmp->filePath(QStringLiteral("corrupt/meta.json")), "{\"title\":");
+        QVERIFY(QDir().mkpath(m_tmp->filePath(QStringLiteral("empty"))));
+
+        QVERIFY(Recovery::recoverInterrupted(m_tmp->path()).isEmpty());
+        const auto back = Session::load(finished->dir);
+        QCOMPARE(back->meta.ended, started.addSecs(60));
+        QVERIFY(!back->meta.lastError);
+        QVERIFY(Recovery::recoverInterrupted(m_tmp->filePath(QStringLiteral("missing"))).isEmpty());
+    }
+};
+
+QTEST_GUILESS_MAIN(TestRecovery)
+#include "tst_recovery.moc"
