@@ -5,6 +5,7 @@
 #include "core/Log.h"
 #include "server/Platform.h"
 #include "server/SignIn.h"
+#include "surfaces/Nudges.h"
 
 #include <QPointer>
 
@@ -85,6 +86,28 @@ QCoro::Task<> AppDelegate::refreshLegacyName(Workspace home, API api, std::funct
 }
 
 void AppDelegate::signedIn() { refreshAccount(); }
+
+void AppDelegate::showSignInPhase() {
+    // The settings window shows the sign-in in full; until it is open the code stands in a nudge and the log.
+    if (const auto* waiting = std::get_if<SignIn::Waiting>(&m_signIn->phase())) {
+        m_nudges->show({QStringLiteral("signIn"),
+                        2,
+                        QStringLiteral("/"),
+                        QStringLiteral("Sign in with code %1").arg(waiting->code),
+                        QStringLiteral("Approve this code on the page that opened in your browser."),
+                        {{QStringLiteral("Cancel"), false, [this] { m_signIn->cancel(); }},
+                         {QStringLiteral("Open the page again"), true, [this] { m_signIn->reopen(); }}},
+                        false,
+                        std::nullopt,
+                        {}});
+    } else if (const auto* failed = std::get_if<SignIn::Failed>(&m_signIn->phase())) {
+        slog(QStringLiteral("sign-in failed: ") + failed->message);
+        m_nudges->show({QStringLiteral("signIn"), 2, QStringLiteral("/"), QStringLiteral("Sign-in didn\u2019t work"),
+                        failed->message, {{QStringLiteral("OK"), true, [] {}}}, false, std::nullopt, {}});
+    } else {
+        m_nudges->dismiss(QStringLiteral("signIn"));
+    }
+}
 
 void AppDelegate::startSignIn() {
     if (!m_services.settings->signedIn())

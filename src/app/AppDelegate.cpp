@@ -3,6 +3,7 @@
 #include "app/Services.h"
 #include "app/SingleCopy.h"
 #include "core/Log.h"
+#include "recording/Recovery.h"
 #include "server/SignIn.h"
 #include "surfaces/DesktopBrowser.h"
 #include "surfaces/Notify.h"
@@ -36,13 +37,16 @@ void AppDelegate::applicationDidFinishLaunching() {
     makeStatusItem();
     makeTimers();
     const QPointer<AppDelegate> self(this);
+    connect(m_signIn.get(), &SignIn::phaseChanged, this, &AppDelegate::showSignInPhase);
     m_signIn->onSignedIn = [self] {
         if (self)
             self->signedIn();
     };
+    recoverInterrupted();
     // The account refresh is what first fills the projects.
     refreshAccount();
     slog(launchLine());
+    runLaunchModes();
 }
 
 void AppDelegate::makeStatusItem() {
@@ -80,4 +84,26 @@ QString AppDelegate::launchLine() const {
     for (const Workspace& w : s.workspaces())
         legacy.append(w.name);
     return line + QStringLiteral("not signed in, legacy=") + legacy.join(QLatin1Char(','));
+}
+
+void AppDelegate::recoverInterrupted() { Recovery::recoverInterrupted(); }
+
+void AppDelegate::runLaunchModes() {
+    if (m_modes.preview)
+        showPreviewNudge();
+    if (m_modes.signIn)
+        startSignIn();
+}
+
+void AppDelegate::showPreviewNudge() {
+    using namespace std::chrono_literals;
+    m_nudges->show({QStringLiteral("preview"),
+                    0,
+                    QStringLiteral("/"),
+                    QStringLiteral("Time for a break \u2014 52 min straight"),
+                    Coach::tips.first(),
+                    {{QStringLiteral("In 10 min"), false, [] {}}, {QStringLiteral("Taking it"), true, [] {}}},
+                    false,
+                    60s,
+                    {}});
 }

@@ -63,6 +63,12 @@ private:
     void makeStatusItem();
     void makeTimers();
     void activityTick();
+    void showBreakNudge();
+    void showWorkoutNudge();
+    void recoverInterrupted();
+    void runLaunchModes();
+    void showPreviewNudge();
+    void showSignInPhase();
     Coach& coach();
     void onSessionEnding(QSessionManager& manager);
     QString launchLine() const;
