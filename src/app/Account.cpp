@@ -3,6 +3,7 @@
 
 #include "app/Services.h"
 #include "core/Log.h"
+#include "recording/Session.h"
 #include "server/Platform.h"
 #include "server/SignIn.h"
 #include "surfaces/Nudges.h"
@@ -73,10 +74,7 @@ QCoro::Task<> AppDelegate::refreshLegacyName(Workspace home, API api, std::funct
     if (!self)
         co_return;
     if (name) {
-        Settings& settings = *self->m_services.settings;
-        QMap<QString, QString> names = settings.names();
-        names.insert(home.id.toString(QUuid::WithoutBraces).toUpper(), *name);
-        settings.setNames(names);
+        self->m_services.settings->setName(home, *name);
         slog(QStringLiteral("me @ %1: %2").arg(home.name, *name));
     } else {
         slog(QStringLiteral("me @ %1 failed: %2").arg(home.name, failure->errorDescription()));
@@ -85,12 +83,24 @@ QCoro::Task<> AppDelegate::refreshLegacyName(Workspace home, API api, std::funct
         then();
 }
 
-void AppDelegate::signedIn() { refreshAccount(); }
+void AppDelegate::signedIn() {
+    const QPointer<AppDelegate> self(this);
+    refreshAccount([self] {
+        if (!self)
+            return;
+        // Recordings that waited for the sign-in go now, when there is somewhere to send them.
+        const qsizetype count = Session::pending().size();
+        if (count >= 1 && !self->m_services.settings->connected().isEmpty()) {
+            slog(QStringLiteral("sign-in: %1 recording(s) waiting on this computer -> upload").arg(count));
+            self->retryUploads();
+        }
+    });
+}
 
 void AppDelegate::showSignInPhase() {
     // The settings window shows the sign-in in full; until it is open the code stands in a nudge and the log.
     if (const auto* waiting = std::get_if<SignIn::Waiting>(&m_signIn->phase())) {
-        m_nudges->show({QStringLiteral("signIn"),
+        m_services.nudges->show({QStringLiteral("signIn"),
                         2,
                         QStringLiteral("/"),
                         QStringLiteral("Sign in with code %1").arg(waiting->code),
@@ -102,10 +112,10 @@ void AppDelegate::showSignInPhase() {
                         {}});
     } else if (const auto* failed = std::get_if<SignIn::Failed>(&m_signIn->phase())) {
         slog(QStringLiteral("sign-in failed: ") + failed->message);
-        m_nudges->show({QStringLiteral("signIn"), 2, QStringLiteral("/"), QStringLiteral("Sign-in didn\u2019t work"),
+        m_services.nudges->show({QStringLiteral("signIn"), 2, QStringLiteral("/"), QStringLiteral("Sign-in didn\u2019t work"),
                         failed->message, {{QStringLiteral("OK"), true, [] {}}}, false, std::nullopt, {}});
     } else {
-        m_nudges->dismiss(QStringLiteral("signIn"));
+        m_services.nudges->dismiss(QStringLiteral("signIn"));
     }
 }
 

@@ -12,7 +12,7 @@ void AppDelegate::activityTick() {
     const QDateTime now = QDateTime::currentDateTimeUtc();
     const double idle = Idle::seconds(*m_services.idle);
     const Settings& settings = *m_services.settings;
-    const bool quiet = !m_nudges->showing() && idle < Idle::threshold;
+    const bool quiet = !m_services.nudges->showing() && idle < Idle::threshold;
     // The coach sees every tick, whatever comes next, so the streak is kept also while recording.
     const bool due = coach().activity(idle, now, settings.breakMinutes());
     if (settings.breakReminders() && due && quiet) {
@@ -26,7 +26,7 @@ void AppDelegate::activityTick() {
 void AppDelegate::showBreakNudge() {
     Coach& c = coach();
     const auto later = [&c] { c.snooze(10); };
-    m_nudges->show({QStringLiteral("break"),
+    m_services.nudges->show({QStringLiteral("break"),
                     1,
                     QStringLiteral("/"),
                     QStringLiteral("Time for a break \u2014 %1 min straight").arg(c.activeMinutes()),
@@ -41,7 +41,7 @@ void AppDelegate::showBreakNudge() {
 void AppDelegate::showWorkoutNudge() {
     Coach& c = coach();
     c.markShown(QStringLiteral("workout"));
-    m_nudges->show({QStringLiteral("workout"),
+    m_services.nudges->show({QStringLiteral("workout"),
                     1,
                     QStringLiteral("/"),
                     QStringLiteral("Workout time"),

@@ -8,7 +8,6 @@
 #include "surfaces/DesktopBrowser.h"
 #include "surfaces/Notify.h"
 #include "surfaces/Nudges.h"
-#include "surfaces/ScreenNudgeDisplay.h"
 #include "surfaces/StatusIcon.h"
 #include "surfaces/WindowShortcuts.h"
 #include "workday/Coach.h"
@@ -22,8 +21,7 @@
 AppDelegate::AppDelegate(Services& services, Arguments args)
     : m_services(services), m_args(std::move(args)), m_modes(LaunchModes::read(m_args)),
       m_signInBrowser(std::make_unique<DesktopBrowser>(QStringLiteral("sign-in: would open "))),
-      m_signIn(std::make_unique<SignIn>([browser = m_signInBrowser.get()](const QUrl& url) { browser->open(url); })),
-      m_nudges(std::make_unique<Nudges>(std::make_unique<ScreenNudgeDisplay>())) {}
+      m_signIn(std::make_unique<SignIn>([browser = m_signInBrowser.get()](const QUrl& url) { browser->open(url); })) {}
 
 AppDelegate::~AppDelegate() = default;
 
@@ -43,13 +41,19 @@ void AppDelegate::applicationDidFinishLaunching() {
             self->signedIn();
     };
     recoverInterrupted();
-    // The account refresh is what first fills the projects.
-    refreshAccount();
+    rebuildMenu();
+    // The account refresh is what first fills the projects; Personal is probed once it is known.
+    refreshAccount([self] {
+        if (self)
+            self->retryPersonal(false);
+    });
     slog(launchLine());
     runLaunchModes();
 }
 
 void AppDelegate::makeStatusItem() {
+    if (m_modes.headless())
+        return;
     m_statusItem = std::make_unique<QSystemTrayIcon>(QIcon(QPixmap::fromImage(StatusIcon::slash(64))));
     m_statusItem->setToolTip(QStringLiteral("Orvane"));
     if (QSystemTrayIcon::isSystemTrayAvailable())
@@ -62,6 +66,16 @@ void AppDelegate::makeTimers() {
     m_activityTimer.setInterval(activitySeconds * 1000);
     connect(&m_activityTimer, &QTimer::timeout, this, &AppDelegate::activityTick);
     m_activityTimer.start();
+    m_todoTimer.setInterval(todoSeconds * 1000);
+    connect(&m_todoTimer, &QTimer::timeout, this, [this] { retryPersonal(false); });
+    m_todoTimer.start();
+}
+
+void AppDelegate::rebuildMenu() {
+    if (!m_statusItem)
+        return;
+    const QString state = UploadState::line(m_upload);
+    m_statusItem->setToolTip(state.isEmpty() ? QStringLiteral("Orvane") : QStringLiteral("Orvane\n") + state);
 }
 
 Coach& AppDelegate::coach() {
@@ -91,13 +105,15 @@ void AppDelegate::recoverInterrupted() { Recovery::recoverInterrupted(); }
 void AppDelegate::runLaunchModes() {
     if (m_modes.preview)
         showPreviewNudge();
+    if (m_modes.retryPending)
+        retryUploads();
     if (m_modes.signIn)
         startSignIn();
 }
 
 void AppDelegate::showPreviewNudge() {
     using namespace std::chrono_literals;
-    m_nudges->show({QStringLiteral("preview"),
+    m_services.nudges->show({QStringLiteral("preview"),
                     0,
                     QStringLiteral("/"),
                     QStringLiteral("Time for a break \u2014 52 min straight"),

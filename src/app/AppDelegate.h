@@ -1,15 +1,19 @@
 #pragma once
 
 #include "app/Arguments.h"
+#include "app/UploadState.h"
+#include "core/FiledRef.h"
 #include "core/Workspace.h"
+#include "recording/Router.h"
 #include "server/API.h"
 
 #include <QCoroTask>
-#include <functional>
-
 #include <QDateTime>
+#include <QHash>
 #include <QObject>
+#include <QSet>
 #include <QTimer>
+#include <functional>
 #include <memory>
 
 class Coach;
@@ -17,6 +21,7 @@ class DesktopBrowser;
 class Nudges;
 class SignIn;
 class QSessionManager;
+class Session;
 class QSystemTrayIcon;
 class WindowShortcuts;
 struct Services;
@@ -30,6 +35,8 @@ public:
 
     // How often the activity tick samples the user's activity.
     static constexpr int activitySeconds = 15;
+    // How often the to-dos are fetched and Personal is probed for recordings waiting on it.
+    static constexpr int todoSeconds = 300;
 
     AppDelegate(Services& services, Arguments args);
     ~AppDelegate() override;
@@ -56,6 +63,70 @@ public:
     // The menu's and nudges' way into the sign-in.
     void startSignIn();
     bool quitAfterSave() const { return m_quitAfterSave; }
+    // Tells the user that a finished recording waits for a sign-in.
+    void signInNudge(const Session& session);
+
+    // One answer to "Where does this go?".
+    struct Choice {
+        bool personal = false;
+        std::optional<Workspace> ws; // nothing for Personal
+        QString label;
+        bool suggested = false; // the primary button, first in the list
+        bool operator==(const Choice&) const = default;
+    };
+    // An open suggestion of a review: each becomes a question of its own.
+    struct OpenSuggestion {
+        QString i;
+        QString title;
+        std::optional<QString> why;
+        bool operator==(const OpenSuggestion&) const = default;
+    };
+    // One uploaded call waiting for its review.
+    struct ReviewWatch {
+        QString id;
+        API api;
+        std::optional<QUrl> link;
+        std::optional<QString> dest;
+        QString title;
+        QDateTime until;
+        bool ready = false;
+        QList<OpenSuggestion> suggestions;
+    };
+
+    // The session's way after the recording: the question, the uploader or Personal. Also the road of the
+    // sessions left from an earlier run.
+    void finish(std::shared_ptr<Session> session);
+
+    // The seconds the question waits before the default decision: ORVANE_ASK_SECONDS when it is a number.
+    static double askSeconds();
+    QList<Choice> whereChoices(const Session& session) const;
+    void askWhere(std::shared_ptr<Session> session);
+    // A late answer, for a session decided meanwhile, does nothing.
+    void choose(const Session& session, const Choice& choice);
+    void applyPersonal(std::shared_ptr<Session> session, const QString& why);
+    void applyProject(std::shared_ptr<Session> session, const Workspace& ws, std::optional<RouteResult> result,
+                      bool isAuto);
+    // Offers to move the last filed recording elsewhere.
+    void askMove();
+    void move(FiledRef filed, QString to);
+
+    void uploadSession(std::shared_ptr<Session> session);
+    void uploadPersonal(std::shared_ptr<Session> session, bool quiet);
+    // Finishes the oldest pending session nobody is working on, then the next, until one fails.
+    void retryUploads();
+    // Probes Personal with one waiting recording, at most every 30 minutes unless forced; the rest follow
+    // once it is open.
+    void retryPersonal(bool force);
+
+    void watchReview(QString id, API api, std::optional<QUrl> link, std::optional<QString> dest, QString title);
+    void pollReviews();
+    void openReview(const QString& id);
+    static QList<OpenSuggestion> openSuggestions(const QJsonValue& review);
+
+    const UploadState::State& upload() const { return m_upload; }
+    const QList<ReviewWatch>& reviews() const { return m_reviews; }
+    // Redraws what the tray shows of the state.
+    void rebuildMenu();
 
 private:
     QCoro::Task<> refreshPlatformAccount(QString base, QString key, std::function<void()> then);
@@ -72,18 +143,40 @@ private:
     Coach& coach();
     void onSessionEnding(QSessionManager& manager);
     QString launchLine() const;
+    QCoro::Task<> routeSession(std::shared_ptr<Session> session, QList<std::pair<Workspace, API>> connected);
+    void scheduleDefaultDecision(const QString& dir);
+    void settle(std::shared_ptr<Session> session);
+    void decided();
+    QCoro::Task<> sendMove(FiledRef filed, QString to, API api);
+    QCoro::Task<> sendSession(std::shared_ptr<Session> session, std::optional<Workspace> ws, API api);
+    QCoro::Task<> sendPersonal(std::shared_ptr<Session> session, API api, bool quiet);
+    QCoro::Task<> continueRetries();
+    QCoro::Task<> retryPersonalTask(QList<std::shared_ptr<Session>> waiting, bool quiet);
+    QCoro::Task<> waitUntilNotUploading(QString dir);
+    QCoro::Task<> pollReview(QString id, API api);
+    std::function<void(const QString&)> progressToMenu();
+    void setUpload(UploadState::State state);
 
     Services& m_services;
     Arguments m_args;
     LaunchModes m_modes;
     std::unique_ptr<DesktopBrowser> m_signInBrowser;
     std::unique_ptr<SignIn> m_signIn;
-    // The one nudge card, handed to the flows that speak through it.
-    std::unique_ptr<Nudges> m_nudges;
     std::unique_ptr<QSystemTrayIcon> m_statusItem;
     std::unique_ptr<WindowShortcuts> m_shortcuts;
     std::unique_ptr<Coach> m_coach; // made on first use
     QTimer m_activityTimer;
+    QTimer m_todoTimer;
     bool m_saving = false;
     bool m_quitAfterSave = false;
+
+    // Per-session collections, keyed by the session's folder; none survives a restart.
+    QSet<QString> m_routing; // scoring runs
+    QHash<QString, QList<RouteResult>> m_routeScores; // asked, not decided
+    QHash<QString, Suggestion> m_routeSuggest;
+    QSet<QString> m_uploading; // one upload task per session at most
+    UploadState::State m_upload = UploadState::Idle{};
+    QDateTime m_lastPersonalTry; // null: never
+    QList<ReviewWatch> m_reviews;
+    std::unique_ptr<QTimer> m_reviewTimer; // runs while a watch isn't ready
 };

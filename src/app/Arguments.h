@@ -42,4 +42,6 @@ struct LaunchModes {
     bool boardCheck = false;
 
     static LaunchModes read(const Arguments& args);
+    // Runs that need no screen and no tray: settings, the session store and the HTTP client.
+    bool headless() const { return retryPending || dumpMenu; }
 };

@@ -8,6 +8,7 @@
 #include "server/Settings.h"
 #include "surfaces/Browser.h"
 #include "surfaces/Notify.h"
+#include "surfaces/Nudges.h"
 
 #include <QSettings>
 #include <memory>
@@ -23,6 +24,8 @@ struct Services {
     std::unique_ptr<os::Notifications> notifications;
     std::unique_ptr<Browser> browser;
     std::unique_ptr<Notify> notify;
+    // The one nudge card, for every flow that speaks through it.
+    std::unique_ptr<Nudges> nudges;
 
     static std::unique_ptr<Services> build();
 };

@@ -13,10 +13,11 @@
 
 namespace {
 
-// With no display at all (a server, a CI shell) the program still runs, drawing off screen.
-void drawOffscreenWithoutDisplay() {
-    if (qEnvironmentVariableIsEmpty("DISPLAY") && qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY") &&
-        qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
+// With no display at all (a server, a CI shell) the program still runs, drawing off screen; so do the runs
+// that need no screen.
+void drawOffscreenWhenHeadless(const Arguments& args) {
+    const bool noDisplay = qEnvironmentVariableIsEmpty("DISPLAY") && qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY");
+    if ((noDisplay || LaunchModes::read(args).headless()) && qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
         qputenv("QT_QPA_PLATFORM", "offscreen");
 }
 
@@ -38,7 +39,7 @@ void identify() {
 
 int main(int argc, char** argv) {
     const Arguments args(argc, argv);
-    drawOffscreenWithoutDisplay();
+    drawOffscreenWhenHeadless(args);
     identify();
 
     const EntryMode mode = EntryMode::decide(args);

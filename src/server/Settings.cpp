@@ -451,6 +451,14 @@ std::optional<QString> Settings::myName(const std::optional<Workspace>& workspac
     return std::nullopt;
 }
 
+bool Settings::hasName(const Workspace& workspace) const { return m_names.contains(uuidText(workspace.id)); }
+
+void Settings::setName(const Workspace& workspace, const QString& name) {
+    QMap<QString, QString> names = m_names;
+    names.insert(uuidText(workspace.id), name);
+    setNames(names);
+}
+
 QDateTime Settings::date(int fromMinute, const QDate& day) {
     const QTime wanted(fromMinute / 60, fromMinute % 60);
     if (!wanted.isValid())

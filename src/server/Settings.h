@@ -102,6 +102,9 @@ public:
     void setKey(const QString& key, const Workspace& workspace);
     void remove(const Workspace& workspace);
     std::optional<QString> myName(const std::optional<Workspace>& workspace) const;
+    // The user's name as a destination's own server knows it, kept under the destination's id.
+    bool hasName(const Workspace& workspace) const;
+    void setName(const Workspace& workspace, const QString& name);
 
     // The stored minute of the day as a local date on that day (today by default), and back.
     static QDateTime date(int fromMinute, const QDate& day = QDate::currentDate());

@@ -1,0 +1,88 @@
+#pragma once
+
+#include "app/AppDelegate.h"
+#include "app/Services.h"
+#include "core/Paths.h"
+#include "fakes/FakeBrowser.h"
+#include "fakes/FakeNotifications.h"
+#include "fakes/MemorySecretStore.h"
+#include "fakes/RecordingNudgeDisplay.h"
+#include "recording/Session.h"
+
+#include <QDir>
+#include <QTemporaryDir>
+#include <QTest>
+
+// The program's controller with its real settings and HTTP client, and the screen-side services in memory:
+// the nudges it shows, the notifications it posts and the pages it opens can be read and clicked.
+// Recordings live in the test's support folder, emptied for each controller.
+class Controller {
+public:
+    explicit Controller(const QString& platformBase) {
+        QDir(Paths::recordings()).removeRecursively();
+        services.secrets = std::make_unique<MemorySecretStore>();
+        services.keychain = std::make_unique<Keychain>(*services.secrets, QStringLiteral("svc"));
+        services.defaults = std::make_unique<QSettings>(m_dir.filePath(QStringLiteral("orvane.conf")),
+                                                        QSettings::IniFormat);
+        services.settings = std::make_unique<Settings>(*services.defaults, *services.keychain);
+        services.settings->setPlatformBase(platformBase);
+        auto notifications = std::make_unique<FakeNotifications>();
+        posted = notifications.get();
+        services.notifications = std::move(notifications);
+        auto browser = std::make_unique<FakeBrowser>();
+        opened = browser.get();
+        services.browser = std::move(browser);
+        services.notify = std::make_unique<Notify>(*services.notifications, *services.browser, *services.settings);
+        services.notify->setup({});
+        auto display = std::make_unique<RecordingNudgeDisplay>();
+        nudges = display.get();
+        services.nudges = std::make_unique<Nudges>(std::move(display));
+        delegate = std::make_unique<AppDelegate>(services, Arguments(QStringList{}));
+    }
+
+    Settings& settings() { return *services.settings; }
+    AppDelegate& app() { return *delegate; }
+
+    // Signs in with the local platform's account key and loads its projects.
+    bool signInAndLoadProjects(const QString& key = QStringLiteral("dev-key")) {
+        settings().signIn(key, QStringLiteral("dev@orvane.test"), std::nullopt);
+        bool done = false;
+        delegate->refreshAccount([&] { done = true; });
+        return QTest::qWaitFor([&] { return done; }, 10000) && !settings().projects().isEmpty();
+    }
+
+    // A finished recording on disk, as the recorder leaves it.
+    std::shared_ptr<Session> recorded(const QString& title, const QDateTime& started = QDateTime::currentDateTimeUtc()) {
+        auto session = Session::create(title, QStringLiteral("Zoom"), std::nullopt, started);
+        session->meta.ended = started.addSecs(60);
+        session->save();
+        return session;
+    }
+
+    // The nudge on screen, when one is.
+    const NudgeView* shownNudge() const { return nudges->onScreen ? &nudges->last() : nullptr; }
+    bool showsNudge(const QString& title) const { return shownNudge() && shownNudge()->title == title; }
+    // Presses the button of the nudge on screen; false when there is no such button.
+    bool press(const QString& button) {
+        const NudgeView* view = shownNudge();
+        if (!view)
+            return false;
+        for (const NudgeButton& b : view->buttons)
+            if (b.title == button) {
+                b.action();
+                return true;
+            }
+        return false;
+    }
+
+    FakeNotifications* posted = nullptr;
+    FakeBrowser* opened = nullptr;
+    RecordingNudgeDisplay* nudges = nullptr;
+
+private:
+    QTemporaryDir m_dir;
+
+public:
+    Services services;
+    std::unique_ptr<AppDelegate> delegate;
+};
