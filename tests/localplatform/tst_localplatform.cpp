@@ -43,6 +43,19 @@ QByteArray jsonBody(const QJsonObject& object) {
     return QJsonDocument(object).toJson(QJsonDocument::Compact);
 }
 
+// The least a call is created with: its title, times, people, images and whether audio follows.
+QJsonObject callPayload(const QString& title, bool expectAudio = true) {
+    return {
+        {QStringLiteral("title"), title},
+        {QStringLiteral("started"), QStringLiteral("2026-11-23T09:00:00.000Z")},
+        {QStringLiteral("ended"), QStringLiteral("2026-11-23T09:30:00.000Z")},
+        {QStringLiteral("participants"), QJsonArray{QStringLiteral("Ivo")}},
+        {QStringLiteral("shots"),
+         QJsonArray{QJsonObject{{QStringLiteral("t"), 1}, {QStringLiteral("jpeg"), QStringLiteral("AAAA")}}}},
+        {QStringLiteral("pins"), QJsonArray{}},
+        {QStringLiteral("expect_audio"), expectAudio}};
+}
+
 } // namespace
 
 class TestLocalPlatform : public QObject {
@@ -365,9 +378,8 @@ private slots:
 
     void anAudioUploadArrivesByteExact() {
         const QString calls = QStringLiteral("/app/p/brevik/api/calls");
-        const QString id = post(calls, {{QStringLiteral("title"), QStringLiteral("Standup")}})
-                               .json()[QStringLiteral("id")]
-                               .toString();
+        const QString id =
+            post(calls, callPayload(QStringLiteral("Standup"))).json()[QStringLiteral("id")].toString();
         QCOMPARE(id, QStringLiteral("rec:1"));
         const QString call = calls + QStringLiteral("/rec%3A1");
         QCOMPARE(post(call + QStringLiteral("/process")).status, 409); // nothing to process yet
@@ -388,10 +400,139 @@ private slots:
         QCOMPARE(detail[QStringLiteral("id")].toString(), id);
         QCOMPARE(detail[QStringLiteral("title")].toString(), QStringLiteral("Standup"));
         QCOMPARE(detail[QStringLiteral("audio_bytes")].toInteger(), audio.size());
-        QCOMPARE(detail[QStringLiteral("status")].toString(), QStringLiteral("processing"));
-        QCOMPARE(get(call).json()[QStringLiteral("status")].toString(), QStringLiteral("processed"));
         QCOMPARE(get(QStringLiteral("/app/p/noctal/api/calls/rec%3A1")).status,
                  404); // calls stay in their project
+    }
+
+    void aCallNeedsItsPayloadsKeys_data() {
+        QTest::addColumn<QString>("key");
+        QTest::addColumn<QJsonValue>("value"); // undefined: left out
+        QTest::newRow("without a title") << "title" << QJsonValue(QJsonValue::Undefined);
+        QTest::newRow("shots not a list") << "shots" << QJsonValue(3);
+        QTest::newRow("expect_audio as text") << "expect_audio" << QJsonValue(QStringLiteral("yes"));
+    }
+    void aCallNeedsItsPayloadsKeys() {
+        QFETCH(QString, key);
+        QFETCH(QJsonValue, value);
+        QJsonObject payload = callPayload(QStringLiteral("Broken"));
+        if (value.isUndefined())
+            payload.remove(key);
+        else
+            payload.insert(key, value);
+        const Answer answer = post(QStringLiteral("/api/v1/personal/calls"), payload);
+        QCOMPARE(answer.status, 400);
+        QCOMPARE(answer.json()[QStringLiteral("error")].toString(), key + " is missing or of the wrong type");
+        QCOMPARE(platform().calls().size(), 0);
+    }
+
+    void theReviewArrivesAfterTheNotesStart() {
+        const QString call = QStringLiteral("/api/v1/p/brevik/calls/rec:1");
+        QCOMPARE(
+            post(QStringLiteral("/api/v1/p/brevik/calls"), callPayload(QStringLiteral("Plan"), false)).status,
+            200);
+        QVERIFY(platform().reviewDelay(std::chrono::hours(1)));
+        QVERIFY(get(call).json()[QStringLiteral("review")].isNull());
+        QCOMPARE(post(call + QStringLiteral("/process")).status, 200);
+        const QJsonObject waiting = get(call).json();
+        QCOMPARE(waiting[QStringLiteral("status")].toString(), QStringLiteral("processing"));
+        QVERIFY(waiting.contains(QStringLiteral("review")) && waiting[QStringLiteral("review")].isNull());
+        QVERIFY(!waiting[QStringLiteral("shots")][0].toObject().contains(QStringLiteral("jpeg")));
+
+        QVERIFY(platform().reviewDelay(0ms));
+        for (int look = 0; look < 2; ++look) { // once there, it stays
+            const QJsonObject detail = get(call).json();
+            QCOMPARE(detail[QStringLiteral("status")].toString(), QStringLiteral("done"));
+            QStringList states;
+            for (const QJsonValue s :
+                 detail[QStringLiteral("review")][QStringLiteral("suggestions")].toArray())
+                states << s[QStringLiteral("title")].toString() + QLatin1Char('=') +
+                              s[QStringLiteral("state")].toString(QStringLiteral("-"));
+            QCOMPARE(states,
+                     QStringList({QStringLiteral("Send the notes of Plan to Ivo=open"),
+                                  QStringLiteral("Book the follow-up=accepted"),
+                                  QStringLiteral("Drop the old draft=dismissed"), QStringLiteral("  =open"),
+                                  QStringLiteral("Write down the decision=-")}));
+        }
+    }
+
+    void aMoveGivesTheCallANewIdThere_data() {
+        QTest::addColumn<QString>("from");
+        QTest::addColumn<QString>("to");
+        QTest::addColumn<bool>("personalClosed");
+        QTest::addColumn<int>("status");
+        QTest::addColumn<QString>("scope"); // where the call is afterwards
+        QTest::newRow("project to Personal") << "/api/v1/p/brevik"
+                                             << "personal" << false << 200 << "personal:1";
+        QTest::newRow("Personal to a project") << "/app/api/platform/personal"
+                                               << "noctal" << false << 200 << "project:noctal";
+        QTest::newRow("into a closed Personal") << "/api/v1/p/brevik"
+                                                << "personal" << true << 404 << "project:brevik";
+        QTest::newRow("to a project without a seat") << "/api/v1/p/brevik"
+                                                     << "nowhere" << false << 422 << "project:brevik";
+        QTest::newRow("to where it is") << "/api/v1/p/brevik"
+                                        << "brevik" << false << 409 << "project:brevik";
+        QTest::newRow("an older server cannot move") << "/legacy/local/api"
+                                                     << "personal" << false << 404 << "legacy:local";
+    }
+    void aMoveGivesTheCallANewIdThere() {
+        QFETCH(QString, from);
+        QFETCH(QString, to);
+        QFETCH(bool, personalClosed);
+        QFETCH(int, status);
+        QFETCH(QString, scope);
+        const QString key = from.startsWith(QLatin1String("/legacy")) ? QStringLiteral("legacy-key")
+                                                                      : QStringLiteral("dev-key");
+        const QString call = from + QStringLiteral("/calls/rec:1");
+        QCOMPARE(post(from + QStringLiteral("/calls"), callPayload(QStringLiteral("Moving")), key).status,
+                 200);
+        QCOMPARE(send(platform().url(call + QStringLiteral("/audio")), "POST", key, QByteArray("sound"),
+                      "audio/mp4")
+                     .status,
+                 200);
+        QCOMPARE(post(call + QStringLiteral("/process"), {}, key).status, 200);
+        QVERIFY(platform().closePersonal(personalClosed));
+
+        const Answer moved = post(call + QStringLiteral("/move"), {{QStringLiteral("to"), to}}, key);
+        QCOMPARE(moved.status, status);
+        const QJsonArray calls = platform().calls();
+        QCOMPARE(calls.size(), 1);
+        QCOMPARE(calls[0][QStringLiteral("scope")].toString(), scope);
+        if (status != 200) return;
+        QCOMPARE(moved.json()[QStringLiteral("id")].toString(), QStringLiteral("rec:2"));
+        QCOMPARE(moved.json()[QStringLiteral("call")][QStringLiteral("id")].toString(),
+                 QStringLiteral("rec:2"));
+        QCOMPARE(get(call, key).status, 404);
+        QCOMPARE(calls[0][QStringLiteral("state")].toString(),
+                 QStringLiteral("processing")); // notes anew there
+        QCOMPARE(calls[0][QStringLiteral("audio_bytes")].toInt(), 5);
+        QVERIFY(QFile::exists(platform().dataDir() + QStringLiteral("/audio/rec-2.audio")));
+    }
+
+    void onlyProjectsScoreRecordings_data() {
+        QTest::addColumn<QString>("root");
+        QTest::addColumn<QString>("key");
+        QTest::addColumn<int>("status");
+        QTest::newRow("a project") << "/app/p/client-x/api"
+                                   << "dev-key" << 200;
+        QTest::newRow("Personal") << "/api/v1/personal"
+                                  << "dev-key" << 404;
+        QTest::newRow("a legacy workspace") << "/legacy/local/api"
+                                            << "legacy-key" << 404;
+    }
+    void onlyProjectsScoreRecordings() {
+        QFETCH(QString, root);
+        QFETCH(QString, key);
+        QFETCH(int, status);
+        const Answer answer = post(root + QStringLiteral("/route/score"),
+                                   {{QStringLiteral("title"), QStringLiteral("Jonas and Tess")},
+                                    {QStringLiteral("participants"), QJsonArray{QStringLiteral("Tess")}},
+                                    {QStringLiteral("text"), QString()}},
+                                   key);
+        QCOMPARE(answer.status, status);
+        if (status != 200) return;
+        QCOMPARE(answer.json()[QStringLiteral("score")].toDouble(), 1.0);
+        QCOMPARE(answer.json()[QStringLiteral("reasons")].toArray(),
+                 QJsonArray({QStringLiteral("with Tess"), QStringLiteral("Jonas in the title")}));
     }
 };
 

@@ -103,3 +103,18 @@ bool LocalPlatform::reset() {
 QJsonArray LocalPlatform::requests() {
     return QJsonDocument::fromJson(control("GET", QStringLiteral("/__control/requests")).body).array();
 }
+
+bool LocalPlatform::closePersonal(bool closed) {
+    return control("POST", QStringLiteral("/__control/personal"), {{QStringLiteral("closed"), closed}})
+               .status == 200;
+}
+
+bool LocalPlatform::reviewDelay(std::chrono::milliseconds delay) {
+    return control("POST", QStringLiteral("/__control/review"),
+                   {{QStringLiteral("delay_ms"), qint64(delay.count())}})
+               .status == 200;
+}
+
+QJsonArray LocalPlatform::calls() {
+    return QJsonDocument::fromJson(control("GET", QStringLiteral("/__control/calls")).body).array();
+}

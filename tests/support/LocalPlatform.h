@@ -46,6 +46,15 @@ public:
     // What arrived so far: method, path, headers, body_size.
     QJsonArray requests();
 
+    // A closed Personal answers 404 on its calls and as a move's destination.
+    bool closePersonal(bool closed = true);
+    // How long after the notes start a call's detail carries its review; 2 s until a test sets it.
+    bool reviewDelay(std::chrono::milliseconds delay);
+    // The calls on the server, oldest first: id ("rec:<n>"), scope ("project:<slug>", "personal:<account>",
+    // "legacy:<name>"), title, state (created, uploaded, processing, done), audio_bytes, and the number of
+    // shots and pins.
+    QJsonArray calls();
+
 private:
     struct ControlReply {
         int status = 0;

@@ -4,6 +4,9 @@
 #include "RouteTable.h"
 #include "Routes.h"
 #include "Store.h"
+#include "Switches.h"
+
+#include <QJsonDocument>
 
 namespace {
 
@@ -33,16 +36,35 @@ QJsonObject entryJson(const RequestLog::Entry& entry) {
             {"body_size", qint64(entry.bodySize)}};
 }
 
+// What a test needs to know of a call that arrived; the images are counted, not sent.
+QJsonObject callJson(const Store::Call& call) {
+    const QJsonObject fields = QJsonDocument::fromJson(QByteArray::fromStdString(call.fields)).object();
+    return {{"id", qtext("rec:" + std::to_string(call.number))},
+            {"scope", qtext(call.scope)},
+            {"title", fields.value("title")},
+            {"state", qtext(call.state)},
+            {"audio_bytes", qint64(call.audioBytes)},
+            {"shots", fields.value("shots").toArray().size()},
+            {"pins", fields.value("pins").toArray().size()}};
+}
+
+bool requiredBool(const QJsonObject& body, const char* key) {
+    if (!body.value(key).isBool()) throw HttpError(400, std::string(key) + " is missing");
+    return body.value(key).toBool();
+}
+
 } // namespace
 
-void addControlRoutes(RouteTable& control, Store& store, FaultPlan& faults, RequestLog& log) {
+void addControlRoutes(RouteTable& control, Store& store, FaultPlan& faults, RequestLog& log,
+                      Switches& switches) {
     control.add("POST", "/__control/fault", [&faults](Exchange& exchange) {
         faults.add(faultFrom(exchange.json()));
         return Reply::json(QJsonObject{{"ok", true}});
     });
-    control.add("POST", "/__control/reset", [&store, &faults, &log](Exchange&) {
+    control.add("POST", "/__control/reset", [&store, &faults, &log, &switches](Exchange&) {
         faults.clear();
         log.clear();
+        switches.reset();
         store.reset();
         return Reply::json(QJsonObject{{"ok", true}});
     });
@@ -50,6 +72,23 @@ void addControlRoutes(RouteTable& control, Store& store, FaultPlan& faults, Requ
         QJsonArray list;
         for (const RequestLog::Entry& entry : log.entries())
             list.append(entryJson(entry));
+        return Reply::json(list);
+    });
+    control.add("POST", "/__control/personal", [&switches](Exchange& exchange) {
+        switches.setPersonalClosed(requiredBool(exchange.json(), "closed"));
+        return Reply::json(QJsonObject{{"ok", true}});
+    });
+    control.add("POST", "/__control/review", [&switches](Exchange& exchange) {
+        const QJsonValue delay = exchange.json().value("delay_ms");
+        if (!delay.isDouble() || delay.toInteger(-1) < 0)
+            throw HttpError(400, "delay_ms is missing or negative");
+        switches.setReviewDelay(std::chrono::milliseconds(delay.toInteger()));
+        return Reply::json(QJsonObject{{"ok", true}});
+    });
+    control.add("GET", "/__control/calls", [&store](Exchange&) {
+        QJsonArray list;
+        for (const Store::Call& call : store.calls())
+            list.append(callJson(call));
         return Reply::json(list);
     });
 }

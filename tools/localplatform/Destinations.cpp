@@ -42,11 +42,11 @@ Destination Destinations::authenticate(Kind kind, const std::string& name, const
             std::any_of(seats.begin(), seats.end(), [&](const auto& m) { return m.slug == name; });
         if (!member && !m_store.projectExists(name)) throw HttpError(404, "no project " + name);
         if (!member) throw HttpError(403, "no seat in " + name);
-        return {"project:" + name, account.name};
+        return {"project:" + name, account.name, kind, name, account.id};
     }
     case Kind::Personal: {
         const Store::Account account = requireAccount(m_store, exchange);
-        return {"personal:" + std::to_string(account.id), account.name};
+        return {"personal:" + std::to_string(account.id), account.name, kind, {}, account.id};
     }
     case Kind::Legacy: {
         const std::optional<Store::LegacyWorkspace> workspace = m_store.legacyWorkspace(name);
@@ -54,7 +54,7 @@ Destination Destinations::authenticate(Kind kind, const std::string& name, const
         const std::string key = exchange.bearer();
         if (key.empty()) throw HttpError(401, "missing key");
         if (key != workspace->key) throw HttpError(401, "unknown key");
-        return {"legacy:" + name, workspace->ego};
+        return {"legacy:" + name, workspace->ego, kind, name, std::nullopt};
     }
     }
     throw HttpError(500, "unknown destination");

@@ -23,7 +23,7 @@ public:
     std::optional<std::string> enter(Exchange& exchange) const;
 
 private:
-    enum class Kind { Project, Personal, Legacy };
+    using Kind = Destination::Kind;
     struct Root {
         PathPattern prefix;
         Kind kind;

@@ -5,9 +5,19 @@
 #include <QJsonDocument>
 #include <httplib.h>
 
+namespace {
+
+// A request with neither length nor chunks has no body (RFC 9112 6.3). The library would read one up to the
+// connection's end, which a client that keeps the connection open for its next request never sends.
+bool hasBody(const httplib::Request& request) {
+    return request.has_header("Content-Length") || request.has_header("Transfer-Encoding");
+}
+
+} // namespace
+
 Exchange::Exchange(const httplib::Request& request, const httplib::ContentReader* reader)
-    : m_request(request), m_reader(reader), m_consumed(reader == nullptr), m_received(request.body.size()),
-      m_body(request.body) {}
+    : m_request(request), m_reader(reader), m_consumed(reader == nullptr || !hasBody(request)),
+      m_received(request.body.size()), m_body(request.body) {}
 
 const std::string& Exchange::method() const {
     return m_request.method;

@@ -15,8 +15,13 @@ class ContentReader;
 
 // The destination a route runs in: the key its rows are stored under, and who the caller is there.
 struct Destination {
+    enum class Kind { Project, Personal, Legacy };
+
     std::string scope;
     std::string ego;
+    Kind kind = Kind::Legacy;
+    std::string name; // the project's slug or the legacy workspace's name; empty in Personal
+    std::optional<std::int64_t> account; // the caller's platform account; none in a legacy workspace
 };
 
 // One request as the routes see it. The body is read once, either whole or streamed; whatever a route leaves

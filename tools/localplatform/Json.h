@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QJsonObject>
 #include <QJsonValue>
 #include <QString>
 #include <string>
@@ -10,3 +11,6 @@ inline QString qtext(const std::string& text) {
 
 // A string as it is, a number as its decimal text, anything else empty: ids arrive in both forms.
 std::string textOf(const QJsonValue& value);
+
+// The text at `key` (string or number); a missing or empty one answers 400.
+std::string requiredText(const QJsonObject& body, const char* key);

@@ -6,10 +6,16 @@ class FaultPlan;
 class RequestLog;
 class RouteTable;
 class Store;
+class Switches;
 
 // Each adds one family of routes. appPaths leaves out the platform's /api/v1 and /device routes.
 void addAccountRoutes(RouteTable& routes, Store& store, bool appPaths);
 void addDeviceRoutes(RouteTable& routes, RouteTable& control, Store& store, bool appPaths);
 // Paths inside a destination ("/my/todos"), served under every root of Destinations.
-void addDestinationRoutes(RouteTable& routes, Store& store, const std::filesystem::path& audioDir);
-void addControlRoutes(RouteTable& control, Store& store, FaultPlan& faults, RequestLog& log);
+void addDestinationRoutes(RouteTable& routes, Store& store);
+// The calls, stored with their audio under audioDir, their moves and the route scores; inside a destination
+// too.
+void addCallRoutes(RouteTable& routes, Store& store, const Switches& switches,
+                   const std::filesystem::path& audioDir);
+void addControlRoutes(RouteTable& control, Store& store, FaultPlan& faults, RequestLog& log,
+                      Switches& switches);

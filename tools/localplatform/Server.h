@@ -5,6 +5,7 @@
 #include "RequestLog.h"
 #include "RouteTable.h"
 #include "Store.h"
+#include "Switches.h"
 
 #include <filesystem>
 #include <memory>
@@ -46,6 +47,7 @@ private:
     Store m_store;
     FaultPlan m_faults;
     RequestLog m_log;
+    Switches m_switches;
     Destinations m_destinations;
     RouteTable m_control;
     RouteTable m_platform;

@@ -4,12 +4,13 @@
 
 namespace {
 
-constexpr int schemaVersion = 1;
+constexpr int schemaVersion = 2;
 
 const char* const schema = R"sql(
 CREATE TABLE accounts (id INTEGER PRIMARY KEY, email TEXT UNIQUE NOT NULL, name TEXT NOT NULL);
 CREATE TABLE account_keys (key TEXT PRIMARY KEY, account INTEGER NOT NULL REFERENCES accounts(id));
 CREATE TABLE projects (slug TEXT PRIMARY KEY, name TEXT NOT NULL);
+CREATE TABLE members (slug TEXT NOT NULL, name TEXT NOT NULL, ord INTEGER NOT NULL, PRIMARY KEY (slug, name));
 CREATE TABLE seats (account INTEGER NOT NULL, slug TEXT NOT NULL, seat TEXT NOT NULL, ord INTEGER NOT NULL,
                     PRIMARY KEY (account, slug));
 CREATE TABLE legacy_workspaces (name TEXT PRIMARY KEY, key TEXT NOT NULL, ego TEXT NOT NULL);
@@ -20,18 +21,21 @@ CREATE TABLE workdays (scope TEXT NOT NULL, day TEXT NOT NULL, spans TEXT NOT NU
                        PRIMARY KEY (scope, day));
 CREATE TABLE wraps (scope TEXT NOT NULL, day TEXT NOT NULL, polls INTEGER NOT NULL, PRIMARY KEY (scope, day));
 CREATE TABLE calls (number INTEGER PRIMARY KEY AUTOINCREMENT, scope TEXT NOT NULL, fields TEXT NOT NULL,
-                    state TEXT NOT NULL, audio_bytes INTEGER NOT NULL DEFAULT 0);
+                    state TEXT NOT NULL, audio_bytes INTEGER NOT NULL DEFAULT 0, processing_since INTEGER);
 CREATE TABLE devices (number INTEGER PRIMARY KEY AUTOINCREMENT, device_code TEXT UNIQUE, user_code TEXT UNIQUE,
                       client TEXT NOT NULL, name TEXT NOT NULL, state INTEGER NOT NULL, expires_at INTEGER NOT NULL,
                       key TEXT, account INTEGER);
 )sql";
 
-// One account with a key, two projects and a contact seat, a legacy workspace with its own key, and the same
-// three to-dos (one with a text id, two with numbers) in every destination.
+// One account with a key, two projects and a contact seat, each with its team (Tess is in two), a legacy
+// workspace with its own key, and the same three to-dos (one with a text id, two with numbers) in every
+// destination.
 const char* const seed = R"sql(
 INSERT INTO accounts (id, email, name) VALUES (1, 'dev@orvane.test', 'Dev');
 INSERT INTO account_keys VALUES ('dev-key', 1);
 INSERT INTO projects VALUES ('brevik', 'Brevik'), ('noctal', 'Noctal'), ('client-x', 'Client X');
+INSERT INTO members VALUES ('brevik', 'Ivo', 1), ('brevik', 'Tess', 2), ('noctal', 'Mara', 1),
+                           ('client-x', 'Jonas', 1), ('client-x', 'Tess', 2);
 INSERT INTO seats VALUES (1, 'brevik', 'owner', 1), (1, 'noctal', 'member', 2), (1, 'client-x', 'contact', 3);
 INSERT INTO legacy_workspaces VALUES ('local', 'legacy-key', 'Dev');
 WITH scopes(scope) AS (VALUES ('project:brevik'), ('project:noctal'), ('project:client-x'), ('personal:1'),
@@ -44,6 +48,7 @@ UNION ALL SELECT scope, '3', 1, 3, 'Send the weekly summary', 'open', NULL, '1' 
 
 const char* const dropAll = R"sql(
 DROP TABLE IF EXISTS accounts; DROP TABLE IF EXISTS account_keys; DROP TABLE IF EXISTS projects;
+DROP TABLE IF EXISTS members;
 DROP TABLE IF EXISTS seats; DROP TABLE IF EXISTS legacy_workspaces; DROP TABLE IF EXISTS todos;
 DROP TABLE IF EXISTS workdays; DROP TABLE IF EXISTS wraps; DROP TABLE IF EXISTS calls; DROP TABLE IF EXISTS devices;
 )sql";
@@ -113,6 +118,18 @@ std::vector<Store::Membership> Store::memberships(std::int64_t account) {
 bool Store::projectExists(const std::string& slug) {
     const std::lock_guard lock(m_mutex);
     return m_db.prepare("SELECT 1 FROM projects WHERE slug = ?").bind(slug).step();
+}
+
+std::optional<Store::Project> Store::project(const std::string& slug) {
+    const std::lock_guard lock(m_mutex);
+    Statement row = m_db.prepare("SELECT slug, name FROM projects WHERE slug = ?");
+    if (!row.bind(slug).step()) return std::nullopt;
+    Project project{row.text(0), row.text(1), {}};
+    Statement members = m_db.prepare("SELECT name FROM members WHERE slug = ? ORDER BY ord");
+    members.bind(slug);
+    while (members.step())
+        project.members.push_back(members.text(0));
+    return project;
 }
 
 std::optional<Store::LegacyWorkspace> Store::legacyWorkspace(const std::string& name) {
@@ -188,12 +205,29 @@ std::int64_t Store::createCall(const std::string& scope, const std::string& fiel
     return m_db.lastInsertId();
 }
 
+namespace {
+constexpr std::string_view callColumns = "number, scope, fields, state, audio_bytes, processing_since";
+
+Store::Call readCall(const Statement& row) {
+    return {row.integer(0), row.text(1), row.text(2), row.text(3), row.integer(4), row.optionalInteger(5)};
+}
+} // namespace
+
 std::optional<Store::Call> Store::call(const std::string& scope, std::int64_t number) {
     const std::lock_guard lock(m_mutex);
     Statement row =
-        m_db.prepare("SELECT number, fields, state, audio_bytes FROM calls WHERE scope = ? AND number = ?");
+        m_db.prepare("SELECT " + std::string(callColumns) + " FROM calls WHERE scope = ? AND number = ?");
     if (!row.bind(scope, number).step()) return std::nullopt;
-    return Call{row.integer(0), row.text(1), row.text(2), row.integer(3)};
+    return readCall(row);
+}
+
+std::vector<Store::Call> Store::calls() {
+    const std::lock_guard lock(m_mutex);
+    Statement rows = m_db.prepare("SELECT " + std::string(callColumns) + " FROM calls ORDER BY number");
+    std::vector<Call> result;
+    while (rows.step())
+        result.push_back(readCall(rows));
+    return result;
 }
 
 void Store::setCallAudio(std::int64_t number, std::int64_t bytes) {
@@ -203,9 +237,34 @@ void Store::setCallAudio(std::int64_t number, std::int64_t bytes) {
         .run();
 }
 
+void Store::startProcessing(std::int64_t number, std::int64_t now) {
+    const std::lock_guard lock(m_mutex);
+    m_db.prepare("UPDATE calls SET state = 'processing', processing_since = ? WHERE number = ?")
+        .bind(now, number)
+        .run();
+}
+
 void Store::setCallState(std::int64_t number, const std::string& state) {
     const std::lock_guard lock(m_mutex);
     m_db.prepare("UPDATE calls SET state = ? WHERE number = ?").bind(state, number).run();
+}
+
+std::int64_t Store::moveCall(std::int64_t number, const std::string& scope) {
+    const std::lock_guard lock(m_mutex);
+    m_db.exec("BEGIN");
+    try {
+        m_db.prepare("INSERT INTO calls (scope, fields, state, audio_bytes, processing_since) "
+                     "SELECT ?, fields, state, audio_bytes, processing_since FROM calls WHERE number = ?")
+            .bind(scope, number)
+            .run();
+        const std::int64_t moved = m_db.lastInsertId();
+        m_db.prepare("DELETE FROM calls WHERE number = ?").bind(number).run();
+        m_db.exec("COMMIT");
+        return moved;
+    } catch (...) {
+        m_db.exec("ROLLBACK");
+        throw;
+    }
 }
 
 Store::DeviceGrant Store::startDevice(const std::string& client, const std::string& name, std::int64_t now,

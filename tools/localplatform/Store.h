@@ -36,11 +36,18 @@ public:
         std::optional<std::string> topic;
         std::optional<std::string> effort;
     };
+    struct Project {
+        std::string slug;
+        std::string name;
+        std::vector<std::string> members; // the people of the team, by first name
+    };
     struct Call {
         std::int64_t number = 0;
+        std::string scope;
         std::string fields; // the JSON object the client created it with
-        std::string state;
+        std::string state;  // created, uploaded, processing, done
         std::int64_t audioBytes = 0;
+        std::optional<std::int64_t> processingSince; // milliseconds since the epoch
     };
     enum class DeviceState { Pending, Approved, Denied };
     struct DeviceGrant {
@@ -63,6 +70,7 @@ public:
     std::optional<Account> account(std::int64_t id);
     std::vector<Membership> memberships(std::int64_t account);
     bool projectExists(const std::string& slug);
+    std::optional<Project> project(const std::string& slug);
     std::optional<LegacyWorkspace> legacyWorkspace(const std::string& name);
 
     std::vector<Todo> todos(const std::string& scope);
@@ -80,8 +88,13 @@ public:
 
     std::int64_t createCall(const std::string& scope, const std::string& fields);
     std::optional<Call> call(const std::string& scope, std::int64_t number);
+    // Every call of every destination, oldest first.
+    std::vector<Call> calls();
     void setCallAudio(std::int64_t number, std::int64_t bytes);
+    void startProcessing(std::int64_t number, std::int64_t now);
     void setCallState(std::int64_t number, const std::string& state);
+    // The call under a new number in another scope; the old number is gone.
+    std::int64_t moveCall(std::int64_t number, const std::string& scope);
 
     DeviceGrant startDevice(const std::string& client, const std::string& name, std::int64_t now,
                             std::int64_t lifetime);

@@ -1,0 +1,31 @@
+#pragma once
+
+#include <atomic>
+#include <chrono>
+#include <cstdint>
+
+// The platform's states that tests set through the control routes. Read by every worker thread.
+class Switches {
+public:
+    // Long enough that a client sees a processed call without its review first, short enough for a live run.
+    static constexpr std::chrono::milliseconds defaultReviewDelay{2000};
+
+    // A closed Personal answers 404 on its calls, as before the account's Personal space opens.
+    bool personalClosed() const { return m_personalClosed; }
+    void setPersonalClosed(bool closed) { m_personalClosed = closed; }
+
+    // How long after the processing starts the review is there.
+    std::chrono::milliseconds reviewDelay() const {
+        return std::chrono::milliseconds(m_reviewDelayMs.load());
+    }
+    void setReviewDelay(std::chrono::milliseconds delay) { m_reviewDelayMs = delay.count(); }
+
+    void reset() {
+        m_personalClosed = false;
+        m_reviewDelayMs = defaultReviewDelay.count();
+    }
+
+private:
+    std::atomic<bool> m_personalClosed = false;
+    std::atomic<std::int64_t> m_reviewDelayMs = defaultReviewDelay.count();
+};
