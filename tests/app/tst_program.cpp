@@ -1,3 +1,9 @@
+#include "core/Keychain.h"
+#include "os/FileSecretStore.h"
+#include "recording/Session.h"
+#include "server/Settings.h"
+#include "support/LocalPlatform.h"
+
 #include <QDir>
 #include <QFile>
 #include <QImage>
@@ -99,6 +105,40 @@ private slots:
     void withoutSessionBusKeysGoToAPrivateFile() {
         secondCopyGivesWay(true);
         QVERIFY2(log().contains(QStringLiteral("no Secret Service on the session bus")), qPrintable(log()));
+    }
+
+    // A recording left on disk reaches the platform with no screen and no tray, and the program keeps running.
+    void retryPendingSendsWhatWasLeft() {
+        LocalPlatform platform;
+        QVERIFY2(platform.isRunning(), qPrintable(platform.error()));
+        {
+            // What an earlier run left: an account on this platform, its key in the private file the program
+            // falls back to without a session bus, and a recording decided for Personal.
+            qputenv("XDG_CONFIG_HOME", m_home->filePath(QStringLiteral("config")).toUtf8());
+            QVERIFY(QDir().mkpath(m_home->filePath(QStringLiteral("support"))));
+            QSettings defaults(Settings::defaultsPath(), QSettings::IniFormat);
+            os::FileSecretStore secrets(m_home->filePath(QStringLiteral("support/secrets.json")));
+            Keychain keychain(secrets, Keychain::defaultService());
+            Settings settings(defaults, keychain);
+            settings.setPlatformBase(platform.base());
+            settings.signIn(QStringLiteral("dev-key"), QStringLiteral("dev@orvane.test"), std::nullopt);
+            auto session = Session::create(QStringLiteral("Left behind"), QStringLiteral("Zoom"), std::nullopt,
+                                           QDateTime::currentDateTimeUtc().addSecs(-120),
+                                           m_home->filePath(QStringLiteral("support/recordings")));
+            session->meta.ended = session->meta.started.addSecs(60);
+            session->meta.routeDone = true;
+            session->meta.personal = true;
+            session->save();
+        }
+        QProcess p;
+        start(p, {QStringLiteral("--retry-pending")}, true);
+        QVERIFY2(waitForLog(QStringLiteral("uploaded Left behind -> ")), qPrintable(log()));
+        QCOMPARE(platform.calls().size(), 1);
+        QVERIFY(!log().contains(QStringLiteral("no system tray")));
+        QCOMPARE(p.state(), QProcess::Running);
+        p.terminate();
+        QVERIFY(p.waitForFinished(10000));
+        QCOMPARE(p.exitCode(), 0);
     }
 };
 
