@@ -75,6 +75,15 @@ private slots:
         QVERIFY(QFileInfo::exists(session->dir));
         QVERIFY(m_platform->requests().isEmpty());
     }
+
+    void aSignInSendsTheRecordingsThatWaited() {
+        Controller c(m_platform->base());
+        c.recorded(QStringLiteral("Waited for the sign-in"));
+        c.settings().signIn(QStringLiteral("dev-key"), QStringLiteral("dev@orvane.test"), std::nullopt);
+        c.app().signedIn();
+        QVERIFY(QTest::qWaitFor([&] { return c.showsNudge(QStringLiteral("Where does this go?")); }, 10000));
+        QVERIFY(c.shownNudge()->message->startsWith(QStringLiteral("\u201cWaited for the sign-in\u201d")));
+    }
 };
 
 QTEST_MAIN(TestAccountFlow)

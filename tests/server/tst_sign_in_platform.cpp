@@ -84,6 +84,42 @@ private slots:
         QVERIFY(!m_settings->signedIn());
     }
 
+    // What a poll answers decides whether the sign-in ends; a failure that isn't an answer is a gap to wait out.
+    void pollAnswers_data() {
+        QTest::addColumn<int>("status");
+        QTest::addColumn<QByteArray>("body");
+        QTest::addColumn<QString>("failure"); // empty: the approval still signs in
+        QTest::newRow("expired") << 200 << QByteArray(R"({"status":"expired"})")
+                                 << "The code expired. Click Sign in to get a new one.";
+        QTest::newRow("a 403 that says Denied") << 403 << QByteArray(R"({"error":"Denied"})")
+                                                << "The sign-in was declined in the browser.";
+        QTest::newRow("another 403 is a gap") << 403 << QByteArray(R"({"error":"forbidden"})") << "";
+        QTest::newRow("a proxy's error page is a gap") << 502 << QByteArray("<html>Bad gateway</html>") << "";
+    }
+    void pollAnswers() {
+        QFETCH(int, status);
+        QFETCH(QByteArray, body);
+        QFETCH(QString, failure);
+        LocalPlatform platform;
+        auto signIn = signInTo(platform);
+        bool signedIn = false;
+        signIn->onSignedIn = [&] { signedIn = true; };
+        QVERIFY(platform.fault({QStringLiteral("/device/poll"), status, body,
+                                body.startsWith('{') ? QByteArray("application/json") : QByteArray("text/html")}));
+        signIn->begin(*m_settings);
+        QVERIFY(waitForPhase(*signIn, waiting));
+        QVERIFY(platform.approve(signIn->code().value()));
+        if (failure.isEmpty()) {
+            QVERIFY(QTest::qWaitFor([&] { return signedIn; }, 15000));
+        } else {
+            QVERIFY(waitForPhase(*signIn, [&](const SignIn::Phase& p) {
+                const auto* failed = std::get_if<SignIn::Failed>(&p);
+                return failed && failed->message == failure;
+            }));
+            QVERIFY(!m_settings->signedIn());
+        }
+    }
+
     void cancelStoresNothing() {
         LocalPlatform platform;
         auto signIn = signInTo(platform);
