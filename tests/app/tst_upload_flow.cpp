@@ -112,6 +112,18 @@ private slots:
         QCOMPARE(c().opened->opened.size(), 1);
     }
 
+    void aClearTeamCallIsFiledWhenTheUserOptedIn() {
+        c().settings().setAutoFileTeamCalls(true);
+        const auto session = teamCall(QStringLiteral("Brevik planning"));
+        c().app().finish(session);
+        QVERIFY(nudgeSays(QStringLiteral("Filed in Brevik")));
+        QCOMPARE(c().shownNudge()->message.value_or(QString()),
+                 QStringLiteral("\u201cBrevik planning\u201d \u00b7 with Ivo, Tess. Move it from the menu if that\u2019s "
+                                "wrong."));
+        QVERIFY(uploaded(*session));
+        QCOMPARE(callScopes(), QStringList{QStringLiteral("project:brevik")});
+    }
+
     void withoutAnAnswerItGoesToPersonal() {
         qputenv("ORVANE_ASK_SECONDS", "1");
         const auto session = c().recorded(QStringLiteral("Reading the budget"));
