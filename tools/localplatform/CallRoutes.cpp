@@ -9,6 +9,7 @@
 #include "Switches.h"
 
 #include <QJsonDocument>
+#include <algorithm>
 #include <charconv>
 #include <chrono>
 #include <fstream>
