@@ -1,7 +1,10 @@
 #include "core/Keychain.h"
 #include "os/FileSecretStore.h"
 #include "recording/Session.h"
+#include "recording/Uploader.h"
+#include "server/Platform.h"
 #include "server/Settings.h"
+#include "support/Await.h"
 #include "support/LocalPlatform.h"
 
 #include <QDir>
@@ -107,13 +110,15 @@ private slots:
         QVERIFY2(log().contains(QStringLiteral("no Secret Service on the session bus")), qPrintable(log()));
     }
 
-    // A recording left on disk reaches the platform with no screen and no tray, and the program keeps running.
+    // Recordings left on disk reach the platform, each exactly once, with no screen and no tray; the program
+    // keeps running.
     void retryPendingSendsWhatWasLeft() {
         LocalPlatform platform;
         QVERIFY2(platform.isRunning(), qPrintable(platform.error()));
         {
             // What an earlier run left: an account on this platform, its key in the private file the program
-            // falls back to without a session bus, and a recording decided for Personal.
+            // falls back to without a session bus, and three decided recordings: one for a project, one for
+            // Personal, and one whose call was created before the audio failed.
             qputenv("XDG_CONFIG_HOME", m_home->filePath(QStringLiteral("config")).toUtf8());
             QVERIFY(QDir().mkpath(m_home->filePath(QStringLiteral("support"))));
             QSettings defaults(Settings::defaultsPath(), QSettings::IniFormat);
@@ -122,18 +127,47 @@ private slots:
             Settings settings(defaults, keychain);
             settings.setPlatformBase(platform.base());
             settings.signIn(QStringLiteral("dev-key"), QStringLiteral("dev@orvane.test"), std::nullopt);
-            auto session = Session::create(QStringLiteral("Left behind"), QStringLiteral("Zoom"), std::nullopt,
-                                           QDateTime::currentDateTimeUtc().addSecs(-120),
-                                           m_home->filePath(QStringLiteral("support/recordings")));
-            session->meta.ended = session->meta.started.addSecs(60);
-            session->meta.routeDone = true;
-            session->meta.personal = true;
-            session->save();
+            const auto [account, projects] = testsupport::await(Platform::me(platform.base(), settings.accountKey()));
+            settings.apply(account, projects);
+            const QString recordings = m_home->filePath(QStringLiteral("support/recordings"));
+            const auto decided = [&](const QString& title, int minutesAgo, std::optional<QUuid> project) {
+                auto session = Session::create(title, QStringLiteral("Zoom"), project,
+                                               QDateTime::currentDateTimeUtc().addSecs(-60 * minutesAgo), recordings);
+                session->meta.ended = session->meta.started.addSecs(30);
+                session->meta.routeDone = true;
+                session->meta.personal = project ? std::nullopt : std::optional<bool>(true);
+                session->save();
+                return session;
+            };
+            decided(QStringLiteral("For Brevik"), 30, projects.first().id);
+            decided(QStringLiteral("For Personal"), 20, std::nullopt);
+            auto half = decided(QStringLiteral("Half sent"), 10, projects.first().id);
+            QFile audio(half->url(QStringLiteral("mixed.m4a")));
+            QVERIFY(audio.open(QIODevice::WriteOnly));
+            audio.write(QByteArray(4096, 'a'));
+            audio.close();
+            half->meta.audioFile = QStringLiteral("mixed.m4a");
+            half->save();
+            QVERIFY(platform.fault({QStringLiteral("/api/v1/p/brevik/calls/*"), 503, R"({"error":"busy"})"}));
+            bool failed = false;
+            try {
+                testsupport::await(Uploader::upload(half, *settings.api(projects.first()), std::nullopt));
+            } catch (const APIError&) {
+                failed = true;
+            }
+            QVERIFY(failed);
+            QVERIFY(Session::load(half->dir)->meta.callId);
         }
         QProcess p;
         start(p, {QStringLiteral("--retry-pending")}, true);
-        QVERIFY2(waitForLog(QStringLiteral("uploaded Left behind -> ")), qPrintable(log()));
-        QCOMPARE(platform.calls().size(), 1);
+        for (const QString& title : {QStringLiteral("For Brevik"), QStringLiteral("For Personal"), QStringLiteral("Half sent")})
+            QVERIFY2(waitForLog(QStringLiteral("uploaded %1 -> ").arg(title)), qPrintable(log()));
+        QVERIFY(QDir(m_home->filePath(QStringLiteral("support/recordings"))).isEmpty(QDir::Dirs | QDir::NoDotAndDotDot));
+        QStringList scopes;
+        for (const QJsonValue call : platform.calls())
+            scopes << call[QStringLiteral("scope")].toString();
+        QCOMPARE(scopes, QStringList({QStringLiteral("project:brevik"), QStringLiteral("project:brevik"),
+                                      QStringLiteral("personal:1")}));
         QVERIFY(!log().contains(QStringLiteral("no system tray")));
         QCOMPARE(p.state(), QProcess::Running);
         p.terminate();

@@ -215,6 +215,21 @@ private slots:
         QCOMPARE(callScopes().size(), 3);
     }
 
+    void aCallThatIsGoneEndsItsWatch() {
+        const auto session = decided(QStringLiteral("Short one"), QStringLiteral("brevik"));
+        QVERIFY(m_platform->reviewDelay(std::chrono::hours(1)));
+        c().app().finish(session);
+        QVERIFY(uploaded(*session));
+        QCOMPARE(c().app().reviews().size(), 1);
+        c().app().pollReviews(); // not ready yet: the watch stays
+        QTest::qWait(300);
+        QCOMPARE(c().app().reviews().size(), 1);
+        QVERIFY(m_platform->fault({QStringLiteral("/api/v1/p/brevik/calls/*"), 404, R"({"error":"gone"})",
+                                   "application/json", QStringLiteral("GET")}));
+        c().app().pollReviews();
+        QVERIFY(QTest::qWaitFor([&] { return c().app().reviews().isEmpty(); }, 10000));
+    }
+
     void theLastFiledRecordingMoves() {
         const auto session = decided(QStringLiteral("Planning"), QStringLiteral("brevik"));
         c().app().finish(session);
