@@ -11,7 +11,12 @@
 #include "surfaces/ScreenNudgeDisplay.h"
 #include "surfaces/StatusIcon.h"
 #include "surfaces/WindowShortcuts.h"
+#include "core/Paths.h"
+#include "workday/CallDetector.h"
 #include "workday/Coach.h"
+#include "workday/MicUsage.h"
+#include "workday/Windows.h"
+#include "workday/WorkdayTracker.h"
 
 #include <QApplication>
 #include <QPixmap>
@@ -23,7 +28,9 @@ AppDelegate::AppDelegate(Services& services, Arguments args)
     : m_services(services), m_args(std::move(args)), m_modes(LaunchModes::read(m_args)),
       m_signInBrowser(std::make_unique<DesktopBrowser>(QStringLiteral("sign-in: would open "))),
       m_signIn(std::make_unique<SignIn>([browser = m_signInBrowser.get()](const QUrl& url) { browser->open(url); })),
-      m_nudges(std::make_unique<Nudges>(std::make_unique<ScreenNudgeDisplay>())) {}
+      m_nudges(std::make_unique<Nudges>(std::make_unique<ScreenNudgeDisplay>())),
+      m_windows(std::make_unique<Windows>(*services.windows)),
+      m_tracker(std::make_unique<WorkdayTracker>(*m_windows, *services.idle, Paths::workday())) {}
 
 AppDelegate::~AppDelegate() = default;
 
@@ -35,6 +42,7 @@ void AppDelegate::applicationDidFinishLaunching() {
     connect(qApp, &QGuiApplication::commitDataRequest, this, &AppDelegate::onSessionEnding);
     m_services.notify->setup({m_modes.dumpMenu, m_modes.uiCheck, qEnvironmentVariable("ORVANE_DEFAULTS_SUITE")});
     makeStatusItem();
+    startCallDetector();
     makeTimers();
     const QPointer<AppDelegate> self(this);
     connect(m_signIn.get(), &SignIn::phaseChanged, this, &AppDelegate::showSignInPhase);

@@ -3,6 +3,7 @@
 #include <filesystem>
 
 class FaultPlan;
+class Generation;
 class RequestLog;
 class RouteTable;
 class Store;
@@ -11,5 +12,6 @@ class Store;
 void addAccountRoutes(RouteTable& routes, Store& store, bool appPaths);
 void addDeviceRoutes(RouteTable& routes, RouteTable& control, Store& store, bool appPaths);
 // Paths inside a destination ("/my/todos"), served under every root of Destinations.
-void addDestinationRoutes(RouteTable& routes, Store& store, const std::filesystem::path& audioDir);
-void addControlRoutes(RouteTable& control, Store& store, FaultPlan& faults, RequestLog& log);
+void addDestinationRoutes(RouteTable& routes, Store& store, const Generation& generation,
+                          const std::filesystem::path& audioDir);
+void addControlRoutes(RouteTable& control, Store& store, FaultPlan& faults, RequestLog& log, Generation& generation);
