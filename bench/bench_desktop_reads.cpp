@@ -15,6 +15,8 @@
 #include "workday/WorkdayTracker.h"
 
 #include <QCoreApplication>
+#include <QElapsedTimer>
+#include <QThread>
 #include <QFile>
 #include <QJsonDocument>
 #include <QProcess>
@@ -74,7 +76,14 @@ void BM_CallDetectorTick(benchmark::State& state) {
     MicUsage mic(audio, qint32(QCoreApplication::applicationPid()), QStringLiteral("bench"));
     Windows windows(windowSystem);
     CallDetector detector(mic, windows);
-    const std::optional<os::InputState> input = audio.inputState();
+    // The window manager takes a moment to manage 50 new windows.
+    std::optional<os::InputState> input;
+    QElapsedTimer waited;
+    waited.start();
+    do {
+        input = audio.inputState();
+    } while ((!input || input->clients.size() < recorderCount || windows.list().size() < windowCount) &&
+             waited.elapsed() < 20000 && (QThread::msleep(100), true));
     if (!input || input->clients.size() < recorderCount || windows.list().size() < windowCount) {
         state.SkipWithError("the desktop has not come up: run inside scripts/with-test-services");
         return;

@@ -3,6 +3,7 @@
 #include "os/WindowSystem.h"
 
 #include <memory>
+#include <vector>
 
 namespace os {
 
