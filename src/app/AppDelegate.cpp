@@ -3,6 +3,7 @@
 #include "app/Services.h"
 #include "app/SingleCopy.h"
 #include "core/Log.h"
+#include "core/Paths.h"
 #include "recording/Recovery.h"
 #include "server/SignIn.h"
 #include "surfaces/DesktopBrowser.h"
@@ -10,7 +11,11 @@
 #include "surfaces/Nudges.h"
 #include "surfaces/StatusIcon.h"
 #include "surfaces/WindowShortcuts.h"
+#include "workday/CallDetector.h"
 #include "workday/Coach.h"
+#include "workday/MicUsage.h"
+#include "workday/Windows.h"
+#include "workday/WorkdayTracker.h"
 
 #include <QApplication>
 #include <QPixmap>
@@ -21,7 +26,9 @@
 AppDelegate::AppDelegate(Services& services, Arguments args)
     : m_services(services), m_args(std::move(args)), m_modes(LaunchModes::read(m_args)),
       m_signInBrowser(std::make_unique<DesktopBrowser>(QStringLiteral("sign-in: would open "))),
-      m_signIn(std::make_unique<SignIn>([browser = m_signInBrowser.get()](const QUrl& url) { browser->open(url); })) {}
+      m_signIn(std::make_unique<SignIn>([browser = m_signInBrowser.get()](const QUrl& url) { browser->open(url); })),
+      m_windows(std::make_unique<Windows>(*services.windows)),
+      m_tracker(std::make_unique<WorkdayTracker>(*m_windows, *services.idle, Paths::workday())) {}
 
 AppDelegate::~AppDelegate() = default;
 
@@ -33,6 +40,7 @@ void AppDelegate::applicationDidFinishLaunching() {
     connect(qApp, &QGuiApplication::commitDataRequest, this, &AppDelegate::onSessionEnding);
     m_services.notify->setup({m_modes.dumpMenu, m_modes.uiCheck, qEnvironmentVariable("ORVANE_DEFAULTS_SUITE")});
     makeStatusItem();
+    startCallDetector();
     makeTimers();
     const QPointer<AppDelegate> self(this);
     connect(m_signIn.get(), &SignIn::phaseChanged, this, &AppDelegate::showSignInPhase);

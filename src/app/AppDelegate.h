@@ -16,14 +16,19 @@
 #include <functional>
 #include <memory>
 
+class CallDetector;
 class Coach;
 class DesktopBrowser;
+class MicUsage;
 class Nudges;
 class SignIn;
 class QSessionManager;
 class Session;
 class QSystemTrayIcon;
 class WindowShortcuts;
+class Windows;
+class WorkdayTracker;
+struct CallHit;
 struct Services;
 
 // The program's one controller: owns the long-lived objects, runs the start sequence and the timers, and gives the
@@ -133,7 +138,11 @@ private:
     QCoro::Task<> refreshLegacyName(Workspace home, API api, std::function<void()> then);
     void makeStatusItem();
     void makeTimers();
+    void startCallDetector();
+    void callDetected(const CallHit& hit);
     void activityTick();
+    void uploadWorkday();
+    QCoro::Task<> uploadWorkday(API home);
     void showBreakNudge();
     void showWorkoutNudge();
     void recoverInterrupted();
@@ -165,6 +174,11 @@ private:
     std::unique_ptr<QSystemTrayIcon> m_statusItem;
     std::unique_ptr<WindowShortcuts> m_shortcuts;
     std::unique_ptr<Coach> m_coach; // made on first use
+    std::unique_ptr<Windows> m_windows;
+    std::unique_ptr<MicUsage> m_mic;
+    std::unique_ptr<CallDetector> m_detector;
+    std::unique_ptr<WorkdayTracker> m_tracker;
+    QDateTime m_lastWorkdayUpload = QDateTime::currentDateTimeUtc();
     QTimer m_activityTimer;
     QTimer m_todoTimer;
     bool m_saving = false;

@@ -11,6 +11,9 @@ std::unique_ptr<Services> Services::build() {
     s->secrets = os::linux_backends::makeSecretStore(Paths::support() + QStringLiteral("/secrets.json"));
     s->screen = os::linux_backends::makeScreenSource();
     s->idle = os::linux_backends::makeIdleSource();
+    s->identities = std::make_unique<os::AppIdentities>();
+    s->audio = os::linux_backends::makeAudioSystem(*s->identities);
+    s->windows = os::linux_backends::makeWindowSystem(*s->identities);
     s->keychain = std::make_unique<Keychain>(*s->secrets, Keychain::defaultService());
     s->defaults = std::make_unique<QSettings>(Settings::defaultsPath(), QSettings::IniFormat);
     s->settings = std::make_unique<Settings>(*s->defaults, *s->keychain);

@@ -1,10 +1,13 @@
 #pragma once
 
 #include "core/Keychain.h"
+#include "os/AudioSystem.h"
 #include "os/IdleSource.h"
 #include "os/Notifications.h"
 #include "os/ScreenSource.h"
 #include "os/SecretStore.h"
+#include "os/WindowSystem.h"
+#include "os/linux/AppIdentities.h"
 #include "server/Settings.h"
 #include "surfaces/Browser.h"
 #include "surfaces/Notify.h"
@@ -18,6 +21,9 @@ struct Services {
     std::unique_ptr<os::SecretStore> secrets;
     std::unique_ptr<os::ScreenSource> screen;
     std::unique_ptr<os::IdleSource> idle;
+    std::unique_ptr<os::AppIdentities> identities;
+    std::unique_ptr<os::AudioSystem> audio;
+    std::unique_ptr<os::WindowSystem> windows;
     std::unique_ptr<Keychain> keychain;
     std::unique_ptr<QSettings> defaults;
     std::unique_ptr<Settings> settings;

@@ -33,10 +33,14 @@ QByteArray encode(const QJsonValue& value) {
 void write(const QJsonValue& value, const QString& path) {
     if (!value.isObject() && !value.isArray())
         throw WriteError("only an object or a list can be written");
+    writeAtomically(encode(value), path);
+}
+
+void writeAtomically(const QByteArray& data, const QString& path) {
     QSaveFile file(path);
     if (!file.open(QIODevice::WriteOnly))
         throw WriteError(file.errorString().toStdString());
-    file.write(encode(value));
+    file.write(data);
     if (!file.commit())
         throw WriteError(file.errorString().toStdString());
     // The rename is only durable once the folder's entry is on disk.

@@ -32,6 +32,8 @@ template <class T> std::optional<T> read(const QString& path) {
 
 QByteArray encode(const QJsonValue& value);
 // Atomic: a temporary file beside the target, then a rename, then the folder synced. Throws WriteError.
+void writeAtomically(const QByteArray& data, const QString& path);
+// Atomically, as writeAtomically. Throws WriteError.
 void write(const QJsonValue& value, const QString& path);
 template <class T>
     requires requires(const T& v) { v.toJson(); }

@@ -96,6 +96,11 @@ bool LocalPlatform::deny(const QString& userCode) {
                .status == 200;
 }
 
+bool LocalPlatform::setGeneration(const QString& generation) {
+    return control("POST", QStringLiteral("/__control/generation"), {{QStringLiteral("generation"), generation}})
+               .status == 200;
+}
+
 bool LocalPlatform::reset() {
     return control("POST", QStringLiteral("/__control/reset")).status == 200;
 }

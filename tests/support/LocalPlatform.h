@@ -42,6 +42,8 @@ public:
     bool fault(const Fault& fault);
     bool approve(const QString& userCode, const QString& email = {});
     bool deny(const QString& userCode);
+    // "old": a release without the work-day routes, which then answer 404; "current": every route.
+    bool setGeneration(const QString& generation);
     bool reset();
     // What arrived so far: method, path, headers, body_size.
     QJsonArray requests();

@@ -1,4 +1,5 @@
 #include "FaultPlan.h"
+#include "Generation.h"
 #include "Json.h"
 #include "RequestLog.h"
 #include "RouteTable.h"
@@ -55,13 +56,21 @@ bool requiredBool(const QJsonObject& body, const char* key) {
 
 } // namespace
 
-void addControlRoutes(RouteTable& control, Store& store, FaultPlan& faults, RequestLog& log,
-                      Switches& switches) {
+void addControlRoutes(RouteTable& control, Store& store, FaultPlan& faults, RequestLog& log, Switches& switches,
+                      Generation& generation) {
     control.add("POST", "/__control/fault", [&faults](Exchange& exchange) {
         faults.add(faultFrom(exchange.json()));
         return Reply::json(QJsonObject{{"ok", true}});
     });
-    control.add("POST", "/__control/reset", [&store, &faults, &log, &switches](Exchange&) {
+    control.add("POST", "/__control/generation", [&generation](Exchange& exchange) {
+        const std::string name = textOf(exchange.json().value("generation"));
+        const std::optional<Generation::Kind> kind = Generation::parse(name);
+        if (!kind) throw HttpError(400, "generation is \"current\" or \"old\", not \"" + name + "\"");
+        generation.set(*kind);
+        return Reply::json(QJsonObject{{"ok", true}, {"generation", qtext(name)}});
+    });
+    control.add("POST", "/__control/reset", [&store, &faults, &log, &switches, &generation](Exchange&) {
+        generation.set(Generation::Kind::Current);
         faults.clear();
         log.clear();
         switches.reset();

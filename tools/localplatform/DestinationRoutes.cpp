@@ -1,3 +1,4 @@
+#include "Generation.h"
 #include "Json.h"
 #include "RouteTable.h"
 #include "Routes.h"
@@ -41,7 +42,7 @@ Reply setTodoStatus(Store& store, const Exchange& exchange, const char* status) 
 
 } // namespace
 
-void addDestinationRoutes(RouteTable& routes, Store& store) {
+void addDestinationRoutes(RouteTable& routes, Store& store, const Generation& generation) {
     routes.add("GET", "/me", [](Exchange& exchange) {
         return Reply::json(QJsonObject{{"ego", QJsonObject{{"name", qtext(exchange.destination().ego)}}}});
     });
@@ -63,7 +64,8 @@ void addDestinationRoutes(RouteTable& routes, Store& store) {
                           notes.isString() ? std::optional(notes.toString().toStdString()) : std::nullopt);
         return Reply::json(QJsonObject{{"id", qint64(id)}});
     });
-    routes.add("POST", "/workday", [&store](Exchange& exchange) {
+    routes.add("POST", "/workday", [&store, &generation](Exchange& exchange) {
+        generation.requireWorkday();
         const QJsonObject body = exchange.json();
         const QJsonValue spans = body.value("spans");
         if (!spans.isArray()) return Reply::error(400, "spans is missing");
@@ -72,11 +74,13 @@ void addDestinationRoutes(RouteTable& routes, Store& store) {
                           int(spans.toArray().size()));
         return Reply::json(QJsonObject{{"ok", true}, {"spans", spans.toArray().size()}});
     });
-    routes.add("POST", "/workday/wrap", [&store](Exchange& exchange) {
+    routes.add("POST", "/workday/wrap", [&store, &generation](Exchange& exchange) {
+        generation.requireWorkday();
         store.startWrap(exchange.destination().scope, requiredText(exchange.json(), "day"));
         return Reply::json(QJsonObject{{"status", "running"}});
     });
-    routes.add("GET", "/workday/wrap", [&store](Exchange& exchange) {
+    routes.add("GET", "/workday/wrap", [&store, &generation](Exchange& exchange) {
+        generation.requireWorkday();
         const std::string day = exchange.query("day");
         const std::optional<std::int64_t> polls = store.pollWrap(exchange.destination().scope, day);
         if (!polls) return Reply::json(QJsonObject{{"status", "none"}});

@@ -3,6 +3,7 @@
 #include <filesystem>
 
 class FaultPlan;
+class Generation;
 class RequestLog;
 class RouteTable;
 class Store;
@@ -12,10 +13,10 @@ class Switches;
 void addAccountRoutes(RouteTable& routes, Store& store, bool appPaths);
 void addDeviceRoutes(RouteTable& routes, RouteTable& control, Store& store, bool appPaths);
 // Paths inside a destination ("/my/todos"), served under every root of Destinations.
-void addDestinationRoutes(RouteTable& routes, Store& store);
+void addDestinationRoutes(RouteTable& routes, Store& store, const Generation& generation);
 // The calls, stored with their audio under audioDir, their moves and the route scores; inside a destination
 // too.
 void addCallRoutes(RouteTable& routes, Store& store, const Switches& switches,
                    const std::filesystem::path& audioDir);
-void addControlRoutes(RouteTable& control, Store& store, FaultPlan& faults, RequestLog& log,
-                      Switches& switches);
+void addControlRoutes(RouteTable& control, Store& store, FaultPlan& faults, RequestLog& log, Switches& switches,
+                      Generation& generation);

@@ -18,10 +18,10 @@ Reply faultReply(const Fault& fault) {
 Server::Server(const Options& options)
     : m_options(options), m_store((options.dataDir / "platform.sqlite").string()),
       m_destinations(m_store, options.appPaths), m_http(std::make_unique<httplib::Server>()) {
-    addControlRoutes(m_control, m_store, m_faults, m_log, m_switches);
+    addControlRoutes(m_control, m_store, m_faults, m_log, m_switches, m_generation);
     addAccountRoutes(m_platform, m_store, options.appPaths);
     addDeviceRoutes(m_platform, m_control, m_store, options.appPaths);
-    addDestinationRoutes(m_inDestination, m_store);
+    addDestinationRoutes(m_inDestination, m_store, m_generation);
     addCallRoutes(m_inDestination, m_store, m_switches, options.dataDir / "audio");
 
     // Every method goes to the one dispatcher; methods that carry a body get its reader, so uploads stream.

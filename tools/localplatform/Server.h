@@ -2,6 +2,7 @@
 
 #include "Destinations.h"
 #include "FaultPlan.h"
+#include "Generation.h"
 #include "RequestLog.h"
 #include "RouteTable.h"
 #include "Store.h"
@@ -46,6 +47,7 @@ private:
     Options m_options;
     Store m_store;
     FaultPlan m_faults;
+    Generation m_generation;
     RequestLog m_log;
     Switches m_switches;
     Destinations m_destinations;

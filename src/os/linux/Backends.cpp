@@ -3,8 +3,10 @@
 #include "os/FileSecretStore.h"
 #include "os/linux/FreedesktopNotifications.h"
 #include "os/linux/LibsecretStore.h"
+#include "os/linux/PulseAudioSystem.h"
 #include "os/linux/X11IdleSource.h"
 #include "os/linux/X11ScreenSource.h"
+#include "os/linux/X11WindowSystem.h"
 
 #include <QLoggingCategory>
 
@@ -26,6 +28,16 @@ std::unique_ptr<ScreenSource> makeScreenSource() {
 }
 
 std::unique_ptr<IdleSource> makeIdleSource() { return std::make_unique<X11IdleSource>(); }
+
+std::unique_ptr<AudioSystem> makeAudioSystem(AppIdentities& identities) {
+    // PipeWire desktops serve the same protocol through pipewire-pulse.
+    return std::make_unique<PulseAudioSystem>(identities);
+}
+
+std::unique_ptr<WindowSystem> makeWindowSystem(AppIdentities& identities) {
+    // X11 only so far; under Wayland no client may list other programs' windows.
+    return std::make_unique<X11WindowSystem>(identities);
+}
 
 std::unique_ptr<Notifications> makeNotifications() {
     // Every Linux desktop (GNOME, Plasma, XFCE, dunst, mako) speaks the freedesktop protocol, Wayland or not.

@@ -1,9 +1,12 @@
 #pragma once
 
+#include "os/AudioSystem.h"
 #include "os/IdleSource.h"
 #include "os/Notifications.h"
 #include "os/ScreenSource.h"
 #include "os/SecretStore.h"
+#include "os/WindowSystem.h"
+#include "os/linux/AppIdentities.h"
 
 #include <memory>
 
@@ -14,6 +17,10 @@ namespace os::linux_backends {
 std::unique_ptr<SecretStore> makeSecretStore(const QString& fallbackPath);
 std::unique_ptr<ScreenSource> makeScreenSource();
 std::unique_ptr<IdleSource> makeIdleSource();
+// Who records from the microphone, from the sound server; the windows, from the window manager. Both name
+// programs through `identities`, which must outlive them.
+std::unique_ptr<AudioSystem> makeAudioSystem(AppIdentities& identities);
+std::unique_ptr<WindowSystem> makeWindowSystem(AppIdentities& identities);
 // The desktop's notification centre on the session bus; without one, posts are logged and dropped.
 std::unique_ptr<Notifications> makeNotifications();
 

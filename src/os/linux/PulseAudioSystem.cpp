@@ -1,0 +1,163 @@
+#include "os/linux/PulseAudioSystem.h"
+
+#include "os/linux/AppIdentities.h"
+
+#include <QHash>
+#include <QLoggingCategory>
+#include <memory>
+#include <pulse/context.h>
+#include <pulse/error.h>
+#include <pulse/introspect.h>
+#include <pulse/mainloop.h>
+#include <pulse/proplist.h>
+
+Q_LOGGING_CATEGORY(lcPulse, "pulse")
+
+namespace os {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+struct Recorder {
+    quint32 source = 0;
+    qint32 pid = 0;
+    QString binary;
+};
+
+// What the three introspection calls bring back.
+struct Reading {
+    std::optional<QString> defaultSource;
+    QHash<quint32, bool> sourceIsMonitor;
+    QList<Recorder> recorders;
+    int pending = 0;
+    bool failed = false;
+};
+
+QString property(const pa_proplist* list, const char* key) {
+    const char* value = list ? pa_proplist_gets(list, key) : nullptr;
+    return value ? QString::fromUtf8(value) : QString();
+}
+
+void onServerInfo(pa_context*, const pa_server_info* info, void* data) {
+    auto* reading = static_cast<Reading*>(data);
+    if (info && info->default_source_name)
+        reading->defaultSource = QString::fromUtf8(info->default_source_name);
+    --reading->pending;
+}
+
+void onSource(pa_context*, const pa_source_info* info, int eol, void* data) {
+    auto* reading = static_cast<Reading*>(data);
+    if (eol) {
+        reading->failed |= eol < 0;
+        --reading->pending;
+        return;
+    }
+    reading->sourceIsMonitor.insert(info->index, info->monitor_of_sink != PA_INVALID_INDEX);
+}
+
+void onSourceOutput(pa_context*, const pa_source_output_info* info, int eol, void* data) {
+    auto* reading = static_cast<Reading*>(data);
+    if (eol) {
+        reading->failed |= eol < 0;
+        --reading->pending;
+        return;
+    }
+    // A corked stream records nothing; a peak-detecting one is a level meter (pavucontrol and the like).
+    if (info->corked || (info->resample_method && qstrcmp(info->resample_method, "peaks") == 0))
+        return;
+    reading->recorders.append({info->source, property(info->proplist, PA_PROP_APPLICATION_PROCESS_ID).toInt(),
+                               property(info->proplist, PA_PROP_APPLICATION_PROCESS_BINARY)});
+}
+
+// One short-lived connection on a private main loop, driven by hand with a deadline.
+class Connection {
+public:
+    Connection() : m_loop(pa_mainloop_new(), &pa_mainloop_free) {
+        pa_proplist* props = pa_proplist_new();
+        pa_proplist_sets(props, PA_PROP_APPLICATION_NAME, "Orvane");
+        pa_proplist_sets(props, PA_PROP_APPLICATION_ID, "app.orvane.Orvane");
+        m_context = pa_context_new_with_proplist(pa_mainloop_get_api(m_loop.get()), "Orvane", props);
+        pa_proplist_free(props);
+    }
+    ~Connection() {
+        if (m_context) {
+            pa_context_disconnect(m_context);
+            pa_context_unref(m_context);
+        }
+    }
+    Connection(const Connection&) = delete;
+    Connection& operator=(const Connection&) = delete;
+
+    pa_context* context() const { return m_context; }
+
+    // Runs the loop until `done` or the deadline; false on the deadline or a broken loop.
+    template <class Done> bool runUntil(Done done, Clock::time_point deadline) {
+        while (!done()) {
+            const auto left = std::chrono::duration_cast<std::chrono::microseconds>(deadline - Clock::now());
+            if (left.count() <= 0)
+                return false;
+            if (pa_mainloop_prepare(m_loop.get(), int(left.count())) < 0 || pa_mainloop_poll(m_loop.get()) < 0 ||
+                pa_mainloop_dispatch(m_loop.get()) < 0)
+                return false;
+        }
+        return true;
+    }
+
+    bool connect(Clock::time_point deadline) {
+        // Never start a daemon: no daemon means nobody is recording.
+        if (!m_context || pa_context_connect(m_context, nullptr, PA_CONTEXT_NOAUTOSPAWN, nullptr) < 0)
+            return false;
+        const auto settled = [this] {
+            const pa_context_state_t state = pa_context_get_state(m_context);
+            return state == PA_CONTEXT_READY || !PA_CONTEXT_IS_GOOD(state);
+        };
+        return runUntil(settled, deadline) && pa_context_get_state(m_context) == PA_CONTEXT_READY;
+    }
+
+private:
+    std::unique_ptr<pa_mainloop, decltype(&pa_mainloop_free)> m_loop;
+    pa_context* m_context = nullptr;
+};
+
+bool started(pa_operation* operation) {
+    if (!operation)
+        return false;
+    pa_operation_unref(operation);
+    return true;
+}
+
+} // namespace
+
+PulseAudioSystem::PulseAudioSystem(AppIdentities& identities, std::chrono::milliseconds deadline)
+    : m_identities(identities), m_deadline(deadline) {}
+
+std::optional<InputState> PulseAudioSystem::inputState() {
+    const Clock::time_point deadline = Clock::now() + m_deadline;
+    // Declared first, so that it outlives the connection and any callback that the disconnect may still run.
+    Reading reading;
+    Connection connection;
+    if (!connection.connect(deadline))
+        return std::nullopt;
+    pa_context* c = connection.context();
+    reading.pending = 3;
+    if (!started(pa_context_get_server_info(c, onServerInfo, &reading)) ||
+        !started(pa_context_get_source_info_list(c, onSource, &reading)) ||
+        !started(pa_context_get_source_output_info_list(c, onSourceOutput, &reading))) {
+        qCWarning(lcPulse) << "the sound server refused a question:" << pa_strerror(pa_context_errno(c));
+        return std::nullopt;
+    }
+    if (!connection.runUntil([&reading] { return reading.pending == 0; }, deadline) || reading.failed) {
+        qCWarning(lcPulse) << "the sound server did not answer in" << m_deadline.count() << "ms";
+        return std::nullopt;
+    }
+    InputState state{reading.defaultSource, {}};
+    for (const Recorder& r : std::as_const(reading.recorders)) {
+        // A source that has gone between the two lists counts as a monitor: nothing is known of it.
+        if (reading.sourceIsMonitor.value(r.source, true))
+            continue;
+        state.clients.append({r.pid, m_identities.identify(r.pid, {}, r.binary).id});
+    }
+    return state;
+}
+
+} // namespace os

@@ -1,0 +1,208 @@
+#include "fakes/FakeDesktop.h"
+#include "support/Await.h"
+#include "support/LocalPlatform.h"
+#include "workday/Privacy.h"
+#include "workday/Windows.h"
+#include "workday/WorkdayTracker.h"
+
+#include <QFile>
+#include <QJsonDocument>
+#include <QTemporaryDir>
+#include <QTest>
+
+namespace {
+
+using Title = std::optional<QString>;
+
+QDateTime at(int hour, int minute, int second = 0, int day = 4) {
+    return QDateTime(QDate(2026, 3, day), QTime(hour, minute, second)); // local time, as days are
+}
+
+} // namespace
+
+// Work-day spans: privacy, merging, the day file, sampling and the upload to the local platform.
+class TestWorkdayTracker : public QObject {
+    Q_OBJECT
+
+    QTemporaryDir m_dir;
+    FakeWindowSystem m_windowSystem;
+    FakeIdleSource m_idle;
+    Windows m_windows{m_windowSystem};
+
+    void front(const QString& appId, const QString& owner, const QString& title) {
+        m_windowSystem.active = os::Window{7, owner, title, appId};
+        m_windowSystem.list = {*m_windowSystem.active};
+    }
+    std::unique_ptr<WorkdayTracker> tracker(const QDateTime& now) {
+        return std::make_unique<WorkdayTracker>(m_windows, m_idle, m_dir.path(), [now] { return now; });
+    }
+
+private slots:
+    void init() {
+        QVERIFY(m_dir.isValid());
+        QDir(m_dir.path()).removeRecursively();
+        QDir().mkpath(m_dir.path());
+        m_idle.seconds = 0;
+        front(QStringLiteral("org.gnome.TextEditor"), QStringLiteral("Text Editor"), QStringLiteral("notes.txt"));
+    }
+
+    void classify_data() {
+        QTest::addColumn<QString>("app");
+        QTest::addColumn<QString>("appId");
+        QTest::addColumn<Title>("title");
+        QTest::addColumn<bool>("includeTitles");
+        QTest::addColumn<QString>("storedApp");
+        QTest::addColumn<Title>("storedTitle");
+        const QString hidden = Privacy::privateApp;
+        QTest::newRow("1Password by name") << "1Password" << "x" << Title("Vault") << true << hidden << Title();
+        QTest::newRow("a 1Password bundle named Vault") << "Vault" << "com.1password.1password" << Title() << true << hidden << Title();
+        QTest::newRow("Keychain Access by bundle") << "Keys" << "com.apple.keychainaccess" << Title() << true << hidden << Title();
+        QTest::newRow("KeePassXC's Flatpak") << "KeePassXC" << "org.keepassxc.KeePassXC" << Title("db") << true << hidden << Title();
+        QTest::newRow("Bitwarden's desktop file") << "Vaultish" << "bitwarden" << Title() << true << hidden << Title();
+        QTest::newRow("Proton Pass's Flatpak") << "PP" << "me.proton.Pass" << Title() << true << hidden << Title();
+        QTest::newRow("Seahorse, the keyring manager") << "Passwords and Keys" << "org.gnome.seahorse.Application" << Title() << true << hidden << Title();
+        QTest::newRow("KWalletManager") << "Wallet" << "org.kde.kwalletmanager5" << Title() << true << hidden << Title();
+        QTest::newRow("a private browsing window hides the app too")
+            << "Safari" << "com.apple.Safari" << Title("Bank \u2014 Private Browsing") << true << hidden << Title();
+        QTest::newRow("a Chrome incognito window")
+            << "Google Chrome" << "google-chrome" << Title("Bank - Google Chrome (Incognito)") << true << hidden << Title();
+        QTest::newRow("titles off keep the app") << "Text Editor" << "org.gnome.TextEditor" << Title("notes") << false << "Text Editor" << Title();
+        QTest::newRow("a title is trimmed") << "Text Editor" << "x" << Title("  notes \n") << true << "Text Editor" << Title("notes");
+        QTest::newRow("a blank title is none") << "Text Editor" << "x" << Title("   ") << true << "Text Editor" << Title();
+        QTest::newRow("301 characters keep 300")
+            << "Text Editor" << "x" << Title(QString(301, QLatin1Char('t'))) << true << "Text Editor" << Title(QString(300, QLatin1Char('t')));
+    }
+    void classify() {
+        QFETCH(QString, app);
+        QFETCH(QString, appId);
+        QFETCH(Title, title);
+        QFETCH(bool, includeTitles);
+        QFETCH(QString, storedApp);
+        QFETCH(Title, storedTitle);
+        const auto [kept, keptTitle] = Privacy::classify(app, appId, title, includeTitles);
+        QCOMPARE(kept, storedApp);
+        QCOMPARE(keptTitle, storedTitle);
+    }
+
+    void merge_data() {
+        QTest::addColumn<QList<int>>("seconds");   // sample times after 10:00
+        QTest::addColumn<QStringList>("titles");   // one per sample
+        QTest::addColumn<QList<int>>("expected");  // start and end of each span, after 10:00
+        QTest::newRow("same title at 15 s steps is one span")
+            << QList<int>{0, 15, 30} << QStringList{"a", "a", "a"} << QList<int>{0, 45};
+        QTest::newRow("a title change splits") << QList<int>{0, 15, 30} << QStringList{"a", "a", "b"}
+                                               << QList<int>{0, 30, 30, 45};
+        QTest::newRow("7.5 s late still merges") << QList<int>{0, 22} << QStringList{"a", "a"} << QList<int>{0, 37};
+        QTest::newRow("a gap beyond half the interval splits") << QList<int>{0, 23} << QStringList{"a", "a"}
+                                                                << QList<int>{0, 15, 23, 38};
+        QTest::newRow("an early sample with a new title cuts back") << QList<int>{0, 10} << QStringList{"a", "b"}
+                                                                     << QList<int>{0, 10, 10, 25};
+        QTest::newRow("a clock set back before the last span drops it")
+            << QList<int>{100, 50} << QStringList{"a", "b"} << QList<int>{50, 65};
+    }
+    void merge() {
+        QFETCH(QList<int>, seconds);
+        QFETCH(QStringList, titles);
+        QFETCH(QList<int>, expected);
+        const QDateTime base = at(10, 0);
+        QList<WorkSpan> spans;
+        for (int i = 0; i < seconds.size(); ++i)
+            WorkdayTracker::merge(spans, base.addSecs(seconds[i]), QStringLiteral("App"), titles[i]);
+        QList<int> got;
+        for (const WorkSpan& s : spans)
+            got << int(base.secsTo(s.start)) << int(base.secsTo(s.end));
+        QCOMPARE(got, expected);
+    }
+
+    void aSpanSurvivesTheDayFile() {
+        auto t = tracker(at(10, 0));
+        t->sample(true, at(10, 0));
+        front(QStringLiteral("bitwarden"), QStringLiteral("Bitwarden"), QStringLiteral("Vault"));
+        t->sample(true, at(10, 0, 15));
+        QFile file(WorkdayTracker::file(QStringLiteral("2026-03-04"), m_dir.path()));
+        QVERIFY(file.open(QIODevice::ReadOnly));
+        const QList<QByteArray> lines = file.readAll().split('\n');
+        QCOMPARE(lines.size(), 3); // two spans and the final line feed
+        QVERIFY(lines[2].isEmpty());
+        const QJsonObject first = QJsonDocument::fromJson(lines[0]).object();
+        QCOMPARE(first.keys(), (QStringList{"app", "end", "start", "title"}));
+        QCOMPARE(first.value("title").toString(), QStringLiteral("notes.txt"));
+        QVERIFY(!QJsonDocument::fromJson(lines[1]).object().contains("title"));
+        QCOMPARE(WorkdayTracker::load(QStringLiteral("2026-03-04"), m_dir.path()), t->spans());
+        QCOMPARE(t->spans().last().app, Privacy::privateApp);
+        const QJsonObject sent = t->spans().last().dict();
+        QVERIFY(sent.value("title").isNull());
+        QVERIFY(sent.value("start").toString().endsWith(QStringLiteral(".000Z")));
+    }
+
+    void aDamagedLineCostsOnlyItself() {
+        QFile file(WorkdayTracker::file(QStringLiteral("2026-03-04"), m_dir.path()));
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.write(R"({"app":"A","end":"2026-03-04T09:00:15Z","start":"2026-03-04T09:00:00Z"})" "\n"
+                   "{\"app\":\"B\",\"end\":\n"
+                   R"({"app":"C","end":"2026-03-04T09:01:15Z","start":"not a date"})" "\n\n"
+                   R"({"app":"D","end":"2026-03-04T09:02:15Z","start":"2026-03-04T09:02:00Z","title":"x"})" "\n");
+        file.close();
+        const QList<WorkSpan> spans = WorkdayTracker::load(QStringLiteral("2026-03-04"), m_dir.path());
+        QCOMPARE(spans.size(), 2);
+        QCOMPARE(spans[0].app, QStringLiteral("A"));
+        QCOMPARE(spans[1].title, Title("x"));
+    }
+
+    void midnightStartsTheNextDaysList() {
+        auto t = tracker(at(23, 59, 50));
+        t->sample(true, at(23, 59, 50));
+        t->sample(true, at(0, 0, 5, 5));
+        QCOMPARE(t->day(), QStringLiteral("2026-03-05"));
+        QCOMPARE(t->spans().size(), 1);
+        QCOMPARE(t->spans().first().start, at(0, 0, 5, 5));
+        QCOMPARE(WorkdayTracker::load(QStringLiteral("2026-03-04"), m_dir.path()).size(), 1);
+    }
+
+    void pausedOrIdleTakesNoSample_data() {
+        QTest::addColumn<bool>("paused");
+        QTest::addColumn<double>("idle");
+        QTest::newRow("paused") << true << 0.0;
+        QTest::newRow("idle for 300 s") << false << 300.0;
+    }
+    void pausedOrIdleTakesNoSample() {
+        QFETCH(bool, paused);
+        QFETCH(double, idle);
+        auto t = tracker(at(10, 0));
+        if (paused)
+            t->setPausedUntil(at(11, 0));
+        m_idle.seconds = idle;
+        t->sample(true, at(10, 0));
+        QVERIFY(t->spans().isEmpty());
+        QVERIFY(!QFile::exists(WorkdayTracker::file(QStringLiteral("2026-03-04"), m_dir.path())));
+    }
+
+    void nothingInFrontTakesNoSample() {
+        m_windowSystem.active.reset();
+        auto t = tracker(at(10, 0));
+        t->sample(true, at(10, 0));
+        QVERIFY(t->spans().isEmpty());
+    }
+
+    void aMissingEndpointNeedsAnUpdateUntilASuccess() {
+        LocalPlatform platform;
+        QVERIFY2(platform.isRunning(), qPrintable(platform.error()));
+        const API home(platform.base() + QStringLiteral("/app/p/brevik"), QStringLiteral("dev-key"),
+                       platform.base() + QStringLiteral("/api/v1/p/brevik"));
+        auto t = tracker(at(10, 0));
+        t->sample(true, at(10, 0));
+        QVERIFY(platform.setGeneration(QStringLiteral("old")));
+        QVERIFY_THROWS_EXCEPTION(APIError, testsupport::await(t->upload(home)));
+        QVERIFY(t->needsUpdate());
+        QVERIFY(t->lastError().has_value());
+        QCOMPARE(t->lastUpload(), std::nullopt);
+        QVERIFY(platform.setGeneration(QStringLiteral("current")));
+        QCOMPARE(testsupport::await(t->upload(home)), 1);
+        QVERIFY(!t->needsUpdate());
+        QCOMPARE(t->lastError(), std::nullopt);
+        QCOMPARE(t->lastUpload(), at(10, 0));
+    }
+};
+
+QTEST_GUILESS_MAIN(TestWorkdayTracker)
+#include "tst_workday_tracker.moc"
