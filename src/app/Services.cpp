@@ -10,6 +10,8 @@ std::unique_ptr<Services> Services::build() {
     s->secrets = os::linux_backends::makeSecretStore(Paths::support() + QStringLiteral("/secrets.json"));
     s->screen = os::linux_backends::makeScreenSource();
     s->idle = os::linux_backends::makeIdleSource();
+    // Nothing connects to the sound server until a source starts.
+    s->audio = os::linux_backends::makeAudioCapture();
     s->keychain = std::make_unique<Keychain>(*s->secrets, Keychain::defaultService());
     s->defaults = std::make_unique<QSettings>(Settings::defaultsPath(), QSettings::IniFormat);
     s->settings = std::make_unique<Settings>(*s->defaults, *s->keychain);

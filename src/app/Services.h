@@ -1,6 +1,7 @@
 #pragma once
 
 #include "core/Keychain.h"
+#include "os/AudioCapture.h"
 #include "os/IdleSource.h"
 #include "os/Notifications.h"
 #include "os/ScreenSource.h"
@@ -17,6 +18,7 @@ struct Services {
     std::unique_ptr<os::SecretStore> secrets;
     std::unique_ptr<os::ScreenSource> screen;
     std::unique_ptr<os::IdleSource> idle;
+    std::unique_ptr<os::AudioCapture> audio;
     std::unique_ptr<Keychain> keychain;
     std::unique_ptr<QSettings> defaults;
     std::unique_ptr<Settings> settings;

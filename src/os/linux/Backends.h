@@ -1,5 +1,6 @@
 #pragma once
 
+#include "os/AudioCapture.h"
 #include "os/IdleSource.h"
 #include "os/Notifications.h"
 #include "os/ScreenSource.h"
@@ -16,5 +17,6 @@ std::unique_ptr<ScreenSource> makeScreenSource();
 std::unique_ptr<IdleSource> makeIdleSource();
 // The desktop's notification centre on the session bus; without one, posts are logged and dropped.
 std::unique_ptr<Notifications> makeNotifications();
+std::unique_ptr<AudioCapture> makeAudioCapture();
 
 } // namespace os::linux_backends
