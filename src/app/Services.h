@@ -1,6 +1,7 @@
 #pragma once
 
 #include "core/Keychain.h"
+#include "os/AudioCapture.h"
 #include "os/AudioSystem.h"
 #include "os/IdleSource.h"
 #include "os/Notifications.h"
@@ -24,6 +25,8 @@ struct Services {
     std::unique_ptr<os::AppIdentities> identities;
     std::unique_ptr<os::AudioSystem> audio;
     std::unique_ptr<os::WindowSystem> windows;
+    // Started by a recording; nothing connects to the sound server before.
+    std::unique_ptr<os::AudioCapture> audioCapture;
     std::unique_ptr<Keychain> keychain;
     std::unique_ptr<QSettings> defaults;
     std::unique_ptr<Settings> settings;

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "recording/AudioBuffer.h"
+#include "os/AudioBuffer.h"
 
 #include <QtGlobal>
 #include <cmath>

@@ -2,6 +2,7 @@
 #include "recording/AudioError.h"
 #include "recording/LevelReader.h"
 #include "recording/MonoWriter.h"
+#include "recording/Speaking.h"
 
 #include <QFile>
 #include <QFileInfo>
@@ -11,6 +12,9 @@
 #include <QtEndian>
 #include <algorithm>
 #include <cmath>
+#include <csignal>
+#include <sys/wait.h>
+#include <unistd.h>
 
 namespace {
 // Loud and quiet stretches with a gap between them, so that levels differ from window to window.
@@ -132,6 +136,38 @@ private slots:
         QVERIFY(read.size() <= m_written.size());
         const QString failed = mismatch(read, m_written);
         QVERIFY2(failed.isEmpty(), qPrintable(failed));
+    }
+
+    // The same track written by a process that is killed before it closes the file.
+    void aWriterKilledBeforeCloseLeavesItsAudio() {
+        const QString killed = path("sigkill.m4a");
+        const pid_t child = fork();
+        QVERIFY(child >= 0);
+        if (child == 0) {
+            MonoWriter writer(killed);
+            writeScript(writer);
+            raise(SIGKILL);
+        }
+        int status = 0;
+        QCOMPARE(waitpid(child, &status, 0), child);
+        QVERIFY(WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL);
+        const QList<float> read = LevelReader::levels(killed);
+        QVERIFY2(read.size() >= m_written.size() - 5, QByteArray::number(read.size()));
+        QVERIFY(read.size() <= m_written.size());
+        const QString failed = mismatch(read, m_written);
+        QVERIFY2(failed.isEmpty(), qPrintable(failed));
+    }
+
+    // Whether the levels decide who spoke: the script's quiet stretches sit just above each threshold.
+    void spansFromTheFileMatchThoseOfTheLiveMeter() {
+        const LevelTrack live{0.5, m_written, 0.25};
+        const LevelTrack read{0.5, LevelReader::levels(m_closed), 0.25};
+        const Speaking::Spans asMic = Speaking::spans(read, std::nullopt);
+        QCOMPARE(asMic.mic, Speaking::spans(live, std::nullopt).mic);
+        QVERIFY(asMic.mic.size() >= 2);
+        const Speaking::Spans asTab = Speaking::spans(std::nullopt, read);
+        QCOMPARE(asTab.tab, Speaking::spans(std::nullopt, live).tab);
+        QVERIFY(asTab.tab.size() >= 2);
     }
 
     // Wherever the file is cut, reading gives what is there or AudioError, and never more than was written.

@@ -4,6 +4,7 @@
 #include "os/linux/FreedesktopNotifications.h"
 #include "os/linux/LibsecretStore.h"
 #include "os/linux/PulseAudioSystem.h"
+#include "os/linux/PulseAudioCapture.h"
 #include "os/linux/X11IdleSource.h"
 #include "os/linux/X11ScreenSource.h"
 #include "os/linux/X11WindowSystem.h"
@@ -42,6 +43,11 @@ std::unique_ptr<WindowSystem> makeWindowSystem(AppIdentities& identities) {
 std::unique_ptr<Notifications> makeNotifications() {
     // Every Linux desktop (GNOME, Plasma, XFCE, dunst, mako) speaks the freedesktop protocol, Wayland or not.
     return std::make_unique<FreedesktopNotifications>();
+}
+
+std::unique_ptr<AudioCapture> makeAudioCapture() {
+    // libpulse speaks to PulseAudio and to PipeWire's pulse server alike, and it can record a sink's monitor.
+    return std::make_unique<PulseAudioCapture>();
 }
 
 } // namespace os::linux_backends

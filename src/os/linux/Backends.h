@@ -1,6 +1,7 @@
 #pragma once
 
 #include "os/AudioSystem.h"
+#include "os/AudioCapture.h"
 #include "os/IdleSource.h"
 #include "os/Notifications.h"
 #include "os/ScreenSource.h"
@@ -23,5 +24,6 @@ std::unique_ptr<AudioSystem> makeAudioSystem(AppIdentities& identities);
 std::unique_ptr<WindowSystem> makeWindowSystem(AppIdentities& identities);
 // The desktop's notification centre on the session bus; without one, posts are logged and dropped.
 std::unique_ptr<Notifications> makeNotifications();
+std::unique_ptr<AudioCapture> makeAudioCapture();
 
 } // namespace os::linux_backends

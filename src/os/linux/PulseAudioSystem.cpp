@@ -11,7 +11,7 @@
 #include <pulse/mainloop.h>
 #include <pulse/proplist.h>
 
-Q_LOGGING_CATEGORY(lcPulse, "pulse")
+Q_LOGGING_CATEGORY(lcPulseUsers, "audio.users")
 
 namespace os {
 namespace {
@@ -143,11 +143,11 @@ std::optional<InputState> PulseAudioSystem::inputState() {
     if (!started(pa_context_get_server_info(c, onServerInfo, &reading)) ||
         !started(pa_context_get_source_info_list(c, onSource, &reading)) ||
         !started(pa_context_get_source_output_info_list(c, onSourceOutput, &reading))) {
-        qCWarning(lcPulse) << "the sound server refused a question:" << pa_strerror(pa_context_errno(c));
+        qCWarning(lcPulseUsers) << "the sound server refused a question:" << pa_strerror(pa_context_errno(c));
         return std::nullopt;
     }
     if (!connection.runUntil([&reading] { return reading.pending == 0; }, deadline) || reading.failed) {
-        qCWarning(lcPulse) << "the sound server did not answer in" << m_deadline.count() << "ms";
+        qCWarning(lcPulseUsers) << "the sound server did not answer in" << m_deadline.count() << "ms";
         return std::nullopt;
     }
     InputState state{reading.defaultSource, {}};

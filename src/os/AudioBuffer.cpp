@@ -1,4 +1,4 @@
-#include "recording/AudioBuffer.h"
+#include "os/AudioBuffer.h"
 
 namespace {
 QString typeName(SampleType type) {

@@ -1,0 +1,206 @@
+#include "RequiredServices.h"
+#include "os/linux/PulseAudioCapture.h"
+#include "recording/MonoDecoder.h"
+#include "recording/MonoWriter.h"
+
+#include <pulse/error.h>
+#include <pulse/simple.h>
+
+#include <QProcess>
+#include <QTemporaryDir>
+#include <QTest>
+#include <atomic>
+#include <cmath>
+#include <numbers>
+
+using os::AudioSource;
+
+Q_DECLARE_METATYPE(os::AudioSource)
+
+namespace {
+constexpr double toneSeconds = 0.5;
+constexpr double toneAmplitude = 0.5;
+
+bool soundServerRuns() {
+    return QProcess::execute(QStringLiteral("pactl"), {QStringLiteral("info")}) == 0;
+}
+
+QString pactl(const QStringList& arguments) {
+    QProcess process;
+    process.start(QStringLiteral("pactl"), arguments);
+    process.waitForFinished();
+    return QString::fromUtf8(process.readAllStandardOutput()).trimmed();
+}
+
+// Plays a lead of silence and then a tone into `sink`; returns the monotonic time at which the tone's first
+// sample is played.
+double playTone(const char* sink) {
+    const pa_sample_spec spec{PA_SAMPLE_FLOAT32NE, 48000, 1};
+    pa_buffer_attr attributes{};
+    attributes.maxlength = uint32_t(-1);
+    attributes.tlength = uint32_t(pa_usec_to_bytes(50'000, &spec));
+    attributes.prebuf = uint32_t(-1);
+    attributes.minreq = uint32_t(-1);
+    int error = 0;
+    pa_simple* player = pa_simple_new(nullptr, "orvane-test", PA_STREAM_PLAYBACK, sink, "tone", &spec,
+                                      nullptr, &attributes, &error);
+    if (!player)
+        qFatal("no playback into %s: %s", sink, pa_strerror(error));
+    std::vector<float> block(480);
+    for (int i = 0; i < 50; ++i)
+        pa_simple_write(player, block.data(), block.size() * sizeof(float), &error);
+    // Everything written so far plays before the next sample: that is when the tone begins.
+    const double startsAt = os::monotonicSeconds() + double(pa_simple_get_latency(player, &error)) / 1e6;
+    for (qint64 frame = 0; frame < qint64(toneSeconds * 48000); frame += qint64(block.size())) {
+        for (size_t i = 0; i < block.size(); ++i)
+            block[i] = float(toneAmplitude *
+                             std::sin(2 * std::numbers::pi * 440 * double(frame + qint64(i)) / 48000));
+        pa_simple_write(player, block.data(), block.size() * sizeof(float), &error);
+    }
+    std::fill(block.begin(), block.end(), 0.0f);
+    for (int i = 0; i < 20; ++i)
+        pa_simple_write(player, block.data(), block.size() * sizeof(float), &error);
+    pa_simple_drain(player, &error);
+    pa_simple_free(player);
+    return startsAt;
+}
+
+// One source recorded into a track, as the recorder does; `at` of the last buffer tells how far it got.
+struct Recording {
+    explicit Recording(const QString& path) : writer(path) {}
+
+    os::AudioReceiver receiver() {
+        return {[this](const AudioBuffer& buffer, double at) {
+                    writer.write(buffer, at);
+                    reached = at + double(buffer.frames) / buffer.format.sampleRate;
+                },
+                [this] { changed = true; }};
+    }
+
+    MonoWriter writer;
+    std::atomic<double> reached = 0;
+    std::atomic<bool> changed = false;
+};
+
+// The timeline time of the first sample louder than half the tone, if any.
+std::optional<double> toneOnset(const MonoWriter& track) {
+    MonoDecoder decoder(track.path(), MonoWriter::sampleRate);
+    std::span<const float> samples;
+    qint64 frame = 0;
+    while (decoder.next(samples)) {
+        for (size_t i = 0; i < samples.size(); ++i)
+            if (std::abs(samples[i]) > toneAmplitude / 2)
+                return *track.offset() + double(frame + qint64(i)) / MonoWriter::sampleRate;
+        frame += qint64(samples.size());
+    }
+    return std::nullopt;
+}
+} // namespace
+
+// Capture from the PulseAudio daemon of the test environment: "orvane_speaker" is the default sink, and
+// "orvane_mic" the default source, which hears what is played into "orvane_mic_in".
+class TestAudioCapture : public QObject {
+    Q_OBJECT
+
+    QTemporaryDir m_dir;
+
+private slots:
+    void initTestCase() { QVERIFY(m_dir.isValid()); }
+
+    void aToneLandsOnItsTrackInTime_data() {
+        QTest::addColumn<QByteArray>("sink");
+        QTest::addColumn<AudioSource>("hears");
+        QTest::newRow("played by the computer") << QByteArray("orvane_speaker") << AudioSource::System;
+        QTest::newRow("spoken into the microphone") << QByteArray("orvane_mic_in") << AudioSource::Mic;
+    }
+    void aToneLandsOnItsTrackInTime() {
+        REQUIRE_SERVICE(soundServerRuns(), "a PulseAudio daemon");
+        QFETCH(QByteArray, sink);
+        QFETCH(AudioSource, hears);
+        Recording system(m_dir.filePath(QStringLiteral("system.m4a")));
+        Recording mic(m_dir.filePath(QStringLiteral("mic.m4a")));
+        os::PulseAudioCapture capture;
+        capture.start(AudioSource::System, system.receiver());
+        capture.start(AudioSource::Mic, mic.receiver());
+
+        const double toneAt = playTone(sink.constData());
+        const double until = toneAt + toneSeconds + 0.2;
+        QTRY_VERIFY_WITH_TIMEOUT(system.reached > until && mic.reached > until, 5000);
+        capture.stop(AudioSource::System);
+        capture.stop(AudioSource::Mic);
+        system.writer.close();
+        mic.writer.close();
+        QVERIFY(!system.changed && !mic.changed);
+
+        Recording& hearing = hears == AudioSource::System ? system : mic;
+        Recording& other = hears == AudioSource::System ? mic : system;
+        const std::optional<double> onset = toneOnset(hearing.writer);
+        QVERIFY2(onset, "the tone is not on its track");
+        QVERIFY2(std::abs(*onset - toneAt) <= 0.05,
+                 qPrintable(QStringLiteral("%1 s late").arg(*onset - toneAt)));
+        QCOMPARE(toneOnset(other.writer), std::nullopt);
+        // A buffer after `stop` would have reached a closed writer.
+        QCOMPARE(system.writer.lastError(), std::nullopt);
+        QCOMPARE(mic.writer.lastError(), std::nullopt);
+    }
+
+    // A microphone that goes away, or another one made the default, ends its capture with a change event.
+    void microphoneChanges_data() {
+        QTest::addColumn<bool>("unplug");
+        QTest::newRow("another default source") << false;
+        QTest::newRow("the microphone's module unloaded") << true;
+    }
+    void microphoneChanges() {
+        REQUIRE_SERVICE(soundServerRuns(), "a PulseAudio daemon");
+        QFETCH(bool, unplug);
+        // A second microphone hearing the same input, so that tests that run meanwhile hear the same.
+        const QString module = pactl({QStringLiteral("load-module"), QStringLiteral("module-remap-source"),
+                                      QStringLiteral("master=orvane_mic_in.monitor"),
+                                      QStringLiteral("source_name=orvane_spare_mic")});
+        QVERIFY(!module.isEmpty());
+        if (unplug)
+            pactl({QStringLiteral("set-default-source"), QStringLiteral("orvane_spare_mic")});
+
+        Recording mic(m_dir.filePath(QStringLiteral("changes.m4a")));
+        os::PulseAudioCapture capture;
+        capture.start(AudioSource::Mic, mic.receiver());
+        QTRY_VERIFY_WITH_TIMEOUT(mic.reached > 0, 5000);
+        if (unplug)
+            pactl({QStringLiteral("unload-module"), module});
+        else
+            pactl({QStringLiteral("set-default-source"), QStringLiteral("orvane_spare_mic")});
+        QTRY_VERIFY_WITH_TIMEOUT(mic.changed, 5000);
+
+        // The recorder restarts the microphone on the event, and gets the default one.
+        pactl({QStringLiteral("set-default-source"), QStringLiteral("orvane_mic")});
+        capture.start(AudioSource::Mic, mic.receiver());
+        const double restarted = mic.reached;
+        QTRY_VERIFY_WITH_TIMEOUT(mic.reached > restarted + 0.1, 5000);
+        capture.stop(AudioSource::Mic);
+        mic.writer.close();
+        QCOMPARE(mic.writer.lastError(), std::nullopt);
+        if (!unplug)
+            pactl({QStringLiteral("unload-module"), module});
+    }
+
+    void noSoundServerIsAnError() {
+        const QByteArray server = qgetenv("PULSE_SERVER");
+        qputenv("PULSE_SERVER",
+                "unix:" + QFile::encodeName(m_dir.filePath(QStringLiteral("no-such-socket"))));
+        os::PulseAudioCapture capture;
+        Recording mic(m_dir.filePath(QStringLiteral("none.m4a")));
+        try {
+            capture.start(AudioSource::Mic, mic.receiver());
+            QFAIL("no error");
+        } catch (const os::AudioCaptureError& error) {
+            QVERIFY2(QByteArray(error.what()).startsWith("no sound server: "), error.what());
+        }
+        if (server.isNull())
+            qunsetenv("PULSE_SERVER");
+        else
+            qputenv("PULSE_SERVER", server);
+    }
+};
+
+QTEST_GUILESS_MAIN(TestAudioCapture)
+#include "tst_audio_capture.moc"

@@ -1,0 +1,158 @@
+#include "Tone.h"
+#include "recording/AudioError.h"
+#include "recording/LevelReader.h"
+#include "recording/Mixer.h"
+#include "recording/MonoWriter.h"
+
+#include <QFile>
+#include <QFileInfo>
+#include <QTemporaryDir>
+#include <QTest>
+
+namespace {
+// A track at `offset`: for each (seconds, amplitude) in `parts`, that much tone or silence, in 10 ms buffers.
+void writeTrack(const QString& path, double offset, const std::vector<std::pair<double, double>>& parts) {
+    MonoWriter writer(path);
+    double at = offset;
+    qint64 frame = 0;
+    for (const auto& [seconds, amplitude] : parts) {
+        for (int i = 0; i < int(std::lround(seconds * 100)); ++i, frame += 480, at += 0.01) {
+            const Tone::Block block = Tone::make(Tone::mono48k(), frame, 480, amplitude);
+            writer.write(block.buffer, at);
+        }
+    }
+    writer.close();
+    QCOMPARE(writer.lastError(), std::nullopt);
+}
+
+float levelAt(const QList<float>& levels, double t) {
+    const auto i = qsizetype(t / 0.25);
+    return i < levels.size() ? levels[i] : 0.0f;
+}
+
+void writeFile(const QString& path, const QByteArray& bytes) {
+    QFile file(path);
+    QVERIFY(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
+    file.write(bytes);
+}
+} // namespace
+
+class TestMixer : public QObject {
+    Q_OBJECT
+
+    QTemporaryDir m_dir;
+    QString m_system;
+    QString m_mic;
+
+    QString path(const char* name) const { return m_dir.filePath(QString::fromLatin1(name)); }
+
+private slots:
+    // The other side at 0.3 s for 6.0 s, speaking for its first 2 s; the user at 1.0 s for 4.0 s, speaking
+    // from 2.5 to 3.5 s on the timeline.
+    void initTestCase() {
+        QVERIFY(m_dir.isValid());
+        m_system = path("system.m4a");
+        m_mic = path("mic.m4a");
+        writeTrack(m_system, 0.3, {{2.0, 0.5}, {4.0, 0}});
+        writeTrack(m_mic, 1.0, {{1.5, 0}, {1.0, 0.5}, {1.5, 0}});
+    }
+
+    void tracksLandAtTheirOffsets() {
+        const QString mixed = path("mixed.m4a");
+        Mixer::mix({{m_system, 0.3}, {m_mic, 1.0}}, mixed);
+        QVERIFY2(std::abs(Mixer::duration(mixed) - 6.3) < 0.025, QByteArray::number(Mixer::duration(mixed)));
+        const QList<float> levels = LevelReader::levels(mixed);
+        QVERIFY2(levelAt(levels, 0.1) < 0.001f, "silence before either track");
+        QVERIFY2(levelAt(levels, 1.0) > 0.3f, "the other side");
+        QVERIFY2(levelAt(levels, 2.75) > 0.3f, "the user");
+        QVERIFY2(levelAt(levels, 4.5) < 0.001f, "both silent");
+    }
+
+    void overlappingTracksAreSummed() {
+        const QString quiet = path("quiet.m4a");
+        writeTrack(quiet, 0, {{2.0, 0.2}});
+        const QString mixed = path("overlap.m4a");
+        Mixer::mix({{quiet, 0.0}, {quiet, 0.0}}, mixed);
+        const QList<float> levels = LevelReader::levels(mixed);
+        QVERIFY2(std::abs(levelAt(levels, 1.0) - 2 * 0.2f / std::sqrt(2.0f)) < 0.01f,
+                 QByteArray::number(levelAt(levels, 1.0)));
+    }
+
+    void aMixReplacesAnOldFile() {
+        const QString mixed = path("replaced.m4a");
+        writeFile(mixed, QByteArray(1'000'000, 'x'));
+        Mixer::mix({{m_mic, 0.0}}, mixed);
+        QVERIFY(std::abs(Mixer::duration(mixed) - 4.0) < 0.03);
+    }
+
+    // Inputs that can't be read drop out; the rest is mixed.
+    void unreadableInputsAreSkipped_data() {
+        QTest::addColumn<QByteArray>("bytes");
+        QTest::newRow("an empty file") << QByteArray();
+        QTest::newRow("text") << QByteArray("not audio\n").repeated(100);
+    }
+    void unreadableInputsAreSkipped() {
+        QFETCH(QByteArray, bytes);
+        const QString bad = path("bad.m4a");
+        writeFile(bad, bytes);
+        const QString mixed = path("skipped.m4a");
+        Mixer::mix({{bad, 0.0}, {path("absent.m4a"), 0.0}, {m_mic, 1.0}}, mixed);
+        QVERIFY(std::abs(Mixer::duration(mixed) - 5.0) < 0.03);
+    }
+
+    // A track cut short by a killed writer is mixed as far as it goes.
+    void aTruncatedTrackIsMixedAsFarAsItGoes() {
+        const QString whole = path("steady.m4a");
+        writeTrack(whole, 0, {{6.0, 0.5}});
+        QFile file(whole);
+        QVERIFY(file.open(QIODevice::ReadOnly));
+        const QString cut = path("cut.m4a");
+        writeFile(cut, file.read(file.size() * 6 / 10));
+        const QString mixed = path("from-cut.m4a");
+        Mixer::mix({{cut, 0.0}}, mixed);
+        const double seconds = Mixer::duration(mixed);
+        QVERIFY2(seconds > 2.0 && seconds < 5.0, QByteArray::number(seconds));
+        QVERIFY(levelAt(LevelReader::levels(mixed), 1.0) > 0.3f);
+    }
+
+    void nothingToMixLeavesNoFile_data() {
+        QTest::addColumn<QStringList>("inputs");
+        QTest::newRow("no inputs") << QStringList();
+        QTest::newRow("only missing inputs") << QStringList{QStringLiteral("absent.m4a")};
+    }
+    void nothingToMixLeavesNoFile() {
+        QFETCH(QStringList, inputs);
+        QList<Mixer::Input> placed;
+        for (const QString& input : inputs)
+            placed.append({m_dir.filePath(input), 0.0});
+        const QString mixed = path("nothing.m4a");
+        try {
+            Mixer::mix(placed, mixed);
+            QFAIL("no error");
+        } catch (const AudioError& error) {
+            QCOMPARE(error.kind(), AudioError::Kind::Export);
+            QCOMPARE(error.text(), QStringLiteral("nothing to mix"));
+        }
+        QVERIFY(!QFileInfo::exists(mixed));
+    }
+
+    void anUnwritableFolderFailsTheExport() {
+        try {
+            Mixer::mix({{m_mic, 0.0}}, path("absent-folder/mixed.m4a"));
+            QFAIL("no error");
+        } catch (const AudioError& error) {
+            QCOMPARE(error.kind(), AudioError::Kind::Export);
+            QVERIFY2(error.text().startsWith(QStringLiteral("export failed: ")), error.what());
+        }
+    }
+
+    void durationOfWhatIsNoMediaIsZero() {
+        QCOMPARE(Mixer::duration(path("absent.m4a")), 0.0);
+        const QString text = path("text.m4a");
+        writeFile(text, QByteArray("not audio\n").repeated(100));
+        QCOMPARE(Mixer::duration(text), 0.0);
+    }
+};
+
+QTEST_GUILESS_MAIN(TestMixer)
+#include "tst_mixer.moc"
