@@ -10,6 +10,7 @@ std::unique_ptr<Services> Services::build() {
     s->secrets = os::linux_backends::makeSecretStore(Paths::support() + QStringLiteral("/secrets.json"));
     s->screen = os::linux_backends::makeScreenSource();
     s->idle = os::linux_backends::makeIdleSource();
+    s->ocr = std::make_unique<OCR>(&os::linux_backends::makeTextRecognizer);
     s->keychain = std::make_unique<Keychain>(*s->secrets, Keychain::defaultService());
     s->defaults = std::make_unique<QSettings>(Settings::defaultsPath(), QSettings::IniFormat);
     s->settings = std::make_unique<Settings>(*s->defaults, *s->keychain);

@@ -5,6 +5,7 @@
 #include "os/Notifications.h"
 #include "os/ScreenSource.h"
 #include "os/SecretStore.h"
+#include "recording/OCR.h"
 #include "server/Settings.h"
 #include "surfaces/Browser.h"
 #include "surfaces/Notify.h"
@@ -17,6 +18,7 @@ struct Services {
     std::unique_ptr<os::SecretStore> secrets;
     std::unique_ptr<os::ScreenSource> screen;
     std::unique_ptr<os::IdleSource> idle;
+    std::unique_ptr<OCR> ocr;
     std::unique_ptr<Keychain> keychain;
     std::unique_ptr<QSettings> defaults;
     std::unique_ptr<Settings> settings;

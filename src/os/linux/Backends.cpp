@@ -3,6 +3,7 @@
 #include "os/FileSecretStore.h"
 #include "os/linux/FreedesktopNotifications.h"
 #include "os/linux/LibsecretStore.h"
+#include "os/linux/TesseractRecognizer.h"
 #include "os/linux/X11IdleSource.h"
 #include "os/linux/X11ScreenSource.h"
 
@@ -26,6 +27,8 @@ std::unique_ptr<ScreenSource> makeScreenSource() {
 }
 
 std::unique_ptr<IdleSource> makeIdleSource() { return std::make_unique<X11IdleSource>(); }
+
+std::unique_ptr<TextRecognizer> makeTextRecognizer() { return std::make_unique<TesseractRecognizer>(); }
 
 std::unique_ptr<Notifications> makeNotifications() {
     // Every Linux desktop (GNOME, Plasma, XFCE, dunst, mako) speaks the freedesktop protocol, Wayland or not.
