@@ -28,9 +28,12 @@ std::vector<Range> ranges(int source, int cells) {
 }
 
 // Rec. 601 luma in integers, the usual device grey.
-inline std::uint32_t grey(QRgb p) { return (77 * qRed(p) + 150 * qGreen(p) + 29 * qBlue(p)) >> 8; }
+inline std::uint32_t grey(QRgb p) {
+    return (77 * ((p >> 16) & 0xFF) + 150 * ((p >> 8) & 0xFF) + 29 * (p & 0xFF)) >> 8;
+}
 
-// The image reduced to width x height grey bytes, each the rounded mean of the source pixels it covers.
+// The image reduced to width x height grey bytes, each the rounded mean of the source pixels it covers. Each band
+// of source rows is first summed per source column, a loop the compiler vectorises, then per output cell.
 std::vector<std::uint8_t> areaAverage(const QImage& image, int width, int height) {
     if (image.isNull() || image.width() <= 0 || image.height() <= 0)
         return {};
@@ -40,22 +43,21 @@ std::vector<std::uint8_t> areaAverage(const QImage& image, int width, int height
     const std::vector<Range> columns = ranges(rgb.width(), width);
     const std::vector<Range> rows = ranges(rgb.height(), height);
     std::vector<std::uint8_t> out(std::size_t(width) * height);
-    std::vector<std::uint32_t> sums(width);
+    std::vector<std::uint32_t> columnSums(std::size_t(rgb.width()));
     for (int y = 0; y < height; ++y) {
-        std::fill(sums.begin(), sums.end(), 0);
+        std::fill(columnSums.begin(), columnSums.end(), 0);
         for (int sy = rows[y].first; sy < rows[y].last; ++sy) {
             const auto* line = reinterpret_cast<const QRgb*>(rgb.constScanLine(sy));
-            for (int x = 0; x < width; ++x) {
-                std::uint32_t sum = 0;
-                for (int sx = columns[x].first; sx < columns[x].last; ++sx)
-                    sum += grey(line[sx]);
-                sums[x] += sum;
-            }
+            for (std::size_t sx = 0; sx < columnSums.size(); ++sx)
+                columnSums[sx] += grey(line[sx]);
         }
-        const int spanRows = rows[y].last - rows[y].first;
+        const std::uint32_t bandRows = std::uint32_t(rows[y].last - rows[y].first);
         for (int x = 0; x < width; ++x) {
-            const std::uint32_t count = std::uint32_t(spanRows) * (columns[x].last - columns[x].first);
-            out[std::size_t(y) * width + x] = std::uint8_t((sums[x] + count / 2) / count);
+            std::uint64_t sum = 0;
+            for (int sx = columns[x].first; sx < columns[x].last; ++sx)
+                sum += columnSums[std::size_t(sx)];
+            const std::uint64_t count = std::uint64_t(bandRows) * std::uint64_t(columns[x].last - columns[x].first);
+            out[std::size_t(y) * width + x] = std::uint8_t((sum + count / 2) / count);
         }
     }
     return out;
