@@ -57,8 +57,6 @@ public:
 
     static RegionPicker* start(Completion completion);
 
-    const QList<QPointer<RegionOverlay>>& overlays() const { return m_overlays; }
-
 private:
     explicit RegionPicker(Completion completion);
     void finish(std::optional<QImage> region);
