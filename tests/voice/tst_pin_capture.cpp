@@ -61,7 +61,7 @@ class TestPinCapture : public QObject {
         });
         QTRY_VERIFY(!shownOverlays().isEmpty());
         QVERIFY(QTest::qWaitForWindowExposed(shownOverlays().first()));
-        QTest::qWait(200); // the keyboard grab follows the first paint
+        QTRY_VERIFY(QWidget::keyboardGrabber()); // taken at the first paint
     }
 
 private slots:
