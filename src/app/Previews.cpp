@@ -16,6 +16,7 @@
 #include "surfaces/design/OVSection.h"
 #include "surfaces/design/Orb.h"
 #include "surfaces/design/Wordmark.h"
+#include "voice/NoteCard.h"
 
 #include <QBoxLayout>
 #include <QPainter>
@@ -283,5 +284,8 @@ void render(const QString& dir) {
             .save(dir + QStringLiteral("/%1.png").arg(QLatin1String(v.name)));
     writeIconSet(dir + QStringLiteral("/iconset"));
     renderDesign(dir);
+    NoteCard::image(QStringLiteral("Their pricing page leads with the annual plan; ask whether the monthly price "
+                                   "is still on offer for teams under ten seats."))
+        .save(dir + QStringLiteral("/note-card.png"));
 }
 } // namespace Previews

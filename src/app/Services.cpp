@@ -16,6 +16,7 @@ std::unique_ptr<Services> Services::build() {
     s->windows = os::linux_backends::makeWindowSystem(*s->identities);
     // Nothing connects to the sound server until a source starts.
     s->audioCapture = os::linux_backends::makeAudioCapture();
+    s->ocr = std::make_unique<OCR>(&os::linux_backends::makeTextRecognizer);
     s->keychain = std::make_unique<Keychain>(*s->secrets, Keychain::defaultService());
     s->defaults = std::make_unique<QSettings>(Settings::defaultsPath(), QSettings::IniFormat);
     s->settings = std::make_unique<Settings>(*s->defaults, *s->keychain);

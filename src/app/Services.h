@@ -9,6 +9,7 @@
 #include "os/SecretStore.h"
 #include "os/WindowSystem.h"
 #include "os/linux/AppIdentities.h"
+#include "recording/OCR.h"
 #include "server/Settings.h"
 #include "surfaces/Browser.h"
 #include "surfaces/Notify.h"
@@ -27,6 +28,7 @@ struct Services {
     std::unique_ptr<os::WindowSystem> windows;
     // Started by a recording; nothing connects to the sound server before.
     std::unique_ptr<os::AudioCapture> audioCapture;
+    std::unique_ptr<OCR> ocr;
     std::unique_ptr<Keychain> keychain;
     std::unique_ptr<QSettings> defaults;
     std::unique_ptr<Settings> settings;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QImage>
 #include <QString>
 #include <stdexcept>
 
@@ -9,12 +10,21 @@ struct ScreenError : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
-// The screen as the capture sees it.
+// One picture of the primary screen, cursor drawn in, 32-bit BGRA (QImage::Format_RGB32).
+// `complete` is false when part of it could not be read: a screen reaching past the X screen, no cursor image.
+struct ScreenFrame {
+    QImage image;
+    bool complete = false;
+};
+
+// The screen as the capture sees it. One instance serves one thread at a time.
 class ScreenSource {
 public:
     virtual ~ScreenSource() = default;
     // How many displays can be read now; throws ScreenError when the screen cannot be read at all.
     virtual int readableDisplays() = 0;
+    // The primary screen now; throws ScreenError when it cannot be read.
+    virtual ScreenFrame grabPrimary() = 0;
 };
 
 } // namespace os

@@ -2,7 +2,16 @@
 #include "core/ScreenAccess.h"
 #include "os/linux/X11ScreenSource.h"
 
+#include <QProcess>
+#include <QStandardPaths>
 #include <QTest>
+
+namespace {
+bool movePointer(int x, int y) {
+    return QProcess::execute(QStringLiteral("xdotool"),
+                             {QStringLiteral("mousemove"), QString::number(x), QString::number(y)}) == 0;
+}
+} // namespace
 
 // The capture probe against the X server of the test environment (Xvfb under ./scripts/test).
 class TestScreenAccess : public QObject {
@@ -15,11 +24,33 @@ private slots:
         QVERIFY(ScreenAccess::works(screen));
     }
 
+    void grabsThePrimaryScreenWithThePointer() {
+        REQUIRE_SERVICE(!qEnvironmentVariableIsEmpty("DISPLAY") &&
+                            !QStandardPaths::findExecutable(QStringLiteral("xdotool")).isEmpty(),
+                        "an X server with xdotool");
+        os::X11ScreenSource screen;
+        QVERIFY(movePointer(400, 300));
+        const os::ScreenFrame here = screen.grabPrimary();
+        QVERIFY(here.complete);
+        QCOMPARE(here.image.format(), QImage::Format_RGB32);
+        QVERIFY(here.image.width() >= 640 && here.image.height() >= 480);
+
+        // The shared segment serves the next grab; only the pointer's square differs.
+        QVERIFY(movePointer(20, 20));
+        const os::ScreenFrame there = screen.grabPrimary();
+        QCOMPARE(there.image.size(), here.image.size());
+        const QRect pointerAt400(398, 298, 24, 32);
+        QVERIFY(here.image.copy(pointerAt400) != there.image.copy(pointerAt400));
+        const QRect farFromBoth(900 % here.image.width(), 700 % here.image.height(), 40, 40);
+        QCOMPARE(here.image.copy(farFromBoth), there.image.copy(farFromBoth));
+    }
+
     void noServerIsNoAccess() {
         const QByteArray display = qgetenv("DISPLAY");
         qputenv("DISPLAY", ":9999");
         os::X11ScreenSource screen;
         const bool works = ScreenAccess::works(screen);
+        QVERIFY_THROWS_EXCEPTION(os::ScreenError, screen.grabPrimary());
         qputenv("DISPLAY", display);
         QVERIFY(!works);
     }

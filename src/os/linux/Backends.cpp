@@ -5,6 +5,7 @@
 #include "os/linux/LibsecretStore.h"
 #include "os/linux/PulseAudioSystem.h"
 #include "os/linux/PulseAudioCapture.h"
+#include "os/linux/TesseractRecognizer.h"
 #include "os/linux/X11IdleSource.h"
 #include "os/linux/X11ScreenSource.h"
 #include "os/linux/X11WindowSystem.h"
@@ -39,6 +40,7 @@ std::unique_ptr<WindowSystem> makeWindowSystem(AppIdentities& identities) {
     // X11 only so far; under Wayland no client may list other programs' windows.
     return std::make_unique<X11WindowSystem>(identities);
 }
+std::unique_ptr<TextRecognizer> makeTextRecognizer() { return std::make_unique<TesseractRecognizer>(); }
 
 std::unique_ptr<Notifications> makeNotifications() {
     // Every Linux desktop (GNOME, Plasma, XFCE, dunst, mako) speaks the freedesktop protocol, Wayland or not.

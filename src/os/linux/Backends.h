@@ -8,6 +8,7 @@
 #include "os/SecretStore.h"
 #include "os/WindowSystem.h"
 #include "os/linux/AppIdentities.h"
+#include "os/TextRecognizer.h"
 
 #include <memory>
 
@@ -22,6 +23,8 @@ std::unique_ptr<IdleSource> makeIdleSource();
 // programs through `identities`, which must outlive them.
 std::unique_ptr<AudioSystem> makeAudioSystem(AppIdentities& identities);
 std::unique_ptr<WindowSystem> makeWindowSystem(AppIdentities& identities);
+// A recogniser for the calling thread; its model loads on its first use.
+std::unique_ptr<TextRecognizer> makeTextRecognizer();
 // The desktop's notification centre on the session bus; without one, posts are logged and dropped.
 std::unique_ptr<Notifications> makeNotifications();
 std::unique_ptr<AudioCapture> makeAudioCapture();

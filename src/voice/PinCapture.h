@@ -1,0 +1,22 @@
+#pragma once
+
+#include <QByteArray>
+#include <QImage>
+#include <QString>
+#include <functional>
+#include <optional>
+
+class QWidget;
+
+// The two steps of a pin made by hand: a region of the screen, then a note for it.
+namespace PinCapture {
+using Completion = std::function<void(std::optional<QByteArray>)>;
+
+constexpr double jpegQuality = 0.7;
+constexpr int jpegMaxWidth = 1800;
+
+// Lets the user drag out a region; the completion gets its JPEG on the main thread, or nothing on cancel.
+void selectRegion(Completion completion);
+// Asks for the note in a modal dialog; the trimmed note (maybe empty) on "Pin", nothing on "Cancel".
+std::optional<QString> askNote(const QImage& image, bool recording, QWidget* parent = nullptr);
+} // namespace PinCapture

@@ -1,0 +1,28 @@
+#pragma once
+
+#include "core/SerialQueue.h"
+#include "os/ScreenSource.h"
+
+#include <QByteArray>
+#include <QObject>
+#include <functional>
+#include <memory>
+#include <optional>
+
+// A picture of the primary screen for the voice command that takes one. Grabs run on a thread of their own,
+// made on the first grab; the answer comes back on the thread of this object (the main thread).
+class ScreenGrab : public QObject {
+    Q_OBJECT
+public:
+    using Completion = std::function<void(std::optional<QByteArray>)>;
+
+    explicit ScreenGrab(std::unique_ptr<os::ScreenSource> screen);
+    ~ScreenGrab() override;
+
+    // JPEG at the pins' quality and width, or nothing when the screen cannot be read (logged).
+    void mainDisplay(Completion completion);
+
+private:
+    std::unique_ptr<os::ScreenSource> m_screen;
+    std::unique_ptr<SerialQueue> m_queue;
+};

@@ -1,0 +1,241 @@
+#include "core/Log.h"
+#include "core/Paths.h"
+#include "os/linux/TesseractRecognizer.h"
+#include "recording/Frames.h"
+#include "recording/OCR.h"
+#include "support/Slides.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QGuiApplication>
+#include <QTemporaryDir>
+#include <QTest>
+#include <thread>
+
+using Slides::Line;
+
+namespace {
+std::unique_ptr<os::TextRecognizer> makeTesseract() { return std::make_unique<os::TesseractRecognizer>(); }
+
+os::TextLine line(QString text, double x, double y, double w, double h) { return {QRectF(x, y, w, h), text}; }
+
+const std::vector<Line> planSlide = {{QStringLiteral("Quarterly plan"), 64},
+                                     {QStringLiteral("Ship the new onboarding before March"), 32},
+                                     {QStringLiteral("Hire two engineers for the data team"), 32},
+                                     {QStringLiteral("Move the billing service to the new region"), 32}};
+const std::vector<Line> hiringSlide = {{QStringLiteral("Hiring update"), 64},
+                                       {QStringLiteral("Two offers accepted for the platform group"), 32},
+                                       {QStringLiteral("Interviews for design continue next week"), 32},
+                                       {QStringLiteral("Budget for contractors approved by finance"), 32}};
+} // namespace
+
+class TestOCR : public QObject {
+    Q_OBJECT
+    OCR ocr{&makeTesseract};
+
+private slots:
+    void readsLinesTopToBottom() {
+        const Reading reading = ocr.read(Slides::draw({{QStringLiteral("First line of the slide"), 40},
+                                                       {QStringLiteral("Second line in the middle"), 40},
+                                                       {QStringLiteral("Third line at the bottom"), 40}}));
+        QCOMPARE(reading.text, QStringLiteral("First line of the slide\nSecond line in the middle\n"
+                                              "Third line at the bottom"));
+        // The first three lines are the same height: the first in reading order stays the title.
+        QCOMPARE(reading.title, QStringLiteral("First line of the slide"));
+        QVERIFY(qEnvironmentVariable("OMP_THREAD_LIMIT") == QLatin1String("1"));
+    }
+
+    void theHeadingIsTheTitleNotTheMenuBar() {
+        const Reading reading = ocr.read(Slides::draw({{QStringLiteral("File Edit View Window Help"), 14},
+                                                       {QStringLiteral("Revenue review"), 72},
+                                                       {QStringLiteral("Numbers for the last quarter"), 28}}));
+        QCOMPARE(reading.title, QStringLiteral("Revenue review"));
+        QVERIFY(reading.text.startsWith(QStringLiteral("File Edit View Window Help\nRevenue review")));
+    }
+
+    void aLineOfDigitsIsNoTitle() {
+        const Reading reading = ocr.read(Slides::draw({{QStringLiteral("2024 - 12:45"), 96},
+                                                       {QStringLiteral("Agenda for today"), 32}}));
+        QCOMPARE(reading.title, QStringLiteral("Agenda for today"));
+    }
+
+    void fastModeTellsSlidesApart() {
+        const QString plan = ocr.text(Slides::draw(planSlide), true);
+        const QString planAgain = ocr.text(Slides::draw(planSlide), true);
+        const QString hiring = ocr.text(Slides::draw(hiringSlide), true);
+        QVERIFY2(OCR::similarity(plan, planAgain) >= OCR::nearDuplicate, qPrintable(plan));
+        QVERIFY2(OCR::similarity(plan, hiring) < Frames::textKeepSimilarity, qPrintable(plan + "\n" + hiring));
+    }
+
+    void textOnlyChangeAgainstAOneWordEdit() {
+        // Text replaced on the same background: a text change. One word edited in a longer text: not one.
+        const QImage before = Slides::draw(planSlide);
+        std::vector<Line> edited = planSlide;
+        edited[2].text = QStringLiteral("Hire three engineers for the data team");
+        const QString was = ocr.text(before, true);
+        QVERIFY(OCR::similarity(was, ocr.text(Slides::draw(hiringSlide), true)) < Frames::textKeepSimilarity);
+        QVERIFY(OCR::similarity(was, ocr.text(Slides::draw(edited), true)) >= Frames::textKeepSimilarity);
+    }
+
+    void eachThreadReadsWithItsOwnRecognizer() {
+        QString first, second;
+        std::thread a([&] { first = ocr.text(Slides::draw({{QStringLiteral("Alpha team status"), 48}})); });
+        std::thread b([&] { second = ocr.text(Slides::draw({{QStringLiteral("Bravo team status"), 48}})); });
+        a.join();
+        b.join();
+        QCOMPARE(first, QStringLiteral("Alpha team status"));
+        QCOMPARE(second, QStringLiteral("Bravo team status"));
+    }
+
+    void readsOnTheCallingThreadAlone() {
+        // OpenMP keeps the workers of a thread until that thread ends: a read that used them leaves more
+        // threads behind while its thread lives.
+        const auto threads = [] { return QDir(QStringLiteral("/proc/self/task")).count(); };
+        const QImage slide = Slides::draw(planSlide);
+        qsizetype before = 0, after = 0;
+        std::thread([&] {
+            before = threads();
+            ocr.read(slide);
+            after = threads();
+        }).join();
+        QCOMPARE(after, before);
+    }
+
+    void oddImagesGiveLittleOrNothing_data() {
+        QTest::addColumn<QImage>("image");
+        QImage pixel(1, 1, QImage::Format_RGB32);
+        pixel.fill(Qt::white);
+        QImage blank5K(5120, 2880, QImage::Format_RGB32);
+        blank5K.fill(Qt::white);
+        QTest::newRow("no image") << QImage();
+        QTest::newRow("one pixel") << pixel;
+        QTest::newRow("a blank 5K screen") << blank5K;
+        QTest::newRow("a script the model does not know")
+            << Slides::draw({{QStringLiteral("Ξ Ψ Ω ж щ ю ф ב ש ע"), 48}});
+    }
+
+    void oddImagesGiveLittleOrNothing() {
+        QFETCH(QImage, image);
+        const Reading reading = ocr.read(image, QTest::currentDataTag() == QByteArray("a blank 5K screen"));
+        QVERIFY(reading.text.size() <= OCR::maxChars);
+        if (image.width() < 2)
+            QCOMPARE(reading, Reading{});
+    }
+
+    void aMissingModelIsLoggedOnceAndReadsNothing() {
+        QTemporaryDir empty;
+        slogFlush();
+        const qint64 logged = QFileInfo(Paths::logFile()).size(); // the log outlives earlier runs
+        const QByteArray saved = qgetenv("TESSDATA_PREFIX");
+        qputenv("TESSDATA_PREFIX", empty.path().toUtf8());
+        OCR without(&makeTesseract);
+        const QImage slide = Slides::draw(planSlide);
+        const Reading first = without.read(slide);
+        const Reading second = without.read(slide);
+        saved.isNull() ? qunsetenv("TESSDATA_PREFIX") : qputenv("TESSDATA_PREFIX", saved);
+        QCOMPARE(first, Reading{});
+        QCOMPARE(second, Reading{});
+        slogFlush();
+        QFile log(Paths::logFile());
+        QVERIFY(log.open(QIODevice::ReadOnly) && log.seek(logged));
+        QCOMPARE(log.readAll().count("ocr: cannot load the English model"), 1);
+    }
+
+    void readingOrder_data() {
+        QTest::addColumn<std::vector<os::TextLine>>("lines");
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<std::optional<QString>>("title");
+        QTest::newRow("higher first, whatever the recogniser's order")
+            << std::vector{line("low", 0.1, 0.1, 0.3, 0.05), line("high", 0.1, 0.8, 0.3, 0.05)}
+            << QStringLiteral("high\nlow") << std::optional<QString>(QStringLiteral("high"));
+        QTest::newRow("on one line left comes first, though a little lower")
+            << std::vector{line("right", 0.6, 0.50, 0.2, 0.05), line("left", 0.1, 0.48, 0.2, 0.05)}
+            << QStringLiteral("left\nright") << std::optional<QString>(QStringLiteral("left"));
+        QTest::newRow("tallest line with four letters is the title, trimmed")
+            << std::vector{line("Menu File", 0, 0.95, 0.3, 0.02), line("  Big heading  ", 0.1, 0.7, 0.6, 0.1),
+                           line("2024", 0.1, 0.4, 0.8, 0.3)}
+            << QStringLiteral("Menu File\n  Big heading  \n2024") << std::optional<QString>(QStringLiteral("Big heading"));
+        QTest::newRow("equal heights: the first in reading order")
+            << std::vector{line("Second", 0.1, 0.3, 0.3, 0.1), line("First", 0.1, 0.6, 0.3, 0.1)}
+            << QStringLiteral("First\nSecond") << std::optional<QString>(QStringLiteral("First"));
+        QTest::newRow("nothing") << std::vector<os::TextLine>{} << QString() << std::optional<QString>();
+    }
+
+    void readingOrder() {
+        QFETCH(std::vector<os::TextLine>, lines);
+        QFETCH(QString, text);
+        QFETCH(std::optional<QString>, title);
+        const Reading reading = OCR::arrange(lines);
+        QCOMPARE(reading.text, text);
+        QCOMPARE(reading.title, title);
+    }
+
+    void longTextsAreCut() {
+        const QString dense = QString(130, QLatin1Char('w')) + QStringLiteral(" words");
+        std::vector<os::TextLine> page;
+        for (int i = 0; i < 30; ++i)
+            page.push_back(line(dense, 0, 1 - (i + 1) / 31.0, 0.9, 0.02));
+        const Reading reading = OCR::arrange(page);
+        QCOMPARE(reading.text.size(), OCR::maxChars);
+        QCOMPARE(reading.title->size(), OCR::titleLimit);
+        // Counted in characters: a character outside the basic plane is never split.
+        const QString emoji = QString::fromUcs4(U"😀").repeated(2100);
+        QCOMPARE(OCR::clip(emoji, 2000), QString::fromUcs4(U"😀").repeated(2000));
+        QCOMPARE(OCR::clip(QStringLiteral("short"), 2000), QStringLiteral("short"));
+    }
+
+    void similarity_data() {
+        QTest::addColumn<QString>("a");
+        QTest::addColumn<QString>("b");
+        QTest::addColumn<double>("similarity");
+        QTest::newRow("two empty texts") << QString() << QString() << 1.0;
+        QTest::newRow("only one-letter words") << QStringLiteral("a b c") << QStringLiteral("a b c") << 1.0;
+        QTest::newRow("case and punctuation do not count")
+            << QStringLiteral("Hello, World!") << QStringLiteral("hello world") << 1.0;
+        QTest::newRow("half the words shared") << QStringLiteral("alpha beta gamma") << QStringLiteral("beta gamma delta")
+                                               << 0.5;
+        QTest::newRow("one empty") << QStringLiteral("alpha") << QString() << 0.0;
+    }
+
+    void similarity() {
+        QFETCH(QString, a);
+        QFETCH(QString, b);
+        QFETCH(double, similarity);
+        QCOMPARE(OCR::similarity(a, b), similarity);
+    }
+
+    void words() {
+        QCOMPARE(OCR::words(QStringLiteral("It's 12:01 — Q3 plan, a PLAN")),
+                 (QSet<QString>{QStringLiteral("it"), QStringLiteral("12"), QStringLiteral("01"), QStringLiteral("q3"),
+                                QStringLiteral("plan")}));
+    }
+
+    void nearDuplicates_data() {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<std::optional<QString>>("last");
+        QTest::addColumn<bool>("near");
+        const QString line = QStringLiteral(
+            "Standup notes for the platform team with the rollout plan, the open incidents, the hiring pipeline, "
+            "the budget review and the release calendar for this quarter at %1");
+        QTest::newRow("a clock ticks in a long line") << line.arg("12:01") << std::optional(line.arg("12:02")) << true;
+        QTest::newRow("something else")
+            << line.arg("12:01") << std::optional(QStringLiteral("Lunch menu: soup, salad and bread")) << false;
+        QTest::newRow("nothing before") << line << std::optional<QString>() << false;
+    }
+
+    void nearDuplicates() {
+        QFETCH(QString, text);
+        QFETCH(std::optional<QString>, last);
+        QFETCH(bool, near);
+        QCOMPARE(OCR::isNearDuplicate(text, last), near);
+    }
+};
+
+int main(int argc, char** argv) {
+    qputenv("QT_QPA_PLATFORM", "offscreen"); // text is drawn into images, never on a screen
+    QGuiApplication app(argc, argv);
+    TestOCR test;
+    return QTest::qExec(&test, argc, argv);
+}
+#include "tst_ocr.moc"

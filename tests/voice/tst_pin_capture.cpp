@@ -1,0 +1,182 @@
+#include "RequiredServices.h"
+#include "os/linux/X11ScreenSource.h"
+#include "voice/NoteDialog.h"
+#include "voice/PinCapture.h"
+#include "voice/RegionPicker.h"
+#include "voice/ScreenGrab.h"
+
+#include <QApplication>
+#include <QBuffer>
+#include <QImageReader>
+#include <QLabel>
+#include <QLineEdit>
+#include <QProcess>
+#include <QPushButton>
+#include <QStandardPaths>
+#include <QTest>
+#include <QThread>
+#include <QTimer>
+
+namespace {
+bool haveDisplayAndXdotool() {
+    return QGuiApplication::platformName() == QLatin1String("xcb") &&
+           !QStandardPaths::findExecutable("xdotool").isEmpty();
+}
+
+void xdotool(const QStringList& arguments) {
+    QProcess tool;
+    tool.start(QStringLiteral("xdotool"), arguments);
+    QVERIFY(tool.waitForFinished(10000));
+    QCOMPARE(tool.exitCode(), 0);
+}
+
+QImage decoded(const QByteArray& jpeg) {
+    QBuffer buffer(const_cast<QByteArray*>(&jpeg));
+    return QImageReader(&buffer, "jpeg").read();
+}
+
+// The picker's overlays, once all of them are on screen.
+QList<QWidget*> shownOverlays() {
+    QList<QWidget*> out;
+    for (QWidget* w : QApplication::topLevelWidgets())
+        if (qobject_cast<RegionOverlay*>(w) && w->isVisible())
+            out << w;
+    return out;
+}
+
+struct Answer {
+    bool answered = false;
+    std::optional<QByteArray> jpeg;
+};
+} // namespace
+
+class TestPinCapture : public QObject {
+    Q_OBJECT
+
+    // Starts the picker and waits until its overlay is exposed and holds the keyboard.
+    void startPicker(Answer& answer) {
+        PinCapture::selectRegion([&answer](std::optional<QByteArray> jpeg) {
+            answer.answered = true;
+            answer.jpeg = std::move(jpeg);
+        });
+        QTRY_VERIFY(!shownOverlays().isEmpty());
+        QVERIFY(QTest::qWaitForWindowExposed(shownOverlays().first()));
+        QTRY_VERIFY(QWidget::keyboardGrabber()); // taken at the first paint
+    }
+
+private slots:
+    void init() { REQUIRE_SERVICE(haveDisplayAndXdotool(), "an X server with xdotool"); }
+
+    void aDragGivesThatRegion() {
+        Answer answer;
+        startPicker(answer);
+        xdotool({"mousemove", "100", "120", "mousedown", "1", "mousemove", "200", "200", "mousemove", "300", "270",
+                 "mouseup", "1"});
+        QTRY_VERIFY(answer.answered);
+        QVERIFY(answer.jpeg);
+        QVERIFY(answer.jpeg->startsWith("\xFF\xD8\xFF"));
+        QCOMPARE(decoded(*answer.jpeg).size(), QSize(200, 150));
+        QTRY_VERIFY(shownOverlays().isEmpty());
+    }
+
+    void cancelGivesNothing_data() {
+        QTest::addColumn<QStringList>("input");
+        QTest::newRow("Esc") << QStringList{"key", "Escape"};
+        QTest::newRow("a click without a drag") << QStringList{"mousemove", "400", "400", "click", "1"};
+        QTest::newRow("Esc in the middle of a drag")
+            << QStringList{"mousemove", "100", "100", "mousedown", "1", "mousemove", "300", "300", "key", "Escape",
+                           "mouseup", "1"};
+    }
+
+    void cancelGivesNothing() {
+        QFETCH(QStringList, input);
+        Answer answer;
+        startPicker(answer);
+        xdotool(input);
+        QTRY_VERIFY(answer.answered);
+        QVERIFY(!answer.jpeg);
+        QTRY_VERIFY(shownOverlays().isEmpty());
+    }
+
+    void aClosedOverlayCancels() {
+        Answer answer;
+        startPicker(answer);
+        shownOverlays().first()->close();
+        QTRY_VERIFY(answer.answered);
+        QVERIFY(!answer.jpeg);
+    }
+
+    void theNoteDialog_data() {
+        QTest::addColumn<bool>("recording");
+        QTest::addColumn<QString>("title");
+        QTest::addColumn<QString>("info");
+        QTest::newRow("during a recording") << true << QStringLiteral("Pin to this session")
+                                            << QStringLiteral("What should the team notice here?");
+        QTest::newRow("outside a recording")
+            << false << QStringLiteral("New pin")
+            << QStringLiteral("What should the team notice here? The pin waits in the menu until you send your pins "
+                              "to the board.");
+    }
+
+    void theNoteDialog() {
+        QFETCH(bool, recording);
+        QFETCH(QString, title);
+        QFETCH(QString, info);
+        QImage picture(400, 300, QImage::Format_RGB32);
+        picture.fill(Qt::darkGreen);
+        QTimer::singleShot(0, this, [&] {
+            auto* dialog = qobject_cast<NoteDialog*>(QApplication::activeModalWidget());
+            QVERIFY(dialog);
+            QVERIFY(QTest::qWaitForWindowActive(dialog));
+            QCOMPARE(dialog->windowTitle(), title);
+            QStringList texts;
+            for (QLabel* label : dialog->findChildren<QLabel*>())
+                texts << label->text();
+            QVERIFY(texts.contains(title) && texts.contains(info));
+            auto* field = qobject_cast<QLineEdit*>(QApplication::focusWidget());
+            QVERIFY(field);
+            QCOMPARE(field->placeholderText(), QStringLiteral("e.g. their pricing page leads with the annual plan"));
+            QCOMPARE(field->size(), QSize(340, 24));
+            QTest::keyClicks(field, QStringLiteral("  annual plan first  "));
+            QTest::keyClick(field, Qt::Key_Return); // "Pin" is the default button
+        });
+        QCOMPARE(PinCapture::askNote(picture, recording), QStringLiteral("annual plan first"));
+    }
+
+    void cancellingTheNoteGivesNothing() {
+        QTimer::singleShot(0, this, [] {
+            QWidget* dialog = QApplication::activeModalWidget();
+            QVERIFY(dialog);
+            for (QPushButton* button : dialog->findChildren<QPushButton*>())
+                if (button->text() == QLatin1String("Cancel"))
+                    button->click();
+        });
+        QCOMPARE(PinCapture::askNote(QImage(), false), std::nullopt);
+    }
+
+    void theMainDisplayArrivesOnTheMainThread() {
+        ScreenGrab grab(std::make_unique<os::X11ScreenSource>());
+        Answer answer;
+        QThread* thread = nullptr;
+        grab.mainDisplay([&](std::optional<QByteArray> jpeg) {
+            thread = QThread::currentThread();
+            answer.answered = true;
+            answer.jpeg = std::move(jpeg);
+        });
+        QTRY_VERIFY(answer.answered);
+        QCOMPARE(thread, QThread::currentThread());
+        QVERIFY(answer.jpeg);
+        const QImage image = decoded(*answer.jpeg);
+        QCOMPARE(image.width(), qMin(PinCapture::jpegMaxWidth, QApplication::primaryScreen()->size().width()));
+    }
+};
+
+int main(int argc, char** argv) {
+    // Without an X server the test still starts, and says what it misses.
+    if (qEnvironmentVariableIsEmpty("DISPLAY"))
+        qputenv("QT_QPA_PLATFORM", "offscreen");
+    QApplication app(argc, argv);
+    TestPinCapture test;
+    return QTest::qExec(&test, argc, argv);
+}
+#include "tst_pin_capture.moc"
