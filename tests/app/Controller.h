@@ -4,6 +4,7 @@
 #include "app/Services.h"
 #include "core/Paths.h"
 #include "fakes/FakeBrowser.h"
+#include "fakes/FakeDesktop.h"
 #include "fakes/FakeNotifications.h"
 #include "fakes/MemorySecretStore.h"
 #include "fakes/RecordingNudgeDisplay.h"
@@ -13,13 +14,16 @@
 #include <QTemporaryDir>
 #include <QTest>
 
-// The program's controller with its real settings and HTTP client, and the screen-side services in memory:
+// The program's controller with its real settings and HTTP client, and the desktop-side services in memory:
 // the nudges it shows, the notifications it posts and the pages it opens can be read and clicked.
 // Recordings live in the test's support folder, emptied for each controller.
 class Controller {
 public:
     explicit Controller(const QString& platformBase) {
         QDir(Paths::recordings()).removeRecursively();
+        services.idle = std::make_unique<FakeIdleSource>();
+        services.audio = std::make_unique<FakeAudioSystem>();
+        services.windows = std::make_unique<FakeWindowSystem>();
         services.secrets = std::make_unique<MemorySecretStore>();
         services.keychain = std::make_unique<Keychain>(*services.secrets, QStringLiteral("svc"));
         services.defaults = std::make_unique<QSettings>(m_dir.filePath(QStringLiteral("orvane.conf")),
