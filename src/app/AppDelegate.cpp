@@ -71,7 +71,7 @@ void AppDelegate::makeStatusItem() {
 }
 
 void AppDelegate::makeTimers() {
-    m_activityTimer.setInterval(activitySeconds * 1000);
+    m_activityTimer.setInterval(WorkdayTracker::interval * 1000);
     connect(&m_activityTimer, &QTimer::timeout, this, &AppDelegate::activityTick);
     m_activityTimer.start();
     m_todoTimer.setInterval(todoSeconds * 1000);

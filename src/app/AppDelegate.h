@@ -38,8 +38,6 @@ class AppDelegate : public QObject {
 public:
     enum class TerminateReply { Now, Later };
 
-    // How often the activity tick samples the user's activity.
-    static constexpr int activitySeconds = 15;
     // How often the to-dos are fetched and Personal is probed for recordings waiting on it.
     static constexpr int todoSeconds = 300;
 

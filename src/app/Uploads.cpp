@@ -1,6 +1,7 @@
 // Sending decided sessions to their destination, and picking up what was left.
 #include "app/AppDelegate.h"
 
+#include "app/QuotedTitle.h"
 #include "app/Services.h"
 #include "core/Log.h"
 #include "core/Strings.h"
@@ -19,9 +20,6 @@ namespace {
 
 QString folderName(const Session& session) {
     return QFileInfo(session.dir).fileName();
-}
-QString quoted(const QString& title) {
-    return QStringLiteral("\u201c%1\u201d").arg(Notify::shortened(title, 50));
 }
 // The menu's line while a session is on its way.
 QString busyTitle(const QString& title) {
@@ -178,7 +176,7 @@ QCoro::Task<> AppDelegate::sendPersonal(std::shared_ptr<Session> session, API ap
                  1,
                  QStringLiteral("/"),
                  QStringLiteral("Kept on this computer \u2014 Personal opens soon"),
-                 quoted(title) +
+                 quotedTitle(title) +
                      QStringLiteral(" stays private here and goes up to Personal by itself once it opens."),
                  {},
                  false,
@@ -211,7 +209,7 @@ void AppDelegate::signInNudge(const Session& session) {
          3,
          QStringLiteral("/"),
          QStringLiteral("Sign in to send it"),
-         quoted(title) +
+         quotedTitle(title) +
              QStringLiteral(
                  " is saved on this computer, not sent yet. It uploads as soon as you are signed in."),
          {{QStringLiteral("Later"), false, [] {}},

@@ -1,23 +1,17 @@
 // "Where does this go?": the choices, the question, applying the answer, and moving the last filed recording.
 #include "app/AppDelegate.h"
 
+#include "app/QuotedTitle.h"
 #include "app/Services.h"
 #include "core/Log.h"
 #include "core/Strings.h"
 #include "recording/Session.h"
-#include "surfaces/Notify.h"
 #include "surfaces/Nudges.h"
 
 #include <QPointer>
 #include <algorithm>
 
 using namespace std::chrono_literals;
-
-namespace {
-QString quoted(const QString& title, int limit) {
-    return QStringLiteral("\u201c%1\u201d").arg(Notify::shortened(title, limit));
-}
-} // namespace
 
 double AppDelegate::askSeconds() {
     bool isNumber = false;
@@ -55,7 +49,7 @@ void AppDelegate::askWhere(std::shared_ptr<Session> session) {
     const QList<Choice> choices = whereChoices(*session);
     if (choices.isEmpty())
         return;
-    QString message = quoted(session->meta.title, 50);
+    QString message = quotedTitle(session->meta.title, 50);
     if (const auto found = m_routeSuggest.constFind(session->dir); found != m_routeSuggest.constEnd())
         message += QStringLiteral("\nSuggested: ") + found->label();
     if (m_services.settings->signedIn())
@@ -159,7 +153,7 @@ void AppDelegate::askMove() {
         {QStringLiteral("move"),
          3,
          QStringLiteral("/"),
-         quoted(filed->title, 40) + QLatin1Char('?'),
+         quotedTitle(filed->title, 40) + QLatin1Char('?'),
          QStringLiteral(
              "Now in %1. Moving to a project runs its notes step there; moving out removes the cards "
              "nobody touched.")
@@ -225,7 +219,7 @@ QCoro::Task<> AppDelegate::sendMove(FiledRef filed, QString to, API api) {
                              2,
                              QStringLiteral("/"),
                              QStringLiteral("Moved to ") + settings.destName(to),
-                             quoted(filed.title, 50),
+                             quotedTitle(filed.title, 50),
                              std::move(buttons),
                              false,
                              8s,

@@ -1,6 +1,7 @@
 // After a recording: which way a finished session goes, and the scoring that suggests where it belongs.
 #include "app/AppDelegate.h"
 
+#include "app/QuotedTitle.h"
 #include "app/Services.h"
 #include "core/Log.h"
 #include "recording/Session.h"
@@ -63,8 +64,8 @@ QCoro::Task<> AppDelegate::routeSession(std::shared_ptr<Session> session,
              1,
              QStringLiteral("/"),
              QStringLiteral("Filed in ") + project.ws.name,
-             QStringLiteral("\u201c%1\u201d \u00b7 %2. Move it from the menu if that\u2019s wrong.")
-                 .arg(Notify::shortened(title, 50), suggestion.reason),
+             quotedTitle(title) +
+                 QStringLiteral(" \u00b7 %1. Move it from the menu if that\u2019s wrong.").arg(suggestion.reason),
              {},
              false,
              8s,
