@@ -24,6 +24,16 @@ void SerialQueue::async(std::function<void()> job) {
     m_wake.notify_one();
 }
 
+void SerialQueue::after(double seconds, std::function<void()> job) {
+    const auto due = std::chrono::steady_clock::now() +
+                     std::chrono::duration_cast<std::chrono::steady_clock::duration>(std::chrono::duration<double>(seconds));
+    {
+        const std::lock_guard lock(m_mutex);
+        m_timed.emplace(due, std::move(job));
+    }
+    m_wake.notify_one();
+}
+
 void SerialQueue::sync(const std::function<void()>& job) {
     if (isCurrent()) {
         job();
@@ -47,7 +57,20 @@ void SerialQueue::run() {
         std::function<void()> job;
         {
             std::unique_lock lock(m_mutex);
-            m_wake.wait(lock, [this] { return m_stopping || !m_jobs.empty(); });
+            for (;;) {
+                if (!m_timed.empty() && m_timed.begin()->first <= std::chrono::steady_clock::now()) {
+                    // A job that fell due joins the end of the line.
+                    m_jobs.push_back(std::move(m_timed.begin()->second));
+                    m_timed.erase(m_timed.begin());
+                    continue;
+                }
+                if (!m_jobs.empty() || m_stopping)
+                    break;
+                if (m_timed.empty())
+                    m_wake.wait(lock);
+                else
+                    m_wake.wait_until(lock, m_timed.begin()->first);
+            }
             if (m_jobs.empty())
                 return; // stopping, and nothing left to run
             job = std::move(m_jobs.front());

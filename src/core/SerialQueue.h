@@ -1,9 +1,11 @@
 #pragma once
 
 #include <QString>
+#include <chrono>
 #include <condition_variable>
 #include <deque>
 #include <functional>
+#include <map>
 #include <mutex>
 #include <thread>
 
@@ -12,7 +14,7 @@
 class SerialQueue {
 public:
     explicit SerialQueue(QString label);
-    // Runs every job queued so far, then ends the thread.
+    // Runs every job queued so far, then ends the thread; timed jobs that are not due yet are dropped.
     ~SerialQueue();
     SerialQueue(const SerialQueue&) = delete;
     SerialQueue& operator=(const SerialQueue&) = delete;
@@ -20,6 +22,8 @@ public:
     const QString& label() const { return m_label; }
     // Queues a job and returns at once.
     void async(std::function<void()> job);
+    // Queues a job to run once `seconds` have passed, after the jobs that are waiting then.
+    void after(double seconds, std::function<void()> job);
     // Runs a job on the queue and waits for it; on the queue's own thread it runs inline, so it never deadlocks.
     void sync(const std::function<void()>& job);
     bool isCurrent() const { return std::this_thread::get_id() == m_thread.get_id(); }
@@ -31,6 +35,7 @@ private:
     std::mutex m_mutex;
     std::condition_variable m_wake;
     std::deque<std::function<void()>> m_jobs;
+    std::multimap<std::chrono::steady_clock::time_point, std::function<void()>> m_timed;
     bool m_stopping = false;
     std::thread m_thread;
 };

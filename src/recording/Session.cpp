@@ -7,6 +7,7 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <algorithm>
 
 QJsonValue ShotMeta::toJson() const { return QJsonObject{{"t", t}, {"file", file}}; }
 
@@ -39,6 +40,20 @@ QJsonValue AppSpan::toJson() const {
     QJsonObject o{{"t", t}, {"end", end}, {"app", app}};
     Json::put(o, "title", title);
     return o;
+}
+
+void AppSpan::merge(QList<AppSpan>& spans, double t, const QString& app, const std::optional<QString>& title,
+                    double gap) {
+    if (!spans.isEmpty()) {
+        AppSpan& last = spans.last();
+        if (last.app == app && last.title == title && t - last.end <= gap) {
+            last.end = std::max(last.end, t);
+            return;
+        }
+        if (last.end < t)
+            last.end = t;
+    }
+    spans.append(AppSpan{t, t, app, title});
 }
 
 AppSpan AppSpan::fromJson(const QJsonValue& v) {

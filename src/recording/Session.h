@@ -56,6 +56,11 @@ struct AppSpan {
     bool operator==(const AppSpan&) const = default;
     QJsonValue toJson() const;
     static AppSpan fromJson(const QJsonValue& v);
+
+    // Notes that `app` (with `title`) is in front at `t`: the last span grows when it is the same app and
+    // title seen within `gap` seconds; otherwise the last span ends at `t` and a new one begins.
+    static void merge(QList<AppSpan>& spans, double t, const QString& app, const std::optional<QString>& title,
+                      double gap = 6);
 };
 
 // The stored routing decision.

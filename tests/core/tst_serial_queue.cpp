@@ -2,6 +2,7 @@
 
 #include <QTest>
 #include <atomic>
+#include <mutex>
 #include <vector>
 
 class TestSerialQueue : public QObject {
@@ -41,6 +42,35 @@ private slots:
                 queue.async([&] { ++ran; });
         }
         QCOMPARE(ran.load(), 10);
+    }
+
+    void timedJobsRunInTheOrderTheyFallDue() {
+        SerialQueue queue(QStringLiteral("test.timed"));
+        std::mutex mutex;
+        std::vector<int> seen;
+        auto note = [&](int i) {
+            const std::lock_guard lock(mutex);
+            seen.push_back(i);
+        };
+        queue.after(0.2, [&] { note(3); });
+        queue.after(0.05, [&] { note(2); });
+        queue.async([&] { note(1); });
+        QTRY_COMPARE_WITH_TIMEOUT(
+            [&] {
+                const std::lock_guard lock(mutex);
+                return seen.size();
+            }(),
+            std::size_t(3), 5000);
+        QCOMPARE(seen, (std::vector<int>{1, 2, 3}));
+    }
+
+    void destructionDropsTimedJobsNotDue() {
+        std::atomic<bool> ran = false;
+        {
+            SerialQueue queue(QStringLiteral("test.undue"));
+            queue.after(60, [&] { ran = true; });
+        }
+        QVERIFY(!ran);
     }
 };
 

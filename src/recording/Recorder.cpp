@@ -1,0 +1,441 @@
+#include "recording/Recorder.h"
+
+#include "core/Log.h"
+#include "core/Strings.h"
+#include "recording/AudioError.h"
+#include "recording/Frames.h"
+#include "recording/Mixer.h"
+#include "recording/Speaking.h"
+#include "workday/Privacy.h"
+
+#include <QCoreApplication>
+#include <QFileInfo>
+#include <algorithm>
+#include <cmath>
+
+namespace {
+// Frames come every 2 seconds; the gate lets a late one through.
+constexpr double frameGate = 1.8;
+// Fast text reads on the capture queue run at most this often.
+constexpr double textCheckInterval = 4.0;
+// A system buffer whose time stamp is this far from the clock has a broken stamp.
+constexpr double stampTolerance = 5.0;
+constexpr double jpegQuality = 0.6;
+constexpr int levelStride = 4;
+
+LevelTrack levels(const MonoWriter& writer) {
+    return LevelTrack{writer.offset().value_or(0), writer.meter().rms(), writer.meter().window()};
+}
+
+QString oneDecimal(double seconds) { return QString::number(seconds, 'f', 1); }
+} // namespace
+
+Recorder::Recorder(std::shared_ptr<Session> session, Sources sources)
+    : m_session(std::move(session)), m_sources(std::move(sources)), m_mic(m_session->url(QStringLiteral("mic.m4a"))),
+      m_sys(m_session->url(QStringLiteral("system.m4a"))) {}
+
+Recorder::~Recorder() {
+    // Without a stop the callbacks must end before the object does; the tracks stay as the recovery finds them.
+    m_sources.frames.stop();
+    m_sources.audio.stop(os::AudioSource::System);
+    m_sources.audio.stop(os::AudioSource::Mic);
+}
+
+double Recorder::elapsed() const {
+    return m_startedHost > 0 ? std::max(m_sources.hostClock() - m_startedHost, 0.0) : 0.0;
+}
+
+void Recorder::start(bool withMic) {
+    m_withMic = withMic;
+    m_startedHost = m_sources.hostClock();
+    m_sysHealth.emplace(QStringLiteral("system"), m_startedHost);
+    if (withMic)
+        m_micHealth.emplace(QStringLiteral("mic"), m_startedHost);
+
+    QSize size;
+    m_streaming = true;
+    try {
+        size = m_sources.frames.start({[this](os::ScreenFrame frame) {
+                                           if (m_framesWaiting.fetch_add(1) >= frameQueueDepth) {
+                                               --m_framesWaiting;
+                                               return;
+                                           }
+                                           m_q.async([this, frame = std::move(frame)]() mutable {
+                                               --m_framesWaiting;
+                                               onFrame(std::move(frame));
+                                           });
+                                       },
+                                       [this](const QString& error) {
+                                           slog(QStringLiteral("stream stopped: ") + error);
+                                           onMain([callback = onStreamError, error] {
+                                               if (callback)
+                                                   callback(error);
+                                           });
+                                       }});
+    } catch (const os::ScreenError& error) {
+        m_streaming = false;
+        throw AudioError(AudioError::Kind::Format, QString::fromUtf8(error.what()));
+    }
+    m_q.sync([this] {
+        startSystemAudio();
+        if (m_withMic)
+            startMic();
+    });
+    m_session->meta.micOk = m_micOk;
+    m_q.sync([this] { m_session->save(); });
+    m_q.after(healthInterval, [this] { checkHealth(); });
+    slog(QStringLiteral("recording started: %1 %2x%3 mic=%4")
+             .arg(QFileInfo(m_session->dir).fileName())
+             .arg(size.width())
+             .arg(size.height())
+             .arg(m_micOk ? QStringLiteral("true") : QStringLiteral("false")));
+}
+
+// On the capture queue, like every start and restart of a source, so that a restart never races the stop.
+void Recorder::startSystemAudio() {
+    try {
+        m_sources.audio.start(os::AudioSource::System,
+                              {[this](const AudioBuffer& buffer, double at) {
+                                   m_sysHealth->heard(m_sources.hostClock(), buffer.allZero());
+                                   m_q.async([this, copy = AudioCopy(buffer), at] { onSystemAudio(copy, at); });
+                               },
+                               [this] { m_q.async([this] { restartSystemAudio(); }); }});
+        m_systemRunning = true;
+    } catch (const os::AudioCaptureError& error) {
+        slog(QStringLiteral("system audio start failed: ") + QString::fromUtf8(error.what()));
+        m_systemRunning = false;
+    }
+}
+
+void Recorder::startMic() {
+    try {
+        m_sources.audio.start(os::AudioSource::Mic, {[this](const AudioBuffer& buffer, double at) { onMicAudio(buffer, at); },
+                                                     [this] { m_q.async([this] { restartMic(); }); }});
+        m_micRunning = true;
+        m_micOk = true;
+    } catch (const os::AudioCaptureError& error) {
+        // The recording goes on without the microphone.
+        slog(QStringLiteral("mic start failed: ") + QString::fromUtf8(error.what()));
+    }
+}
+
+void Recorder::restartMic() {
+    if (!m_micRunning)
+        return;
+    slog(QStringLiteral("audio configuration changed: restarting mic"));
+    m_sources.audio.stop(os::AudioSource::Mic);
+    m_micRunning = false;
+    // The writer carries on: the gap becomes silence on the timeline.
+    startMic();
+}
+
+void Recorder::restartSystemAudio() {
+    if (!m_systemRunning)
+        return;
+    slog(QStringLiteral("audio configuration changed: restarting system audio"));
+    m_sources.audio.stop(os::AudioSource::System);
+    m_systemRunning = false;
+    startSystemAudio();
+}
+
+// Capture thread: the buffer is valid only during the call, so the writer gets a copy.
+void Recorder::onMicAudio(const AudioBuffer& buffer, double at) {
+    const double now = m_sources.hostClock();
+    if (buffer.frames <= 0)
+        return;
+    m_micHealth->heard(now, buffer.allZero());
+    if (onMicLevel)
+        onMicLevel(buffer.sampledRms(levelStride));
+    if (onMicBuffer)
+        onMicBuffer(buffer);
+    const double t = std::max(at - m_startedHost, 0.0);
+    m_micQ.async([this, copy = AudioCopy(buffer), t] { m_mic.write(copy.buffer(), t); });
+}
+
+void Recorder::onSystemAudio(const AudioCopy& copy, double at) {
+    const AudioBuffer& buffer = copy.buffer();
+    if (buffer.frames <= 0 || buffer.format.sampleRate <= 0)
+        return;
+    const double now = m_sources.hostClock();
+    if (!std::isfinite(at) || std::abs(at - now) > stampTolerance)
+        at = now - double(buffer.frames) / buffer.format.sampleRate;
+    m_sys.write(buffer, std::max(at - m_startedHost, 0.0));
+}
+
+void Recorder::onFrame(os::ScreenFrame frame) {
+    if (m_shotCount >= Frames::maxShots || !frame.complete || frame.image.isNull())
+        return;
+    const double now = m_sources.hostClock();
+    if (now - m_lastFrameAt < frameGate)
+        return;
+    m_lastFrameAt = now;
+
+    std::vector<float> sig = Frames::signature(frame.image);
+    QByteArray fine = Frames::fine(frame.image);
+    std::optional<QString> fastText;
+    const std::optional<bool> strong = keeps(frame.image, sig, fine, now, fastText);
+    if (!strong)
+        return;
+    const std::optional<QByteArray> jpeg = Frames::jpeg(frame.image, jpegQuality);
+    if (!jpeg)
+        return;
+    m_lastSig = std::move(sig);
+    m_lastFine = std::move(fine);
+    m_lastKeptImage = frame.image;
+    m_lastKeptFast = fastText;
+
+    const double t = std::round(now - m_startedHost);
+    m_session->addShot(t, *jpeg);
+    m_shotCount = int(m_session->meta.shots.size());
+    // A private app in front: the frame is kept, but none of its text, and so no pin comes of it.
+    if (m_frontPrivate)
+        return;
+    m_ocrQ.async([this, image = frame.image, t, strong = *strong, jpeg = *jpeg, app = m_frontApp] {
+        readText(image, t, strong, jpeg, app);
+    });
+}
+
+std::optional<bool> Recorder::keeps(const QImage& image, const std::vector<float>& sig, const QByteArray& fine,
+                                    double now, std::optional<QString>& fastText) {
+    if (!m_lastSig)
+        return false;
+    const float change = Frames::diff(sig, *m_lastSig);
+    if (change >= Frames::changeThreshold)
+        return change >= strongChange;
+    if (!m_lastFine || Frames::changedRatio(fine, *m_lastFine) < Frames::fineCandidate ||
+        now - m_lastTextCheck < textCheckInterval)
+        return std::nullopt;
+    // The picture barely moved: only a change of the text it shows makes it worth keeping.
+    m_lastTextCheck = now;
+    const QString text = m_sources.ocr.text(image, true);
+    if (!m_lastKeptFast && m_lastKeptImage)
+        m_lastKeptFast = m_sources.ocr.text(*m_lastKeptImage, true);
+    if (text.isEmpty() || OCR::similarity(text, m_lastKeptFast.value_or(QString())) >= Frames::textKeepSimilarity)
+        return std::nullopt;
+    fastText = text;
+    return true;
+}
+
+// On the text queue; what it found is noted on the capture queue.
+void Recorder::readText(const QImage& image, double t, bool strong, const QByteArray& jpeg, const QString& app) {
+    const Reading reading = m_sources.ocr.read(image);
+    const QString text = reading.text.trimmed();
+    if (text.isEmpty())
+        return;
+    m_q.async([this, t, title = reading.title, strong, jpeg, app, text] {
+        considerAutoPin(t, title, strong, jpeg);
+        if (OCR::isNearDuplicate(text, m_lastOcrText))
+            return;
+        m_lastOcrText = text;
+        if (!m_session->meta.ocr)
+            m_session->meta.ocr.emplace();
+        m_session->meta.ocr->append(OcrEntry{t, app, text});
+    });
+}
+
+void Recorder::considerAutoPin(double t, const std::optional<QString>& title, bool strong, const QByteArray& jpeg) {
+    if (!title)
+        return;
+    if (autoPinOn && strong && !m_pendingAuto && m_lastTitle && isTitleChange(*title, *m_lastTitle) &&
+        t - m_lastAutoPinT >= autoPinGap) {
+        m_pendingAuto = PendingPin{t, autoPinPrefix + *title, jpeg};
+        // A slide is pinned only when someone talked about it: the check waits for the talk around it.
+        m_q.after(autoPinDelay, [this] { resolveAutoPin(); });
+    }
+    m_lastTitle = title;
+}
+
+void Recorder::resolveAutoPin() {
+    if (!m_pendingAuto)
+        return;
+    const PendingPin pin = std::move(*m_pendingAuto);
+    m_pendingAuto.reset();
+    LevelTrack mic;
+    m_micQ.sync([&] { mic = levels(m_mic); });
+    if (!speech(pin.t, mic, levels(m_sys)))
+        return;
+    if (pin.t - m_lastAutoPinT < autoPinGap)
+        return;
+    m_lastAutoPinT = pin.t;
+    m_session->addPin(pin.t, pin.note, pin.jpeg, true);
+    m_session->save();
+    slog(QStringLiteral("auto-pin at %1s: %2").arg(pin.t).arg(pin.note));
+    const QString title = pin.note.mid(autoPinPrefix.size());
+    onMain([callback = onEvent, title] {
+        if (callback)
+            callback(FeedItem::Kind::slide, QStringLiteral("screenshot saved — ") + title);
+    });
+}
+
+bool Recorder::speech(double t, const LevelTrack& mic, const LevelTrack& tab, double window) {
+    for (double at = std::max(t - window, 0.0); at <= t + window; at += 0.25) {
+        if (tab.value(at) > Speaking::tabThreshold || mic.value(at) > Speaking::micThreshold)
+            return true;
+    }
+    return false;
+}
+
+bool Recorder::isTitleChange(const QString& a, const QString& from) { return OCR::similarity(a, from) < 0.5; }
+
+void Recorder::noteApp(const QString& name, const QString& bundleID, const std::optional<QString>& title) {
+    const auto [app, kept] = Privacy::classify(name, bundleID, title, true);
+    const double t = round1(elapsed());
+    const QString label = kept ? app + QStringLiteral(" — ") + OCR::clip(*kept, 60) : app;
+    if (m_lastNoted && *m_lastNoted != label && onEvent)
+        onEvent(FeedItem::Kind::nowIn, label);
+    m_lastNoted = label;
+    m_q.async([this, app = app, kept = kept, t] {
+        m_frontApp = app;
+        m_frontPrivate = app == Privacy::privateApp;
+        if (!m_session->meta.apps)
+            m_session->meta.apps.emplace();
+        AppSpan::merge(*m_session->meta.apps, t, app, kept);
+    });
+}
+
+void Recorder::markCall(const QString& app) {
+    m_q.async([this, app] {
+        if (m_session->meta.callApp)
+            return;
+        m_session->meta.callApp = app;
+        slog(QStringLiteral("recording is a call: ") + app);
+    });
+}
+
+void Recorder::addPin(const QByteArray& jpeg, const QString& note, std::optional<double> t, bool textOnly) {
+    const double time = t.value_or(round1(elapsed()));
+    m_q.async([this, jpeg, note, time, textOnly] {
+        m_session->addPin(time, note, jpeg, false, textOnly);
+        m_session->save();
+    });
+}
+
+Recorder::LiveSnapshot Recorder::liveSnapshot(qsizetype since) const {
+    Q_ASSERT(since >= 0);
+    LiveSnapshot snapshot;
+    m_q.sync([&] {
+        const SessionMeta& meta = m_session->meta;
+        const QList<OcrEntry> ocr = meta.ocr.value_or(QList<OcrEntry>());
+        if (since < ocr.size())
+            snapshot.ocr = ocr.mid(since);
+        snapshot.ocrCount = ocr.size();
+        snapshot.apps = meta.apps.value_or(QList<AppSpan>());
+        snapshot.pins = meta.pins;
+        snapshot.kind = meta.effectiveKind();
+        snapshot.started = meta.started;
+        snapshot.meta = meta;
+    });
+    return snapshot;
+}
+
+void Recorder::settle() {
+    // Frames wait on the capture queue, their text on the text queue, which posts back to the capture queue.
+    m_q.sync([] {});
+    m_ocrQ.sync([] {});
+    m_q.sync([] {});
+    m_micQ.sync([] {});
+}
+
+Recorder::TrackStates Recorder::trackStates() const {
+    TrackStates states;
+    if (m_sysHealth)
+        states.system = m_sysHealth->state();
+    if (m_micHealth)
+        states.mic = m_micHealth->state();
+    return states;
+}
+
+// Capture queue, every few seconds while the recording runs.
+void Recorder::checkHealth() {
+    if (!m_streaming)
+        return;
+    const double now = m_sources.hostClock();
+    for (TrackHealth* health : {&*m_sysHealth, m_micHealth ? &*m_micHealth : nullptr}) {
+        if (!health)
+            continue;
+        if (const auto line = health->check(now))
+            slog(*line);
+    }
+    // A source that could not start, or whose server went away, gets another chance: the sound server may be
+    // back.
+    if (!m_systemRunning)
+        startSystemAudio();
+    if (m_withMic && !m_micRunning)
+        startMic();
+    m_q.after(healthInterval, [this] { checkHealth(); });
+}
+
+std::shared_ptr<Session> Recorder::stop() {
+    m_sources.frames.stop();
+    m_q.sync([this] {
+        m_streaming = false;
+        m_systemRunning = false;
+        m_micRunning = false;
+    });
+    m_sources.audio.stop(os::AudioSource::System);
+    m_sources.audio.stop(os::AudioSource::Mic);
+    const QDateTime ended = QDateTime::currentDateTimeUtc();
+
+    m_ocrQ.sync([] {});
+    // A pending pin is judged at once, with the levels at hand.
+    m_q.sync([this] { resolveAutoPin(); });
+    m_micQ.sync([this] { m_mic.close(); });
+    const double duration = round1(elapsed());
+    m_q.sync([this, duration] {
+        m_sys.close();
+        if (m_session->meta.apps && !m_session->meta.apps->isEmpty()) {
+            AppSpan& last = m_session->meta.apps->last();
+            last.end = std::max(last.end, duration);
+        }
+    });
+
+    std::optional<LevelTrack> mic, tab;
+    if (m_mic.hasAudio())
+        mic = levels(m_mic);
+    if (m_sys.hasAudio())
+        tab = levels(m_sys);
+    const Speaking::Spans spans = Speaking::spans(mic, tab);
+
+    QList<Mixer::Input> inputs;
+    if (tab)
+        inputs.append({m_sys.path(), tab->offset});
+    if (mic)
+        inputs.append({m_mic.path(), mic->offset});
+    std::optional<QString> audioFile;
+    if (!inputs.isEmpty()) {
+        try {
+            Mixer::mix(inputs, m_session->url(QStringLiteral("mixed.m4a")));
+            audioFile = QStringLiteral("mixed.m4a");
+        } catch (const AudioError& error) {
+            slog(QStringLiteral("mix failed: ") + error.text() + QStringLiteral("; falling back to one track"));
+            audioFile = QFileInfo(inputs.last().path).fileName();
+        }
+    }
+
+    m_q.sync([&] {
+        SessionMeta& meta = m_session->meta;
+        meta.ended = ended;
+        meta.levelsMic = spans.mic;
+        meta.levelsTab = spans.tab;
+        meta.micOk = m_micOk;
+        meta.audioFile = audioFile;
+        meta.kind = meta.fromCall || meta.callApp ? QStringLiteral("call") : QStringLiteral("session");
+        if (meta.kind == QLatin1String("call") && meta.app == QLatin1String("Screen") && meta.callApp)
+            meta.app = *meta.callApp;
+        m_session->save();
+        slog(QStringLiteral("recording stopped: %1, %2 ocr, %3 app spans, %4 shots, %5 pins, audio=%6 sys=%7s mic=%8s")
+                 .arg(meta.kind.value_or(QStringLiteral("?")))
+                 .arg(meta.ocr ? meta.ocr->size() : 0)
+                 .arg(meta.apps ? meta.apps->size() : 0)
+                 .arg(meta.shots.size())
+                 .arg(meta.pins.size())
+                 .arg(audioFile.value_or(QStringLiteral("none")), oneDecimal(m_sys.duration()),
+                      oneDecimal(m_mic.duration())));
+    });
+    return m_session;
+}
+
+void Recorder::onMain(std::function<void()> fn) {
+    if (QCoreApplication* app = QCoreApplication::instance())
+        QMetaObject::invokeMethod(app, std::move(fn), Qt::QueuedConnection);
+}

@@ -1,0 +1,336 @@
+#include "Tone.h"
+#include "recording/Frames.h"
+#include "recording/Recorder.h"
+#include "recording/TrackHealth.h"
+
+#include <QDir>
+#include <QPainter>
+#include <QTemporaryDir>
+#include <QTest>
+#include <map>
+#include <mutex>
+
+// The recorder's flows driven by hand: frames, sound and the clock come from the test, the text of a frame
+// from a table keyed by the colour at its centre.
+namespace {
+
+constexpr double startHost = 1000;
+
+class HandFrames final : public os::FrameStream {
+public:
+    QSize start(Receiver receiver) override {
+        m_receiver = std::move(receiver);
+        return {320, 180};
+    }
+    void stop() override { m_receiver = {}; }
+    void show(const QImage& image, bool complete = true) {
+        if (m_receiver.frame)
+            m_receiver.frame({image, complete});
+    }
+
+private:
+    Receiver m_receiver;
+};
+
+class HandAudio final : public os::AudioCapture {
+public:
+    std::vector<os::AudioSource> missing;
+
+    void start(os::AudioSource source, os::AudioReceiver receiver) override {
+        if (std::find(missing.begin(), missing.end(), source) != missing.end())
+            throw os::AudioCaptureError("no such device");
+        m_receivers[source] = std::move(receiver);
+    }
+    void stop(os::AudioSource source) override { m_receivers.erase(source); }
+    // One second of tone (or of zeros) from `at` on the host clock.
+    void play(os::AudioSource source, double at, double amplitude = 0.3) {
+        const Tone::Block block = Tone::make(Tone::mono48k(), 0, 48000, amplitude);
+        if (auto it = m_receivers.find(source); it != m_receivers.end())
+            it->second.buffer(block.buffer, at);
+    }
+
+private:
+    std::map<os::AudioSource, os::AudioReceiver> m_receivers;
+};
+
+// Reads a title line and a body line for each known colour at the centre of a frame.
+class TableRecognizer final : public os::TextRecognizer {
+public:
+    explicit TableRecognizer(std::map<QRgb, QStringList> table) : m_table(std::move(table)) {}
+    std::vector<os::TextLine> recognize(const QImage& image, Level) override {
+        const auto it = m_table.find(image.pixel(image.width() / 2, image.height() / 2));
+        if (it == m_table.end())
+            return {};
+        std::vector<os::TextLine> lines;
+        double top = 0.9;
+        for (const QString& text : it->second) {
+            // The first line is the tallest: the title.
+            const double height = lines.empty() ? 0.1 : 0.04;
+            lines.push_back({QRectF(0.1, top - height, 0.8, height), text});
+            top -= 0.2;
+        }
+        return lines;
+    }
+
+private:
+    std::map<QRgb, QStringList> m_table;
+};
+
+QImage solid(QColor colour) {
+    QImage image(320, 180, QImage::Format_RGB32);
+    image.fill(colour);
+    return image;
+}
+
+// White with a small dark box at the centre: the picture barely changes, its text may.
+QImage boxed() {
+    QImage image = solid(Qt::white);
+    QPainter(&image).fillRect(QRect(140, 78, 40, 25), QColor(40, 40, 40));
+    return image;
+}
+
+struct Rig {
+    QTemporaryDir dir;
+    std::map<QRgb, QStringList> texts;
+    std::atomic<double> now = startHost;
+    HandFrames frames;
+    HandAudio audio;
+    std::unique_ptr<OCR> ocr;
+    std::shared_ptr<Session> session;
+    std::unique_ptr<Recorder> recorder;
+
+    explicit Rig(std::map<QRgb, QStringList> table = {}, bool withMic = true) : texts(std::move(table)) {
+        ocr = std::make_unique<OCR>([this] { return std::make_unique<TableRecognizer>(texts); });
+        session = Session::create(QStringLiteral("Test"), QStringLiteral("Screen"), std::nullopt,
+                                  QDateTime::currentDateTimeUtc(), dir.path());
+        recorder = std::make_unique<Recorder>(session, Recorder::Sources{frames, audio, *ocr, [this] { return now.load(); }});
+        recorder->start(withMic);
+    }
+
+    void at(double t) { now = startHost + t; }
+    void show(double t, const QImage& image, bool complete = true) {
+        at(t);
+        frames.show(image, complete);
+        recorder->settle();
+    }
+    void talk(os::AudioSource source, double t) {
+        at(t + 1);
+        audio.play(source, startHost + t);
+        recorder->settle();
+    }
+};
+
+} // namespace
+
+Q_DECLARE_METATYPE(AppSpan)
+
+class TestRecorder : public QObject {
+    Q_OBJECT
+private slots:
+    void framesKeptAndDropped_data() {
+        QTest::addColumn<QString>("script"); // w/b/x: white, black, boxed; ! marks an incomplete frame
+        QTest::addColumn<QStringList>("boxedText");
+        QTest::addColumn<int>("shots");
+        const QStringList changed{QStringLiteral("Agenda"), QStringLiteral("Budget for the spring launch")};
+        const QStringList same{QStringLiteral("Agenda"), QStringLiteral("Welcome")};
+        QTest::newRow("a new picture is kept") << "0w 4b" << same << 2;
+        QTest::newRow("within the frame gate") << "0w 1b" << same << 1;
+        QTest::newRow("an incomplete frame") << "0w! 4b" << same << 1;
+        QTest::newRow("the same picture") << "0w 4w 8w" << same << 1;
+        QTest::newRow("a small change whose text changed") << "0w 4x" << changed << 2;
+        QTest::newRow("a small change whose text stayed") << "0w 4x" << same << 1;
+        QTest::newRow("text read again only after 4 s") << "0w 2x 4w" << changed << 2;
+    }
+    void framesKeptAndDropped() {
+        QFETCH(QString, script);
+        QFETCH(QStringList, boxedText);
+        QFETCH(int, shots);
+        Rig rig({{QColor(Qt::white).rgb(), {QStringLiteral("Agenda"), QStringLiteral("Welcome")}},
+                 {QColor(40, 40, 40).rgb(), boxedText}});
+        for (const QString& step : script.split(QLatin1Char(' '))) {
+            const QChar kind = step.at(step.size() - (step.endsWith(QLatin1Char('!')) ? 2 : 1));
+            const QImage image = kind == QLatin1Char('w') ? solid(Qt::white) : kind == QLatin1Char('b') ? solid(Qt::black) : boxed();
+            rig.show(10 + step.left(step.indexOf(kind)).toDouble(), image, !step.endsWith(QLatin1Char('!')));
+        }
+        QCOMPARE(rig.recorder->shotCount(), shots);
+        QCOMPARE(QDir(rig.session->url(QStringLiteral("shots"))).entryList(QDir::Files).size(), shots);
+    }
+
+    void autoPin_data() {
+        QTest::addColumn<QString>("secondTitle");
+        QTest::addColumn<int>("source"); // -1: nobody speaks
+        QTest::addColumn<double>("speechAt");
+        QTest::addColumn<bool>("pinned");
+        const auto mic = int(os::AudioSource::Mic), system = int(os::AudioSource::System);
+        QTest::newRow("new title, the user spoke") << "Hiring plan" << mic << 26.0 << true;
+        QTest::newRow("new title, the other side spoke") << "Hiring plan" << system << 36.0 << true;
+        QTest::newRow("new title, silence") << "Hiring plan" << -1 << 0.0 << false;
+        QTest::newRow("new title, speech 15 s before") << "Hiring plan" << mic << 14.0 << false;
+        QTest::newRow("the same title") << "Quarterly plan" << mic << 26.0 << false;
+    }
+    void autoPin() {
+        QFETCH(QString, secondTitle);
+        QFETCH(int, source);
+        QFETCH(double, speechAt);
+        QFETCH(bool, pinned);
+        Rig rig({{QColor(Qt::white).rgb(), {QStringLiteral("Quarterly plan"), QStringLiteral("Revenue")}},
+                 {QColor(Qt::black).rgb(), {secondTitle, QStringLiteral("Two engineers")}}});
+        rig.show(2, solid(Qt::white));
+        if (source >= 0 && speechAt < 30)
+            rig.talk(os::AudioSource(source), speechAt);
+        rig.show(30, solid(Qt::black));
+        if (source >= 0 && speechAt >= 30)
+            rig.talk(os::AudioSource(source), speechAt);
+        // Stopped before the check is due: the pending pin is judged at once.
+        const auto session = rig.recorder->stop();
+        QCOMPARE(session->meta.pins.size(), pinned ? 1 : 0);
+        if (pinned) {
+            QCOMPARE(session->meta.pins[0].t, 30.0);
+            QCOMPARE(session->meta.pins[0].note, Recorder::autoPinPrefix + secondTitle);
+            QCOMPARE(session->meta.pins[0].isAuto, true);
+        }
+    }
+
+    void slideChangesWhileAPinIsPendingMakeNoSecond() {
+        Rig rig({{QColor(Qt::white).rgb(), {QStringLiteral("Intro")}},
+                 {QColor(Qt::black).rgb(), {QStringLiteral("Roadmap")}},
+                 {QColor(Qt::blue).rgb(), {QStringLiteral("Budget")}}});
+        rig.show(2, solid(Qt::white));
+        rig.talk(os::AudioSource::Mic, 25);
+        rig.show(30, solid(Qt::black));
+        rig.show(90, solid(Qt::blue));
+        rig.talk(os::AudioSource::Mic, 92);
+        const auto session = rig.recorder->stop();
+        QCOMPARE(session->meta.pins.size(), 1);
+        QCOMPARE(session->meta.pins[0].t, 30.0);
+        QCOMPARE(session->meta.ocr->size(), 3);
+    }
+
+    void the182ndDistinctFrameIsNotKept() {
+        Rig rig;
+        for (int i = 0; i <= Frames::maxShots; ++i)
+            rig.show(2.0 * i, solid(i % 2 ? Qt::black : Qt::white));
+        QCOMPARE(rig.recorder->shotCount(), Frames::maxShots);
+        QCOMPARE(rig.recorder->stop()->meta.shots.size(), qsizetype(Frames::maxShots));
+    }
+
+    void aPrivateAppKeepsFramesButNoText() {
+        Rig rig({{QColor(Qt::white).rgb(), {QStringLiteral("Vault"), QStringLiteral("secret words")}},
+                 {QColor(Qt::black).rgb(), {QStringLiteral("Docs"), QStringLiteral("open words")}}});
+        rig.at(1);
+        rig.recorder->noteApp(QStringLiteral("1Password"), QStringLiteral("com.1password.1password"), QStringLiteral("Vault"));
+        rig.show(2, solid(Qt::white));
+        rig.at(10);
+        rig.recorder->noteApp(QStringLiteral("Firefox"), QStringLiteral("firefox"), QStringLiteral("Docs"));
+        rig.show(12, solid(Qt::black));
+        const auto session = rig.recorder->stop();
+        QCOMPARE(session->meta.shots.size(), 2);
+        QCOMPARE(session->meta.apps->first(), (AppSpan{1, 10, QStringLiteral("(private)"), std::nullopt}));
+        QCOMPARE(session->meta.ocr->size(), 1);
+        QCOMPARE(session->meta.ocr->first().app, QStringLiteral("Firefox"));
+    }
+
+    void appSpans_data() {
+        QTest::addColumn<QString>("title");
+        QTest::addColumn<double>("t");
+        QTest::addColumn<QList<AppSpan>>("spans");
+        const AppSpan first{10, 12, QStringLiteral("Slack"), QStringLiteral("general")};
+        QTest::newRow("same app within the gap") << "general" << 18.0 << QList<AppSpan>{{10, 18, first.app, first.title}};
+        QTest::newRow("after an idle gap") << "general" << 18.5
+                                           << QList<AppSpan>{{10, 18.5, first.app, first.title}, {18.5, 18.5, first.app, first.title}};
+        QTest::newRow("a new title") << "random" << 14.0
+                                     << QList<AppSpan>{{10, 14, first.app, first.title}, {14, 14, first.app, QStringLiteral("random")}};
+    }
+    void appSpans() {
+        QFETCH(QString, title);
+        QFETCH(double, t);
+        QFETCH(QList<AppSpan>, spans);
+        QList<AppSpan> merged{{10, 12, QStringLiteral("Slack"), QStringLiteral("general")}};
+        AppSpan::merge(merged, t, QStringLiteral("Slack"), title);
+        QCOMPARE(merged, spans);
+    }
+
+    void theFirstCallAppStays() {
+        Rig rig;
+        rig.recorder->markCall(QStringLiteral("Zoom"));
+        rig.recorder->markCall(QStringLiteral("Microsoft Teams"));
+        const auto session = rig.recorder->stop();
+        QCOMPARE(session->meta.callApp, QStringLiteral("Zoom"));
+        QCOMPARE(session->meta.kind, QStringLiteral("call"));
+        QCOMPARE(session->meta.app, QStringLiteral("Zoom"));
+    }
+
+    void audioOfTheSession_data() {
+        QTest::addColumn<bool>("micMissing");
+        QTest::addColumn<bool>("systemHeard");
+        QTest::addColumn<bool>("micOk");
+        QTest::addColumn<QString>("audioFile");
+        QTest::newRow("nothing heard") << false << false << true << QString();
+        QTest::newRow("no microphone, the other side heard") << true << true << false << "mixed.m4a";
+    }
+    void audioOfTheSession() {
+        QFETCH(bool, micMissing);
+        QFETCH(bool, systemHeard);
+        QFETCH(bool, micOk);
+        QFETCH(QString, audioFile);
+        QTemporaryDir dir;
+        std::atomic<double> now = startHost;
+        HandFrames frames;
+        HandAudio audio;
+        if (micMissing)
+            audio.missing.push_back(os::AudioSource::Mic);
+        OCR ocr([] { return std::make_unique<TableRecognizer>(std::map<QRgb, QStringList>{}); });
+        Recorder recorder(Session::create(QStringLiteral("Test"), QStringLiteral("Screen"), std::nullopt,
+                                          QDateTime::currentDateTimeUtc(), dir.path()),
+                          {frames, audio, ocr, [&] { return now.load(); }});
+        recorder.start(true);
+        if (systemHeard) {
+            for (int second = 0; second < 3; ++second)
+                audio.play(os::AudioSource::System, startHost + second);
+        }
+        now = startHost + 3;
+        const auto session = recorder.stop();
+        QCOMPARE(session->meta.micOk, micOk);
+        QCOMPARE(session->meta.audioFile.value_or(QString()), audioFile);
+        QCOMPARE(QFileInfo::exists(session->url(QStringLiteral("mixed.m4a"))), !audioFile.isEmpty());
+    }
+
+    void trackHealth_data() {
+        QTest::addColumn<QString>("events"); // seconds, then s: sound, z: zeros, c: check
+        QTest::addColumn<QStringList>("lines");
+        QTest::addColumn<int>("state");
+        QTest::newRow("sound keeps it quiet") << "5s 10c 15s 20c" << QStringList{} << int(TrackHealth::State::Sound);
+        QTest::newRow("no buffers, told once") << "10c 20c" << QStringList{QStringLiteral("track mic silent for 10 s")}
+                                               << int(TrackHealth::State::NoBuffers);
+        QTest::newRow("zeros for a minute") << "5s 10z 15z 20z 25z 30z 35z 40z 45z 50z 55z 60c 60z 65c 65z 70c"
+                                            << QStringList{QStringLiteral("track mic silent for 60 s")}
+                                            << int(TrackHealth::State::OnlyZeros);
+        QTest::newRow("recovers when sound comes back")
+            << "10c 15s 20c"
+            << QStringList{QStringLiteral("track mic silent for 10 s"), QStringLiteral("track mic recovered after 15 s")}
+            << int(TrackHealth::State::Sound);
+        QTest::newRow("zeros after no buffers are no recovery")
+            << "10c 15z 20c" << QStringList{QStringLiteral("track mic silent for 10 s")} << int(TrackHealth::State::OnlyZeros);
+    }
+    void trackHealth() {
+        QFETCH(QString, events);
+        QFETCH(QStringList, lines);
+        QFETCH(int, state);
+        TrackHealth health(QStringLiteral("mic"), 0);
+        QStringList logged;
+        for (const QString& event : events.split(QLatin1Char(' '))) {
+            const double at = event.chopped(1).toDouble();
+            if (event.endsWith(QLatin1Char('c'))) {
+                if (const auto line = health.check(at))
+                    logged << *line;
+            } else {
+                health.heard(at, event.endsWith(QLatin1Char('z')));
+            }
+        }
+        QCOMPARE(logged, lines);
+        QCOMPARE(int(health.state()), state);
+    }
+};
+
+QTEST_GUILESS_MAIN(TestRecorder)
+#include "tst_recorder.moc"
