@@ -11,6 +11,7 @@
 #include <QCoreApplication>
 #include <QFileInfo>
 #include <algorithm>
+#include <chrono>
 #include <cmath>
 
 namespace {
@@ -163,6 +164,13 @@ void Recorder::onSystemAudio(const AudioCopy& copy, double at) {
 }
 
 void Recorder::onFrame(os::ScreenFrame frame) {
+    const auto began = std::chrono::steady_clock::now();
+    keepFrame(frame);
+    if (onFrameTick)
+        onFrameTick(std::chrono::duration<double>(std::chrono::steady_clock::now() - began).count());
+}
+
+void Recorder::keepFrame(const os::ScreenFrame& frame) {
     if (m_shotCount >= Frames::maxShots || !frame.complete || frame.image.isNull())
         return;
     const double now = m_sources.hostClock();

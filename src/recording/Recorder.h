@@ -98,6 +98,8 @@ public:
     std::function<void(const AudioBuffer&)> onMicBuffer;
     // The microphone's level for the meter (RMS of a sample of the buffer). Capture thread.
     std::function<void(float)> onMicLevel;
+    // Seconds the capture queue spent on each frame, for measurement. Capture queue.
+    std::function<void(double)> onFrameTick;
     // Lines for the recording panel's feed. Main thread.
     std::function<void(FeedItem::Kind, const QString&)> onEvent;
     std::atomic<bool> autoPinOn = true;
@@ -116,6 +118,7 @@ private:
     void onMicAudio(const AudioBuffer& buffer, double at);
     void onSystemAudio(const AudioCopy& copy, double at);
     void onFrame(os::ScreenFrame frame);
+    void keepFrame(const os::ScreenFrame& frame);
     // The decision on a frame that passed the gates: nothing when it is dropped, else whether the change is strong.
     std::optional<bool> keeps(const QImage& image, const std::vector<float>& sig, const QByteArray& fine, double now,
                               std::optional<QString>& fastText);
