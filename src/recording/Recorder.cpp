@@ -35,9 +35,17 @@ Recorder::Recorder(std::shared_ptr<Session> session, Sources sources)
     : m_session(std::move(session)), m_sources(std::move(sources)), m_mic(m_session->url(QStringLiteral("mic.m4a"))),
       m_sys(m_session->url(QStringLiteral("system.m4a"))) {}
 
-Recorder::~Recorder() {
-    // Without a stop the callbacks must end before the object does; the tracks stay as the recovery finds them.
+// Without a stop the callbacks must still end before the object does; the tracks stay as the recovery finds them.
+Recorder::~Recorder() { endCapture(); }
+
+void Recorder::endCapture() {
     m_sources.frames.stop();
+    // On the capture queue, so that no restart of a source runs after this.
+    m_q.sync([this] {
+        m_streaming = false;
+        m_systemRunning = false;
+        m_micRunning = false;
+    });
     m_sources.audio.stop(os::AudioSource::System);
     m_sources.audio.stop(os::AudioSource::Mic);
 }
@@ -374,14 +382,7 @@ void Recorder::checkHealth() {
 }
 
 std::shared_ptr<Session> Recorder::stop() {
-    m_sources.frames.stop();
-    m_q.sync([this] {
-        m_streaming = false;
-        m_systemRunning = false;
-        m_micRunning = false;
-    });
-    m_sources.audio.stop(os::AudioSource::System);
-    m_sources.audio.stop(os::AudioSource::Mic);
+    endCapture();
     const QDateTime ended = QDateTime::currentDateTimeUtc();
 
     m_ocrQ.sync([] {});

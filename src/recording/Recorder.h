@@ -111,6 +111,8 @@ private:
         QByteArray jpeg;
     };
 
+    // Stops the frames and both sources; no callback runs after it.
+    void endCapture();
     void startSystemAudio();
     void startMic();
     void restartMic();
