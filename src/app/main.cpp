@@ -2,6 +2,7 @@
 #include "app/Arguments.h"
 #include "app/IconSet.h"
 #include "app/Previews.h"
+#include "app/RecTest.h"
 #include "app/SelfTest.h"
 #include "app/Services.h"
 #include "app/SingleCopy.h"
@@ -56,10 +57,12 @@ int main(int argc, char** argv) {
         Previews::render(mode.dir);
         return 0;
     }
-    case EntryMode::RecTest:
-        slog(QStringLiteral("rec-test FAILED: this build has no recorder yet"));
-        slogFlush();
-        return 1;
+    case EntryMode::RecTest: {
+        // Frames go to JPEG through Qt's image plugins, which need an application object but no window.
+        QCoreApplication app(argc, argv);
+        qInstallMessageHandler(toLog);
+        return RecTest::run(mode.seconds);
+    }
     case EntryMode::Application:
         break;
     }

@@ -6,11 +6,13 @@
 #include "server/Settings.h"
 #include "support/Await.h"
 #include "support/LocalPlatform.h"
+#include "RequiredServices.h"
 
 #include <QDir>
 #include <QFile>
 #include <QImage>
 #include <QProcess>
+#include <QRegularExpression>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -101,6 +103,31 @@ private slots:
         QVERIFY(p.waitForFinished(60000));
         QVERIFY2(p.exitCode() == 0, qPrintable(log()));
         QVERIFY(log().contains(QStringLiteral("selftest: 4 of 4 checks passed")));
+    }
+
+    void recTest_data() {
+        QTest::addColumn<bool>("display");
+        QTest::newRow("on the screen") << true;
+        QTest::newRow("without a display") << false;
+    }
+    void recTest() {
+        QFETCH(bool, display);
+        if (display)
+            REQUIRE_SERVICE(!qEnvironmentVariableIsEmpty("DISPLAY"), "an X display");
+        QProcess p;
+        QProcessEnvironment env = environment();
+        env.insert(QStringLiteral("TMPDIR"), m_home->path());
+        if (!display)
+            env.remove(QStringLiteral("DISPLAY"));
+        p.setProcessEnvironment(env);
+        p.start(QStringLiteral(ORVANE_BINARY), {QStringLiteral("--rec-test"), QStringLiteral("3")});
+        QVERIFY(p.waitForFinished(60000));
+        QCOMPARE(p.exitCode(), display ? 0 : 1);
+        const QRegularExpression ok(QStringLiteral("rec-test OK: 3 s recorded and stopped, ([1-9][0-9]*) screenshots, [0-9]+ KB"));
+        QVERIFY2(ok.match(log()).hasMatch() == display, qPrintable(log()));
+        QVERIFY(log().contains(QStringLiteral("rec-test FAILED: ")) != display);
+        // The scratch folder is gone either way.
+        QVERIFY(!QFileInfo::exists(m_home->filePath(QStringLiteral("orvane-rectest"))));
     }
 
     void secondCopyExits() { secondCopyGivesWay(false); }

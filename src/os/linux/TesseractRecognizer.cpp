@@ -96,9 +96,10 @@ struct TesseractRecognizer::Engine {
         api = lib.create();
         // Fast mode goes without the word lists (read at load time, they steer every line) and without the
         // second reading of each doubtful line as inverted text.
+        // Its chatter ("Empty page!!" for every frame without text) would go to our standard error.
         const char* flag = level == Level::fast ? "0" : "1";
-        const char* names[] = {"load_system_dawg", "load_freq_dawg", "tessedit_do_invert"};
-        const char* values[] = {flag, flag, flag};
+        const char* names[] = {"load_system_dawg", "load_freq_dawg", "tessedit_do_invert", "debug_file"};
+        const char* values[] = {flag, flag, flag, "/dev/null"};
         if (lib.init(api, nullptr, "eng", tesseract::OEM_LSTM_ONLY, nullptr, 0, const_cast<char**>(names),
                      const_cast<char**>(values), std::size(names), false) != 0) {
             error = QStringLiteral("cannot load the English model eng.traineddata (package tesseract-ocr-eng)");
