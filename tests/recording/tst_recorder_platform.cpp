@@ -1,24 +1,50 @@
 #include "RequiredServices.h"
+#include "SlideWindow.h"
 #include "Speech.h"
+#include "support/Slides.h"
 #include "core/Log.h"
 #include "core/Paths.h"
 #include "os/linux/Backends.h"
 #include "recording/LevelReader.h"
 #include "recording/Mixer.h"
 #include "recording/Recorder.h"
+#include "recording/Recovery.h"
 #include "recording/Speaking.h"
 
+#include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QGuiApplication>
 #include <QProcess>
+#include <QRandomGenerator>
 #include <QTemporaryDir>
 #include <QTest>
 #include <algorithm>
+#include <csignal>
+#include <map>
 
 namespace {
 
 bool soundServerRuns() { return QProcess::execute(QStringLiteral("pactl"), {QStringLiteral("info")}) == 0; }
+
+bool xServerRuns() { return SlideWindow().open(); }
+
+// Grounds far apart, as slides of different layouts are: each change of slide is a visual one.
+const QList<QColor> grounds{Qt::white, QColor(250, 220, 150), QColor(170, 200, 240)};
+
+QImage slide(const QString& title, qsizetype number, QSize size) {
+    return Slides::draw({{title, 72}, {QStringLiteral("First point of slide %1").arg(number + 1), 40},
+                         {QStringLiteral("Second point, with more words"), 40}},
+                        size, grounds[number % grounds.size()]);
+}
+
+// Keeps `window` painted until the monotonic time `until`.
+void present(SlideWindow& window, double until) {
+    while (os::monotonicSeconds() < until) {
+        window.keepPainted();
+        QTest::qWait(100);
+    }
+}
 
 QString pactl(const QStringList& arguments) {
     QProcess process;
@@ -205,6 +231,104 @@ private slots:
         QVERIFY2(mic >= elapsed - 1,
                  qPrintable(QStringLiteral("the mic track lasts %1 s of %2 s").arg(mic).arg(elapsed)));
         QVERIFY(!log.text().contains(QStringLiteral("mic start failed")));
+    }
+
+    // A recording killed at a random moment leaves a folder that the next start recovers: the sound up to about
+    // the last second, and every shot that reached the disk.
+    void aKilledRecordingIsRecovered() {
+        REQUIRE_SERVICE(soundServerRuns(), "a PulseAudio daemon");
+        REQUIRE_SERVICE(xServerRuns(), "an X server");
+        SlideWindow window;
+        QVERIFY(window.open());
+        window.show(slide(QStringLiteral("Before the crash"), 0, window.size()));
+        QTemporaryDir base;
+        const Playing other("orvane_speaker", true);
+        const Playing you("orvane_mic_in", true);
+        QProcess victim;
+        victim.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+        victim.start(QStringLiteral(REC_VICTIM), {base.path()});
+        // "recording <monotonic zero of the timeline>" and "mic <timeline seconds of the first buffer>".
+        std::map<QByteArray, double> said;
+        while (said.size() < 2 && victim.waitForReadyRead(10000)) {
+            while (victim.canReadLine()) {
+                const QList<QByteArray> words = victim.readLine().trimmed().split(' ');
+                if (words.size() == 2)
+                    said[words[0]] = words[1].toDouble();
+            }
+        }
+        QVERIFY2(said.count("recording") && said.count("mic"), "the recording did not start with the microphone");
+        const double startedHost = said["recording"];
+
+        const double killAfter = 3 + QRandomGenerator::global()->bounded(5.0);
+        qInfo("killed %.1f s into the recording", killAfter);
+        // A new slide every two seconds: shots that meta.json does not name until the recording's next save.
+        for (qsizetype i = 1; os::monotonicSeconds() < startedHost + killAfter; ++i) {
+            window.show(slide(QStringLiteral("Slide %1 before the crash").arg(i), i, window.size()));
+            present(window, std::min(os::monotonicSeconds() + 2, startedHost + killAfter));
+        }
+        ::kill(pid_t(victim.processId()), SIGKILL);
+        const double killedAt = os::monotonicSeconds() - startedHost;
+        QVERIFY(victim.waitForFinished(5000));
+
+        const QStringList recovered = Recovery::recoverInterrupted(base.path());
+        QCOMPARE(recovered.size(), 1);
+        const auto session = Session::load(base.filePath(recovered[0]));
+        QVERIFY(session);
+        const SessionMeta& meta = session->meta;
+        QVERIFY(meta.ended);
+        QCOMPARE(meta.lastError, QStringLiteral("the session was interrupted"));
+        QVERIFY(meta.audioFile);
+        QVERIFY(loudest(session->url(*meta.audioFile)) > Speaking::tabThreshold);
+        // The microphone's track on disk reaches to within a fragment of the kill.
+        const double micEnd = said["mic"] + Mixer::duration(session->url(QStringLiteral("mic.m4a")));
+        QVERIFY2(micEnd >= killedAt - 1.5 && micEnd <= killedAt + 0.5,
+                 qPrintable(QStringLiteral("the mic track ends at %1 s, killed at %2 s").arg(micEnd).arg(killedAt)));
+
+        // Every shot on disk is listed, and every listed one is there: the first at the start and one for about
+        // every slide after it.
+        const QStringList onDisk =
+            QDir(session->url(QStringLiteral("shots"))).entryList({QStringLiteral("*.jpg")}, QDir::Files, QDir::Name);
+        QVERIFY2(onDisk.size() >= 2, qPrintable(onDisk.join(QLatin1Char(' '))));
+        QStringList listed;
+        for (const ShotMeta& shot : meta.shots) {
+            listed.append(QFileInfo(shot.file).fileName());
+            QVERIFY(shot.t >= 0 && shot.t <= killedAt + 1);
+        }
+        QCOMPARE(listed, onDisk);
+    }
+
+    // Slides shown by another program are kept once each, and their text is read.
+    void slidesAreKeptAndRead() {
+        REQUIRE_SERVICE(xServerRuns(), "an X server");
+        SlideWindow window;
+        QVERIFY(window.open());
+        const QStringList titles{QStringLiteral("Quarterly revenue review"), QStringLiteral("Hiring plan for spring"),
+                                 QStringLiteral("Roadmap and open questions")};
+        window.show(slide(titles[0], 0, window.size()));
+        QTemporaryDir dir;
+        const std::unique_ptr<os::FrameStream> frames = os::linux_backends::makeFrameStream();
+        const std::unique_ptr<os::AudioCapture> audio = os::linux_backends::makeAudioCapture();
+        OCR ocr([] { return os::linux_backends::makeTextRecognizer(); });
+        const auto session = Session::create(QStringLiteral("Slides"), QStringLiteral("Screen"), std::nullopt,
+                                             QDateTime::currentDateTimeUtc(), dir.path());
+        Recorder recorder(session, {*frames, *audio, ocr});
+        recorder.start(false);
+        for (qsizetype i = 0; i < titles.size(); ++i) {
+            if (i > 0)
+                window.show(slide(titles[i], i, window.size()));
+            // Two frames of each slide at the stream's pace of one every two seconds.
+            present(window, os::monotonicSeconds() + 4.2);
+        }
+        recorder.stop();
+
+        // One shot per slide; a frame taken while a slide was half painted may add one.
+        const qsizetype shots = session->meta.shots.size();
+        QVERIFY2(shots >= titles.size() && shots <= titles.size() + 1, qPrintable(QString::number(shots)));
+        const QList<OcrEntry> read = session->meta.ocr.value_or(QList<OcrEntry>());
+        for (const QString& title : titles)
+            QVERIFY2(std::any_of(read.begin(), read.end(),
+                                 [&](const OcrEntry& entry) { return entry.text.contains(title, Qt::CaseInsensitive); }),
+                     qPrintable(title + QStringLiteral(" not read")));
     }
 };
 
