@@ -2,12 +2,15 @@
 
 #include "core/Log.h"
 #include "recording/AudioError.h"
+#include "recording/Frames.h"
 #include "recording/LevelReader.h"
 #include "recording/Session.h"
 
 #include <QDir>
 #include <QDirIterator>
 #include <QFileInfo>
+#include <algorithm>
+#include <cmath>
 
 namespace Recovery {
 namespace {
@@ -36,6 +39,27 @@ bool readable(const QString& path) {
     }
 }
 
+// The recorder keeps a frame the moment it writes it, but names it in meta.json only at the next save, so the
+// shots of the last minutes may be on disk alone. Each is timed by its file; one that can't be read stays out.
+void listUnsavedShots(Session& session) {
+    QList<ShotMeta>& shots = session.meta.shots;
+    const QStringList names =
+        QDir(session.url(QStringLiteral("shots"))).entryList({QStringLiteral("*.jpg")}, QDir::Files, QDir::Name);
+    for (const QString& name : names) {
+        const QString file = QStringLiteral("shots/") + name;
+        if (std::any_of(shots.begin(), shots.end(), [&](const ShotMeta& shot) { return shot.file == file; }))
+            continue;
+        const QString path = session.url(file);
+        if (!Frames::load(path)) {
+            slog(QStringLiteral("recovery: unreadable shot ") + file);
+            continue;
+        }
+        const qint64 ms = session.meta.started.msecsTo(QFileInfo(path).lastModified());
+        shots.append({std::round(std::max(double(ms) / 1000, 0.0)), file});
+    }
+    std::stable_sort(shots.begin(), shots.end(), [](const ShotMeta& a, const ShotMeta& b) { return a.t < b.t; });
+}
+
 } // namespace
 
 QStringList recoverInterrupted(const QString& base) {
@@ -55,6 +79,7 @@ QStringList recoverInterrupted(const QString& base) {
                 break;
             }
         }
+        listUnsavedShots(*session);
         meta.lastError = QStringLiteral("the session was interrupted");
         session->save();
         slog(QStringLiteral("recovered interrupted recording ") + name);

@@ -1,4 +1,5 @@
 #include "Tone.h"
+#include "recording/Frames.h"
 #include "recording/MonoWriter.h"
 #include "recording/Recovery.h"
 #include "recording/Session.h"
@@ -73,6 +74,26 @@ private slots:
         QCOMPARE(back->meta.audioFile, QStringLiteral("mic.m4a"));
         QCOMPARE(back->meta.lastError, QStringLiteral("the session was interrupted"));
         QCOMPARE(Session::pending(m_tmp->path()).size(), 1);
+    }
+
+    // meta.json names a shot only when it is next saved: those kept after that are found on disk, timed by
+    // their files; one whose write was cut short stays out.
+    void shotsAfterTheLastSaveAreListed() {
+        QImage image(64, 36, QImage::Format_RGB32);
+        image.fill(Qt::darkCyan);
+        const std::optional<QByteArray> jpeg = Frames::jpeg(image);
+        QVERIFY(jpeg);
+        auto s = interrupted();
+        s->addShot(4, *jpeg);
+        s->save();
+        s->addShot(30, *jpeg);
+        s->addShot(32, jpeg->left(8));
+        dateAll(s->dir, started.addSecs(10));
+        touch(s->url(QStringLiteral("shots/001.jpg")), started.addSecs(31));
+
+        Recovery::recoverInterrupted(m_tmp->path());
+        const QList<ShotMeta> expected{{4, QStringLiteral("shots/000.jpg")}, {31, QStringLiteral("shots/001.jpg")}};
+        QCOMPARE(Session::load(s->dir)->meta.shots, expected);
     }
 
     void filesOlderThanTheStartEndOneSecondLater() {

@@ -1,0 +1,341 @@
+#include "RequiredServices.h"
+#include "SlideWindow.h"
+#include "Speech.h"
+#include "support/Slides.h"
+#include "core/Log.h"
+#include "core/Paths.h"
+#include "os/linux/Backends.h"
+#include "recording/LevelReader.h"
+#include "recording/Mixer.h"
+#include "recording/Recorder.h"
+#include "recording/Recovery.h"
+#include "recording/Speaking.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QGuiApplication>
+#include <QProcess>
+#include <QRandomGenerator>
+#include <QTemporaryDir>
+#include <QTest>
+#include <algorithm>
+#include <csignal>
+#include <map>
+
+namespace {
+
+bool soundServerRuns() { return QProcess::execute(QStringLiteral("pactl"), {QStringLiteral("info")}) == 0; }
+
+bool xServerRuns() { return SlideWindow().open(); }
+
+// Grounds far apart, as slides of different layouts are: each change of slide is a visual one.
+const QList<QColor> grounds{Qt::white, QColor(250, 220, 150), QColor(170, 200, 240)};
+
+QImage slide(const QString& title, qsizetype number, QSize size) {
+    return Slides::draw({{title, 72}, {QStringLiteral("First point of slide %1").arg(number + 1), 40},
+                         {QStringLiteral("Second point, with more words"), 40}},
+                        size, grounds[number % grounds.size()]);
+}
+
+// Keeps `window` painted until the monotonic time `until`.
+void present(SlideWindow& window, double until) {
+    while (os::monotonicSeconds() < until) {
+        window.keepPainted();
+        QTest::qWait(100);
+    }
+}
+
+QString pactl(const QStringList& arguments) {
+    QProcess process;
+    process.start(QStringLiteral("pactl"), arguments);
+    process.waitForFinished();
+    return QString::fromUtf8(process.readAllStandardOutput()).trimmed();
+}
+
+// For the recordings that are about sound: a screen that starts and never shows a frame.
+class NoFrames final : public os::FrameStream {
+public:
+    QSize start(Receiver) override { return {1920, 1080}; }
+    void stop() override {}
+};
+
+// A recorder on the real sound server, recording into a folder of its own.
+struct AudioRig {
+    QTemporaryDir dir;
+    NoFrames frames;
+    std::unique_ptr<os::AudioCapture> audio = os::linux_backends::makeAudioCapture();
+    OCR ocr{[] { return os::linux_backends::makeTextRecognizer(); }};
+    std::shared_ptr<Session> session =
+        Session::create(QStringLiteral("Platform"), QStringLiteral("Screen"), std::nullopt,
+                        QDateTime::currentDateTimeUtc(), dir.path());
+    Recorder recorder{session, {frames, *audio, ocr}};
+
+    // Seconds on the recording's timeline of a monotonic time.
+    double timeline(double monotonic) const { return monotonic - recorder.startedHost(); }
+};
+
+// The log lines written since it was made.
+class LogWatch {
+public:
+    LogWatch() : m_from(size()) {}
+    QString text() const {
+        QFile file(Paths::logFile());
+        if (!file.open(QIODevice::ReadOnly) || !file.seek(m_from))
+            return {};
+        return QString::fromUtf8(file.readAll());
+    }
+
+private:
+    static qint64 size() {
+        slogFlush();
+        return QFileInfo(Paths::logFile()).size();
+    }
+    const qint64 m_from;
+};
+
+QString spansText(const QList<Span>& spans) {
+    QStringList parts;
+    for (const Span& span : spans)
+        parts.append(QStringLiteral("%1-%2").arg(span.t).arg(span.end));
+    return parts.join(QLatin1Char(' '));
+}
+
+// The one span of `spans`, which must lie where the speech was, give or take half a second: the levels are
+// measured in windows of a quarter of a second.
+void expectOneSpan(const QList<Span>& spans, double from, double to) {
+    QVERIFY2(spans.size() == 1, qPrintable(QStringLiteral("spans: %1").arg(spansText(spans))));
+    QVERIFY2(std::abs(spans[0].t - from) <= 0.5 && std::abs(spans[0].end - to) <= 0.5,
+             qPrintable(QStringLiteral("span %1 for speech %2-%3").arg(spansText(spans)).arg(from).arg(to)));
+}
+
+float loudest(const QString& track) {
+    const QList<float> levels = LevelReader::levels(track);
+    return levels.isEmpty() ? 0.0f : *std::max_element(levels.begin(), levels.end());
+}
+
+// A second microphone that hears the same input as "orvane_mic", so that tests running meanwhile hear the
+// same; the default source is "orvane_mic" again when it goes.
+class SpareMic {
+public:
+    static inline const QString name = QStringLiteral("orvane_recorder_spare_mic");
+
+    SpareMic()
+        : m_module(pactl({QStringLiteral("load-module"), QStringLiteral("module-remap-source"),
+                          QStringLiteral("master=orvane_mic_in.monitor"), QStringLiteral("source_name=") + name})) {}
+    ~SpareMic() {
+        pactl({QStringLiteral("set-default-source"), QStringLiteral("orvane_mic")});
+        unplug();
+    }
+    SpareMic(const SpareMic&) = delete;
+    SpareMic& operator=(const SpareMic&) = delete;
+
+    bool loaded() const { return !m_module.isEmpty(); }
+    void makeDefault() { pactl({QStringLiteral("set-default-source"), name}); }
+    void unplug() {
+        if (loaded())
+            pactl({QStringLiteral("unload-module"), m_module});
+        m_module.clear();
+    }
+
+private:
+    QString m_module;
+};
+
+} // namespace
+
+// The recorder against the test environment's PulseAudio daemon: "orvane_speaker" is what the computer plays
+// (the other side), "orvane_mic" the microphone, which hears what is played into "orvane_mic_in" (you).
+class TestRecorderPlatform : public QObject {
+    Q_OBJECT
+
+private slots:
+    void speechOnBothSidesIsMixed() {
+        REQUIRE_SERVICE(soundServerRuns(), "a PulseAudio daemon");
+        AudioRig rig;
+        rig.recorder.start(true);
+        QVERIFY(rig.recorder.micOk());
+
+        constexpr double talk = 2;
+        double other = 0, you = 0;
+        {
+            Speech speaker("orvane_speaker");
+            other = rig.timeline(speaker.speak(talk));
+        }
+        {
+            Speech microphone("orvane_mic_in");
+            you = rig.timeline(microphone.speak(talk));
+        }
+        // The capture hands buffers on every few tens of milliseconds.
+        QTest::qWait(300);
+        const auto session = rig.recorder.stop();
+
+        const SessionMeta& meta = session->meta;
+        QCOMPARE(meta.audioFile, QStringLiteral("mixed.m4a"));
+        QVERIFY(QFileInfo::exists(session->url(QStringLiteral("mixed.m4a"))));
+        QVERIFY(meta.micOk);
+        QVERIFY(loudest(session->url(QStringLiteral("system.m4a"))) > Speaking::tabThreshold);
+        QVERIFY(loudest(session->url(QStringLiteral("mic.m4a"))) > Speaking::micThreshold);
+        expectOneSpan(meta.levelsTab, other, other + talk);
+        expectOneSpan(meta.levelsMic, you, you + talk);
+        const double mixed = Mixer::duration(session->url(QStringLiteral("mixed.m4a")));
+        QVERIFY2(mixed >= you + talk, qPrintable(QStringLiteral("the mix lasts %1 s").arg(mixed)));
+    }
+
+    // The microphone follows the sound server: a new default source, or the device unplugged, restarts it,
+    // and the track goes on with the time between as silence.
+    void aChangedMicrophoneRestarts_data() {
+        QTest::addColumn<bool>("unplug");
+        QTest::newRow("another default source") << false;
+        QTest::newRow("the microphone unplugged") << true;
+    }
+    void aChangedMicrophoneRestarts() {
+        REQUIRE_SERVICE(soundServerRuns(), "a PulseAudio daemon");
+        QFETCH(bool, unplug);
+        SpareMic spare;
+        QVERIFY(spare.loaded());
+        if (unplug)
+            spare.makeDefault();
+        // An idle null sink hands its monitor's first samples over only after seconds: a sink that plays has
+        // the microphone deliver within a second of the start.
+        const Playing hush("orvane_mic_in", false);
+        QTest::qWait(1000);
+        AudioRig rig;
+        const LogWatch log;
+        rig.recorder.start(true);
+        QVERIFY(rig.recorder.micOk());
+        QTest::qWait(1000);
+
+        if (unplug)
+            spare.unplug();
+        else
+            spare.makeDefault();
+        QTRY_VERIFY_WITH_TIMEOUT(log.text().contains(QStringLiteral("audio configuration changed: restarting mic")),
+                                 5000);
+        QVERIFY(rig.recorder.micOk());
+        // What was said after the restart is on the track, where it was said.
+        constexpr double talk = 1.5;
+        double you = 0;
+        {
+            Speech microphone("orvane_mic_in");
+            you = rig.timeline(microphone.speak(talk));
+        }
+        QTest::qWait(300);
+        const double elapsed = rig.recorder.elapsed();
+        const auto session = rig.recorder.stop();
+
+        QVERIFY(session->meta.micOk);
+        expectOneSpan(session->meta.levelsMic, you, you + talk);
+        // The time the microphone was away is silence on its one track, which goes on to the stop.
+        const double mic = Mixer::duration(session->url(QStringLiteral("mic.m4a")));
+        QVERIFY2(mic >= elapsed - 1,
+                 qPrintable(QStringLiteral("the mic track lasts %1 s of %2 s").arg(mic).arg(elapsed)));
+        QVERIFY(!log.text().contains(QStringLiteral("mic start failed")));
+    }
+
+    // A recording killed at a random moment leaves a folder that the next start recovers: the sound up to about
+    // the last second, and every shot that reached the disk.
+    void aKilledRecordingIsRecovered() {
+        REQUIRE_SERVICE(soundServerRuns(), "a PulseAudio daemon");
+        REQUIRE_SERVICE(xServerRuns(), "an X server");
+        SlideWindow window;
+        QVERIFY(window.open());
+        window.show(slide(QStringLiteral("Before the crash"), 0, window.size()));
+        QTemporaryDir base;
+        const Playing other("orvane_speaker", true);
+        const Playing you("orvane_mic_in", true);
+        QProcess victim;
+        victim.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+        victim.start(QStringLiteral(REC_VICTIM), {base.path()});
+        // "recording <monotonic zero of the timeline>" and "mic <timeline seconds of the first buffer>".
+        std::map<QByteArray, double> said;
+        while (said.size() < 2 && victim.waitForReadyRead(10000)) {
+            while (victim.canReadLine()) {
+                const QList<QByteArray> words = victim.readLine().trimmed().split(' ');
+                if (words.size() == 2)
+                    said[words[0]] = words[1].toDouble();
+            }
+        }
+        QVERIFY2(said.count("recording") && said.count("mic"), "the recording did not start with the microphone");
+        const double startedHost = said["recording"];
+
+        const double killAfter = 3 + QRandomGenerator::global()->bounded(5.0);
+        qInfo("killed %.1f s into the recording", killAfter);
+        // A new slide every two seconds: shots that meta.json does not name until the recording's next save.
+        for (qsizetype i = 1; os::monotonicSeconds() < startedHost + killAfter; ++i) {
+            window.show(slide(QStringLiteral("Slide %1 before the crash").arg(i), i, window.size()));
+            present(window, std::min(os::monotonicSeconds() + 2, startedHost + killAfter));
+        }
+        ::kill(pid_t(victim.processId()), SIGKILL);
+        const double killedAt = os::monotonicSeconds() - startedHost;
+        QVERIFY(victim.waitForFinished(5000));
+
+        const QStringList recovered = Recovery::recoverInterrupted(base.path());
+        QCOMPARE(recovered.size(), 1);
+        const auto session = Session::load(base.filePath(recovered[0]));
+        QVERIFY(session);
+        const SessionMeta& meta = session->meta;
+        QVERIFY(meta.ended);
+        QCOMPARE(meta.lastError, QStringLiteral("the session was interrupted"));
+        QVERIFY(meta.audioFile);
+        QVERIFY(loudest(session->url(*meta.audioFile)) > Speaking::tabThreshold);
+        // The microphone's track on disk reaches to within a fragment of the kill.
+        const double micEnd = said["mic"] + Mixer::duration(session->url(QStringLiteral("mic.m4a")));
+        QVERIFY2(micEnd >= killedAt - 1.5 && micEnd <= killedAt + 0.5,
+                 qPrintable(QStringLiteral("the mic track ends at %1 s, killed at %2 s").arg(micEnd).arg(killedAt)));
+
+        // Every shot on disk is listed, and every listed one is there: the first at the start and one for about
+        // every slide after it.
+        const QStringList onDisk =
+            QDir(session->url(QStringLiteral("shots"))).entryList({QStringLiteral("*.jpg")}, QDir::Files, QDir::Name);
+        QVERIFY2(onDisk.size() >= 2, qPrintable(onDisk.join(QLatin1Char(' '))));
+        QStringList listed;
+        for (const ShotMeta& shot : meta.shots) {
+            listed.append(QFileInfo(shot.file).fileName());
+            QVERIFY(shot.t >= 0 && shot.t <= killedAt + 1);
+        }
+        QCOMPARE(listed, onDisk);
+    }
+
+    // Slides shown by another program are kept once each, and their text is read.
+    void slidesAreKeptAndRead() {
+        REQUIRE_SERVICE(xServerRuns(), "an X server");
+        SlideWindow window;
+        QVERIFY(window.open());
+        const QStringList titles{QStringLiteral("Quarterly revenue review"), QStringLiteral("Hiring plan for spring"),
+                                 QStringLiteral("Roadmap and open questions")};
+        window.show(slide(titles[0], 0, window.size()));
+        QTemporaryDir dir;
+        const std::unique_ptr<os::FrameStream> frames = os::linux_backends::makeFrameStream();
+        const std::unique_ptr<os::AudioCapture> audio = os::linux_backends::makeAudioCapture();
+        OCR ocr([] { return os::linux_backends::makeTextRecognizer(); });
+        const auto session = Session::create(QStringLiteral("Slides"), QStringLiteral("Screen"), std::nullopt,
+                                             QDateTime::currentDateTimeUtc(), dir.path());
+        Recorder recorder(session, {*frames, *audio, ocr});
+        recorder.start(false);
+        for (qsizetype i = 0; i < titles.size(); ++i) {
+            if (i > 0)
+                window.show(slide(titles[i], i, window.size()));
+            // Two frames of each slide at the stream's pace of one every two seconds.
+            present(window, os::monotonicSeconds() + 4.2);
+        }
+        recorder.stop();
+
+        // One shot per slide; a frame taken while a slide was half painted may add one.
+        const qsizetype shots = session->meta.shots.size();
+        QVERIFY2(shots >= titles.size() && shots <= titles.size() + 1, qPrintable(QString::number(shots)));
+        const QList<OcrEntry> read = session->meta.ocr.value_or(QList<OcrEntry>());
+        for (const QString& title : titles)
+            QVERIFY2(std::any_of(read.begin(), read.end(),
+                                 [&](const OcrEntry& entry) { return entry.text.contains(title, Qt::CaseInsensitive); }),
+                     qPrintable(title + QStringLiteral(" not read")));
+    }
+};
+
+int main(int argc, char** argv) {
+    qputenv("QT_QPA_PLATFORM", "offscreen"); // slides are drawn into images; the screen is the X server's
+    QGuiApplication app(argc, argv);
+    TestRecorderPlatform test;
+    return QTest::qExec(&test, argc, argv);
+}
+#include "tst_recorder_platform.moc"
