@@ -6,6 +6,7 @@
 #include "os/linux/PulseAudioSystem.h"
 #include "os/linux/PulseAudioCapture.h"
 #include "os/linux/TesseractRecognizer.h"
+#include "os/linux/X11FrameStream.h"
 #include "os/linux/X11IdleSource.h"
 #include "os/linux/X11ScreenSource.h"
 #include "os/linux/X11WindowSystem.h"
@@ -27,6 +28,11 @@ std::unique_ptr<SecretStore> makeSecretStore(const QString& fallbackPath) {
 std::unique_ptr<ScreenSource> makeScreenSource() {
     // X11 is the only capture built so far; a Wayland backend (ScreenCast portal) would be chosen here.
     return std::make_unique<X11ScreenSource>();
+}
+
+std::unique_ptr<FrameStream> makeFrameStream() {
+    // Under Wayland the ScreenCast portal would stream instead.
+    return std::make_unique<X11FrameStream>();
 }
 
 std::unique_ptr<IdleSource> makeIdleSource() { return std::make_unique<X11IdleSource>(); }

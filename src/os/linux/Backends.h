@@ -2,6 +2,7 @@
 
 #include "os/AudioSystem.h"
 #include "os/AudioCapture.h"
+#include "os/FrameStream.h"
 #include "os/IdleSource.h"
 #include "os/Notifications.h"
 #include "os/ScreenSource.h"
@@ -18,6 +19,8 @@ namespace os::linux_backends {
 // The Secret Service when the session bus offers one, else a private file at fallbackPath (logged once).
 std::unique_ptr<SecretStore> makeSecretStore(const QString& fallbackPath);
 std::unique_ptr<ScreenSource> makeScreenSource();
+// The frames of a recording, every two seconds, without our own windows.
+std::unique_ptr<FrameStream> makeFrameStream();
 std::unique_ptr<IdleSource> makeIdleSource();
 // Who records from the microphone, from the sound server; the windows, from the window manager. Both name
 // programs through `identities`, which must outlive them.

@@ -6,8 +6,10 @@
 
 namespace os {
 
-// The X11 screen through xcb: what the display server lets a client read. Frames come through one shared-memory
-// segment (MIT-SHM) that is kept between grabs, so a grab every two seconds for hours costs one copy each.
+class X11Grabber;
+
+// The X11 screen through xcb: what the display server lets a client read, through one X11Grabber kept between
+// grabs.
 class X11ScreenSource final : public ScreenSource {
 public:
     X11ScreenSource();
@@ -17,8 +19,7 @@ public:
     ScreenFrame grabPrimary() override;
 
 private:
-    struct Grabber;
-    std::unique_ptr<Grabber> m_grabber;
+    std::unique_ptr<X11Grabber> m_grabber;
 };
 
 } // namespace os
