@@ -186,50 +186,61 @@ void Recorder::keepFrame(const os::ScreenFrame& frame) {
         return;
     m_lastFrameAt = now;
 
-    std::vector<float> sig = Frames::signature(frame.image);
-    QByteArray fine = Frames::fine(frame.image);
-    std::optional<QString> fastText;
-    const std::optional<bool> strong = keeps(frame.image, sig, fine, now, fastText);
-    if (!strong)
+    Candidate candidate{frame.image, Frames::signature(frame.image), Frames::fine(frame.image), now};
+    if (!m_lastSig) {
+        keep(std::move(candidate), false, std::nullopt);
         return;
-    const std::optional<QByteArray> jpeg = Frames::jpeg(frame.image, jpegQuality);
+    }
+    const float change = Frames::diff(candidate.sig, *m_lastSig);
+    if (change >= Frames::changeThreshold) {
+        keep(std::move(candidate), change >= strongChange, std::nullopt);
+        return;
+    }
+    if (!m_lastFine || Frames::changedRatio(candidate.fine, *m_lastFine) < Frames::fineCandidate ||
+        now - m_lastTextCheck < textCheckInterval || m_textCheckRunning)
+        return;
+    // The picture barely moved: only a change of the text it shows makes it worth keeping. Reading it takes
+    // up to a few hundred milliseconds, so it runs beside the capture queue, which writes the system audio.
+    m_lastTextCheck = now;
+    m_textCheckRunning = true;
+    const std::optional<QImage> lastKept = m_lastKeptFast ? std::nullopt : m_lastKeptImage;
+    m_ocrQ.async([this, candidate = std::move(candidate), lastKept, keptBefore = int(m_shotCount)]() mutable {
+        const QString text = m_sources.ocr.text(candidate.image, true);
+        std::optional<QString> lastKeptText;
+        if (lastKept)
+            lastKeptText = m_sources.ocr.text(*lastKept, true);
+        m_q.async([this, candidate = std::move(candidate), text, lastKeptText, keptBefore]() mutable {
+            m_textCheckRunning = false;
+            // A frame kept meanwhile is the new reference: this one was compared with the one before.
+            if (m_shotCount != keptBefore || m_shotCount >= Frames::maxShots)
+                return;
+            if (lastKeptText)
+                m_lastKeptFast = lastKeptText;
+            if (!text.isEmpty() &&
+                OCR::similarity(text, m_lastKeptFast.value_or(QString())) < Frames::textKeepSimilarity)
+                keep(std::move(candidate), true, text);
+        });
+    });
+}
+
+void Recorder::keep(Candidate candidate, bool strong, const std::optional<QString>& fastText) {
+    const std::optional<QByteArray> jpeg = Frames::jpeg(candidate.image, jpegQuality);
     if (!jpeg)
         return;
-    m_lastSig = std::move(sig);
-    m_lastFine = std::move(fine);
-    m_lastKeptImage = frame.image;
+    m_lastSig = std::move(candidate.sig);
+    m_lastFine = std::move(candidate.fine);
+    m_lastKeptImage = candidate.image;
     m_lastKeptFast = fastText;
 
-    const double t = std::round(now - m_startedHost);
+    const double t = std::round(candidate.at - m_startedHost);
     m_session->addShot(t, *jpeg);
     m_shotCount = int(m_session->meta.shots.size());
     // A private app in front: the frame is kept, but none of its text, and so no pin comes of it.
     if (m_frontPrivate)
         return;
-    m_ocrQ.async([this, image = frame.image, t, strong = *strong, jpeg = *jpeg, app = m_frontApp] {
+    m_ocrQ.async([this, image = candidate.image, t, strong, jpeg = *jpeg, app = m_frontApp] {
         readText(image, t, strong, jpeg, app);
     });
-}
-
-std::optional<bool> Recorder::keeps(const QImage& image, const std::vector<float>& sig, const QByteArray& fine,
-                                    double now, std::optional<QString>& fastText) {
-    if (!m_lastSig)
-        return false;
-    const float change = Frames::diff(sig, *m_lastSig);
-    if (change >= Frames::changeThreshold)
-        return change >= strongChange;
-    if (!m_lastFine || Frames::changedRatio(fine, *m_lastFine) < Frames::fineCandidate ||
-        now - m_lastTextCheck < textCheckInterval)
-        return std::nullopt;
-    // The picture barely moved: only a change of the text it shows makes it worth keeping.
-    m_lastTextCheck = now;
-    const QString text = m_sources.ocr.text(image, true);
-    if (!m_lastKeptFast && m_lastKeptImage)
-        m_lastKeptFast = m_sources.ocr.text(*m_lastKeptImage, true);
-    if (text.isEmpty() || OCR::similarity(text, m_lastKeptFast.value_or(QString())) >= Frames::textKeepSimilarity)
-        return std::nullopt;
-    fastText = text;
-    return true;
 }
 
 // On the text queue; what it found is noted on the capture queue.
@@ -345,9 +356,12 @@ Recorder::LiveSnapshot Recorder::liveSnapshot(qsizetype since) const {
 }
 
 void Recorder::settle() {
-    // Frames wait on the capture queue, their text on the text queue, which posts back to the capture queue.
-    m_q.sync([] {});
-    m_ocrQ.sync([] {});
+    // A frame waits on the capture queue; a check of its text on the text queue decides back on the capture
+    // queue; a kept frame is read on the text queue, which notes the text on the capture queue.
+    for (int round = 0; round < 2; ++round) {
+        m_q.sync([] {});
+        m_ocrQ.sync([] {});
+    }
     m_q.sync([] {});
     m_micQ.sync([] {});
 }
@@ -385,7 +399,7 @@ std::shared_ptr<Session> Recorder::stop() {
     endCapture();
     const QDateTime ended = QDateTime::currentDateTimeUtc();
 
-    m_ocrQ.sync([] {});
+    settle();
     // A pending pin is judged at once, with the levels at hand.
     m_q.sync([this] { resolveAutoPin(); });
     m_micQ.sync([this] { m_mic.close(); });

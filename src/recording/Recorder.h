@@ -121,9 +121,14 @@ private:
     void onSystemAudio(const AudioCopy& copy, double at);
     void onFrame(os::ScreenFrame frame);
     void keepFrame(const os::ScreenFrame& frame);
-    // The decision on a frame that passed the gates: nothing when it is dropped, else whether the change is strong.
-    std::optional<bool> keeps(const QImage& image, const std::vector<float>& sig, const QByteArray& fine, double now,
-                              std::optional<QString>& fastText);
+    // A frame that passed the gates, with its prints and its host time.
+    struct Candidate {
+        QImage image;
+        std::vector<float> sig;
+        QByteArray fine;
+        double at;
+    };
+    void keep(Candidate candidate, bool strong, const std::optional<QString>& fastText);
     void readText(const QImage& image, double t, bool strong, const QByteArray& jpeg, const QString& app);
     void considerAutoPin(double t, const std::optional<QString>& title, bool strong, const QByteArray& jpeg);
     void resolveAutoPin();
@@ -153,6 +158,7 @@ private:
     std::optional<QString> m_lastTitle;
     std::optional<PendingPin> m_pendingAuto;
     double m_lastTextCheck = 0;
+    bool m_textCheckRunning = false;
     double m_lastFrameAt = 0;
     bool m_frontPrivate = false;
     double m_lastAutoPinT = -1000;
