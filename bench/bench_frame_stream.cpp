@@ -3,6 +3,7 @@
 // reference. Run by bench/frame-stream.sh, which starts a private Xvfb at 1440x900 with openbox and passes the
 // server's pid in XVFB_PID, so the server's own CPU time per frame is counted too (`server_ms`).
 
+#include "support/Swatch.h"
 #include "os/linux/X11FrameCamera.h"
 #include "os/linux/X11ScreenSource.h"
 
@@ -15,19 +16,6 @@
 #include <xcb/xcb.h>
 
 namespace {
-
-class Swatch : public QRasterWindow {
-public:
-    explicit Swatch(QColor colour) : m_colour(colour) {
-        setFlags(Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint);
-    }
-
-protected:
-    void paintEvent(QPaintEvent*) override { QPainter(this).fillRect(QRect(QPoint(), size()), m_colour); }
-
-private:
-    QColor m_colour;
-};
 
 // Ten windows of another client under ours: a full-screen one and nine in a grid, each in its own colour.
 class ForeignDesktop {

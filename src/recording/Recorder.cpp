@@ -108,7 +108,7 @@ void Recorder::startSystemAudio() {
                                    m_sysHealth->heard(m_sources.hostClock(), buffer.allZero());
                                    m_q.async([this, copy = AudioCopy(buffer), at] { onSystemAudio(copy, at); });
                                },
-                               [this] { m_q.async([this] { restartSystemAudio(); }); }});
+                               [this] { m_q.async([this] { restart(os::AudioSource::System); }); }});
         m_systemRunning = true;
     } catch (const os::AudioCaptureError& error) {
         slog(QStringLiteral("system audio start failed: ") + QString::fromUtf8(error.what()));
@@ -119,7 +119,7 @@ void Recorder::startSystemAudio() {
 void Recorder::startMic() {
     try {
         m_sources.audio.start(os::AudioSource::Mic, {[this](const AudioBuffer& buffer, double at) { onMicAudio(buffer, at); },
-                                                     [this] { m_q.async([this] { restartMic(); }); }});
+                                                     [this] { m_q.async([this] { restart(os::AudioSource::Mic); }); }});
         m_micRunning = true;
         m_micOk = true;
     } catch (const os::AudioCaptureError& error) {
@@ -128,23 +128,20 @@ void Recorder::startMic() {
     }
 }
 
-void Recorder::restartMic() {
-    if (!m_micRunning)
+void Recorder::restart(os::AudioSource source) {
+    const bool mic = source == os::AudioSource::Mic;
+    bool& running = mic ? m_micRunning : m_systemRunning;
+    if (!running)
         return;
-    slog(QStringLiteral("audio configuration changed: restarting mic"));
-    m_sources.audio.stop(os::AudioSource::Mic);
-    m_micRunning = false;
+    slog(QStringLiteral("audio configuration changed: restarting ") +
+         (mic ? QStringLiteral("mic") : QStringLiteral("system audio")));
+    m_sources.audio.stop(source);
+    running = false;
     // The writer carries on: the gap becomes silence on the timeline.
-    startMic();
-}
-
-void Recorder::restartSystemAudio() {
-    if (!m_systemRunning)
-        return;
-    slog(QStringLiteral("audio configuration changed: restarting system audio"));
-    m_sources.audio.stop(os::AudioSource::System);
-    m_systemRunning = false;
-    startSystemAudio();
+    if (mic)
+        startMic();
+    else
+        startSystemAudio();
 }
 
 // Capture thread: the buffer is valid only during the call, so the writer gets a copy.

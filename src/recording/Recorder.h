@@ -115,8 +115,8 @@ private:
     void endCapture();
     void startSystemAudio();
     void startMic();
-    void restartMic();
-    void restartSystemAudio();
+    // The source changed under its stream: it follows the current default device.
+    void restart(os::AudioSource source);
     void onMicAudio(const AudioBuffer& buffer, double at);
     void onSystemAudio(const AudioCopy& copy, double at);
     void onFrame(os::ScreenFrame frame);

@@ -2,6 +2,7 @@
 #include "os/linux/PulseAudioCapture.h"
 #include "recording/MonoDecoder.h"
 #include "recording/MonoWriter.h"
+#include "support/Speech.h"
 
 #include <pulse/error.h>
 #include <pulse/simple.h>
@@ -35,17 +36,8 @@ QString pactl(const QStringList& arguments) {
 // Plays a lead of silence and then a tone into `sink`; returns the monotonic time at which the tone's first
 // sample is played.
 double playTone(const char* sink) {
-    const pa_sample_spec spec{PA_SAMPLE_FLOAT32NE, 48000, 1};
-    pa_buffer_attr attributes{};
-    attributes.maxlength = uint32_t(-1);
-    attributes.tlength = uint32_t(pa_usec_to_bytes(50'000, &spec));
-    attributes.prebuf = uint32_t(-1);
-    attributes.minreq = uint32_t(-1);
+    pa_simple* player = openPlayback(sink, "tone");
     int error = 0;
-    pa_simple* player = pa_simple_new(nullptr, "orvane-test", PA_STREAM_PLAYBACK, sink, "tone", &spec,
-                                      nullptr, &attributes, &error);
-    if (!player)
-        qFatal("no playback into %s: %s", sink, pa_strerror(error));
     std::vector<float> block(480);
     for (int i = 0; i < 50; ++i)
         pa_simple_write(player, block.data(), block.size() * sizeof(float), &error);

@@ -1,3 +1,4 @@
+#include "support/Swatch.h"
 #include "RequiredServices.h"
 #include "os/linux/X11FrameStream.h"
 #include "os/linux/X11ScreenSource.h"
@@ -49,20 +50,6 @@ private:
 
     xcb_connection_t* m_c;
     xcb_window_t m_window;
-};
-
-// A window of this process like a nudge: frameless, above the others, no taskbar entry, in one colour.
-class Swatch : public QRasterWindow {
-public:
-    explicit Swatch(QColor colour) : m_colour(colour) {
-        setFlags(Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint);
-    }
-
-protected:
-    void paintEvent(QPaintEvent*) override { QPainter(this).fillRect(QRect(QPoint(), size()), m_colour); }
-
-private:
-    QColor m_colour;
 };
 
 // What a stream hands out, collected across its thread.

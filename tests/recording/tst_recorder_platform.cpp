@@ -1,6 +1,6 @@
 #include "RequiredServices.h"
 #include "SlideWindow.h"
-#include "Speech.h"
+#include "support/Speech.h"
 #include "support/Slides.h"
 #include "core/Log.h"
 #include "core/Paths.h"

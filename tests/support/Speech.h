@@ -12,6 +12,23 @@
 #include <thread>
 #include <vector>
 
+// A playback stream of 48 kHz mono floats into `sink` with a short server buffer (50 ms), so that its latency is
+// small and known.
+inline pa_simple* openPlayback(const char* sink, const char* name) {
+    const pa_sample_spec spec{PA_SAMPLE_FLOAT32NE, 48000, 1};
+    pa_buffer_attr attributes{};
+    attributes.maxlength = uint32_t(-1);
+    attributes.tlength = uint32_t(pa_usec_to_bytes(50'000, &spec));
+    attributes.prebuf = uint32_t(-1);
+    attributes.minreq = uint32_t(-1);
+    int error = 0;
+    pa_simple* stream =
+        pa_simple_new(nullptr, "orvane-test", PA_STREAM_PLAYBACK, sink, name, &spec, nullptr, &attributes, &error);
+    if (!stream)
+        qFatal("no playback into %s: %s", sink, pa_strerror(error));
+    return stream;
+}
+
 // Sound played into a sink of the test's PulseAudio daemon. Writes block while the server's short buffer is
 // full, so every call lasts about as long as what it plays, and the stream never runs dry between calls.
 class Speech {
@@ -19,18 +36,7 @@ public:
     static constexpr int rate = 48000;
     static constexpr double amplitude = 0.3;
 
-    explicit Speech(const char* sink) {
-        const pa_sample_spec spec{PA_SAMPLE_FLOAT32NE, rate, 1};
-        pa_buffer_attr attributes{};
-        attributes.maxlength = uint32_t(-1);
-        attributes.tlength = uint32_t(pa_usec_to_bytes(50'000, &spec));
-        attributes.prebuf = uint32_t(-1);
-        attributes.minreq = uint32_t(-1);
-        int error = 0;
-        m_stream = pa_simple_new(nullptr, "orvane-test", PA_STREAM_PLAYBACK, sink, "speech", &spec, nullptr,
-                                 &attributes, &error);
-        if (!m_stream)
-            qFatal("no playback into %s: %s", sink, pa_strerror(error));
+    explicit Speech(const char* sink) : m_stream(openPlayback(sink, "speech")) {
         // A lead of silence fills the server's buffer, so that the latency read before speaking is the real one.
         pause(0.5);
     }
