@@ -17,7 +17,7 @@
 namespace {
 // Frames come every 2 seconds; the gate lets a late one through.
 constexpr double frameGate = 1.8;
-// Fast text reads on the capture queue run at most this often.
+// Text checks of frames that barely changed run at most this often.
 constexpr double textCheckInterval = 4.0;
 // A system buffer whose time stamp is this far from the clock has a broken stamp.
 constexpr double stampTolerance = 5.0;
@@ -89,9 +89,9 @@ void Recorder::start(bool withMic) {
         startSystemAudio();
         if (m_withMic)
             startMic();
+        m_session->meta.micOk = m_micOk;
+        m_session->save();
     });
-    m_session->meta.micOk = m_micOk;
-    m_q.sync([this] { m_session->save(); });
     m_q.after(healthInterval, [this] { checkHealth(); });
     slog(QStringLiteral("recording started: %1 %2x%3 mic=%4")
              .arg(QFileInfo(m_session->dir).fileName())
@@ -111,7 +111,7 @@ void Recorder::startSystemAudio() {
                                [this] { m_q.async([this] { restart(os::AudioSource::System); }); }});
         m_systemRunning = true;
     } catch (const os::AudioCaptureError& error) {
-        slog(QStringLiteral("system audio start failed: ") + QString::fromUtf8(error.what()));
+        logStartFailure(QStringLiteral("system audio start failed: ") + QString::fromUtf8(error.what()));
         m_systemRunning = false;
     }
 }
@@ -124,7 +124,16 @@ void Recorder::startMic() {
         m_micOk = true;
     } catch (const os::AudioCaptureError& error) {
         // The recording goes on without the microphone.
-        slog(QStringLiteral("mic start failed: ") + QString::fromUtf8(error.what()));
+        logStartFailure(QStringLiteral("mic start failed: ") + QString::fromUtf8(error.what()));
+    }
+}
+
+// The health check tries a failed source again every few seconds; a computer without a microphone would
+// otherwise log the same line all through the recording.
+void Recorder::logStartFailure(const QString& line) {
+    if (!m_loggedFailures.contains(line)) {
+        m_loggedFailures.insert(line);
+        slog(line);
     }
 }
 

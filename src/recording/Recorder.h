@@ -12,6 +12,7 @@
 
 #include <QByteArray>
 #include <QImage>
+#include <QSet>
 #include <atomic>
 #include <functional>
 #include <memory>
@@ -115,6 +116,8 @@ private:
     void endCapture();
     void startSystemAudio();
     void startMic();
+    // Logs each distinct failure to start a source once.
+    void logStartFailure(const QString& line);
     // The source changed under its stream: it follows the current default device.
     void restart(os::AudioSource source);
     void onMicAudio(const AudioBuffer& buffer, double at);
@@ -161,6 +164,7 @@ private:
     bool m_textCheckRunning = false;
     double m_lastFrameAt = 0;
     bool m_frontPrivate = false;
+    QSet<QString> m_loggedFailures;
     double m_lastAutoPinT = -1000;
 
     MonoWriter m_mic;
