@@ -1,11 +1,10 @@
-// Keeping the local picture of the account in step with the server.
-#include "app/AppDelegate.h"
+#include "app/Account.h"
 
-#include "app/Services.h"
 #include "core/Log.h"
 #include "recording/Session.h"
 #include "server/Platform.h"
-#include "server/SignIn.h"
+#include "server/Settings.h"
+#include "surfaces/Browser.h"
 #include "surfaces/Nudges.h"
 
 #include <QPointer>
@@ -19,14 +18,24 @@ QString projectList(const QList<Workspace>& projects) {
 }
 } // namespace
 
-void AppDelegate::refreshAccount(std::function<void()> then) {
-    Settings& settings = *m_services.settings;
-    if (settings.signedIn()) {
-        refreshPlatformAccount(settings.platformBase(), settings.accountKey(), std::move(then));
+Account::Account(Needs needs, QObject* parent)
+    : QObject(parent), m_settings(needs.settings), m_nudges(needs.nudges),
+      m_signIn([&browser = needs.browser](const QUrl& url) { browser.open(url); }) {
+    connect(&m_signIn, &SignIn::phaseChanged, this, &Account::showSignInPhase);
+    const QPointer<Account> self(this);
+    m_signIn.onSignedIn = [self] {
+        if (self)
+            self->signedIn();
+    };
+}
+
+void Account::refreshAccount(std::function<void()> then) {
+    if (m_settings.signedIn()) {
+        refreshPlatformAccount(m_settings.platformBase(), m_settings.accountKey(), std::move(then));
         return;
     }
-    const std::optional<Workspace> home = settings.home();
-    const std::optional<API> api = settings.api(home);
+    const std::optional<Workspace> home = m_settings.home();
+    const std::optional<API> api = m_settings.api(home);
     if (!home || !api) {
         if (then)
             then();
@@ -35,91 +44,105 @@ void AppDelegate::refreshAccount(std::function<void()> then) {
     refreshLegacyName(*home, *api, std::move(then));
 }
 
-QCoro::Task<> AppDelegate::refreshPlatformAccount(QString base, QString key, std::function<void()> then) {
-    const QPointer<AppDelegate> self(this);
+void Account::refreshed(const std::function<void()>& then) {
+    emit changed();
+    if (then)
+        then();
+}
+
+QCoro::Task<> Account::refreshPlatformAccount(QString base, QString key, std::function<void()> then) {
+    const QPointer<Account> self(this);
     std::optional<Platform::Account> account;
     std::optional<APIError> failure;
     try {
-        account = co_await Platform::me(base, key);
+        auto asking = Platform::me(base, key);
+        account = co_await std::move(asking);
     } catch (const APIError& e) {
         failure = e;
     }
     if (!self)
         co_return;
-    Settings& settings = *self->m_services.settings;
     if (account) {
-        settings.apply(account->first, account->second);
+        m_settings.apply(account->first, account->second);
         slog(QStringLiteral("me: %1, projects %2").arg(account->first.email, projectList(account->second)));
     } else if (failure->status == 401) {
         // The key and the cached projects stay: signing out is the user's decision.
-        settings.setAccountError(QStringLiteral("the sign-in is no longer valid \u2014 sign out and sign in again"));
+        m_settings.setAccountError(QStringLiteral("the sign-in is no longer valid \u2014 sign out and sign in again"));
         slog(QStringLiteral("me: 401, key no longer valid"));
     } else {
-        settings.setAccountError(QStringLiteral("couldn\u2019t load your projects: ") + failure->errorDescription());
+        m_settings.setAccountError(QStringLiteral("couldn\u2019t load your projects: ") + failure->errorDescription());
         slog(QStringLiteral("me failed: ") + failure->errorDescription());
     }
-    if (then)
-        then();
+    refreshed(then);
 }
 
-QCoro::Task<> AppDelegate::refreshLegacyName(Workspace home, API api, std::function<void()> then) {
-    const QPointer<AppDelegate> self(this);
+QCoro::Task<> Account::refreshLegacyName(Workspace home, API api, std::function<void()> then) {
+    const QPointer<Account> self(this);
     std::optional<QString> name;
     std::optional<APIError> failure;
     try {
-        name = co_await api.me();
+        auto asking = api.me();
+        name = co_await std::move(asking);
     } catch (const APIError& e) {
         failure = e;
     }
     if (!self)
         co_return;
     if (name) {
-        self->m_services.settings->setName(home, *name);
+        m_settings.setName(home, *name);
         slog(QStringLiteral("me @ %1: %2").arg(home.name, *name));
     } else {
         slog(QStringLiteral("me @ %1 failed: %2").arg(home.name, failure->errorDescription()));
     }
-    if (then)
-        then();
+    refreshed(then);
 }
 
-void AppDelegate::signedIn() {
-    const QPointer<AppDelegate> self(this);
+void Account::signedIn() {
+    const QPointer<Account> self(this);
     refreshAccount([self] {
         if (!self)
             return;
         // Recordings that waited for the sign-in go now, when there is somewhere to send them.
         const qsizetype count = Session::pending().size();
-        if (count >= 1 && !self->m_services.settings->connected().isEmpty()) {
+        if (count >= 1 && !self->m_settings.connected().isEmpty()) {
             slog(QStringLiteral("sign-in: %1 recording(s) waiting on this computer -> upload").arg(count));
-            self->retryUploads();
+            emit self->uploadsWanted();
         }
     });
 }
 
-void AppDelegate::showSignInPhase() {
-    // The settings window shows the sign-in in full; until it is open the code stands in a nudge and the log.
-    if (const auto* waiting = std::get_if<SignIn::Waiting>(&m_signIn->phase())) {
-        m_services.nudges->show({QStringLiteral("signIn"),
-                        2,
-                        QStringLiteral("/"),
-                        QStringLiteral("Sign in with code %1").arg(waiting->code),
-                        QStringLiteral("Approve this code on the page that opened in your browser."),
-                        {{QStringLiteral("Cancel"), false, [this] { m_signIn->cancel(); }},
-                         {QStringLiteral("Open the page again"), true, [this] { m_signIn->reopen(); }}},
-                        false,
-                        std::nullopt,
-                        {}});
-    } else if (const auto* failed = std::get_if<SignIn::Failed>(&m_signIn->phase())) {
-        slog(QStringLiteral("sign-in failed: ") + failed->message);
-        m_services.nudges->show({QStringLiteral("signIn"), 2, QStringLiteral("/"), QStringLiteral("Sign-in didn\u2019t work"),
-                        failed->message, {{QStringLiteral("OK"), true, [] {}}}, false, std::nullopt, {}});
-    } else {
-        m_services.nudges->dismiss(QStringLiteral("signIn"));
-    }
+void Account::startSignIn() {
+    if (!m_settings.signedIn())
+        m_signIn.begin(m_settings);
+    emit changed();
 }
 
-void AppDelegate::startSignIn() {
-    if (!m_services.settings->signedIn())
-        m_signIn->begin(*m_services.settings);
+void Account::showSignInPhase() {
+    // The settings window shows the sign-in in full; until it is open the code stands in a nudge and the log.
+    const QPointer<Account> self(this);
+    if (const auto* waiting = std::get_if<SignIn::Waiting>(&m_signIn.phase())) {
+        m_nudges.show({.kind = QStringLiteral("signIn"),
+                       .priority = 2,
+                       .title = QStringLiteral("Sign in with code %1").arg(waiting->code),
+                       .message = QStringLiteral("Approve this code on the page that opened in your browser."),
+                       .buttons = {{QStringLiteral("Cancel"), false,
+                                    [self] {
+                                        if (self)
+                                            self->m_signIn.cancel();
+                                    }},
+                                   {QStringLiteral("Open the page again"), true, [self] {
+                                        if (self)
+                                            self->m_signIn.reopen();
+                                    }}}});
+    } else if (const auto* failed = std::get_if<SignIn::Failed>(&m_signIn.phase())) {
+        slog(QStringLiteral("sign-in failed: ") + failed->message);
+        m_nudges.show({.kind = QStringLiteral("signIn"),
+                       .priority = 2,
+                       .title = QStringLiteral("Sign-in didn\u2019t work"),
+                       .message = failed->message,
+                       .buttons = {{QStringLiteral("OK"), true, [] {}}}});
+    } else {
+        m_nudges.dismiss(QStringLiteral("signIn"));
+    }
+    emit changed();
 }

@@ -1,88 +1,96 @@
-// The activity tick: every 15 seconds the work day is sampled, the coach sees the user's activity, and at most one
-// reminder shows.
-#include "app/AppDelegate.h"
+#include "app/Activity.h"
 
-#include "app/Services.h"
 #include "core/Log.h"
+#include "server/Settings.h"
 #include "surfaces/Nudges.h"
 #include "workday/Coach.h"
 #include "workday/Idle.h"
 #include "workday/WorkdayTracker.h"
 
+#include <QPointer>
 
 using namespace std::chrono_literals;
 
-void AppDelegate::activityTick() {
-    const QDateTime now = QDateTime::currentDateTimeUtc();
-    const double idle = Idle::seconds(*m_services.idle);
-    const Settings& settings = *m_services.settings;
-    if (settings.trackWorkday()) {
-        m_tracker->sample(settings.includeTitles(), now);
+Activity::Activity(Needs needs, QObject* parent)
+    : QObject(parent), m_settings(needs.settings), m_defaults(needs.defaults), m_nudges(needs.nudges),
+      m_idle(needs.idle), m_tracker(needs.tracker), m_now(std::move(needs.now)),
+      m_recording(std::move(needs.recording)), m_lastWorkdayUpload(m_now()) {
+    m_timer.setInterval(std::chrono::seconds(WorkdayTracker::interval));
+    connect(&m_timer, &QTimer::timeout, this, &Activity::activityTick);
+}
+
+Activity::~Activity() = default;
+
+void Activity::start() { m_timer.start(); }
+
+Coach& Activity::coach() {
+    if (!m_coach)
+        m_coach = std::make_unique<Coach>(m_defaults, m_now);
+    return *m_coach;
+}
+
+void Activity::activityTick() {
+    const QDateTime now = m_now();
+    const double idle = Idle::seconds(m_idle);
+    if (m_settings.trackWorkday()) {
+        m_tracker.sample(m_settings.includeTitles(), now);
         // A failed upload waits for the next period, like any other.
         if (m_lastWorkdayUpload.secsTo(now) >= WorkdayTracker::uploadSeconds) {
             m_lastWorkdayUpload = now;
-            uploadWorkday();
+            if (const std::optional<API> home = m_settings.homeAPI())
+                uploadWorkday(*home);
         }
     }
-    const bool quiet = !m_services.nudges->showing() && idle < Idle::threshold;
+    const bool quiet = !m_recording() && !m_nudges.showing() && idle < Idle::threshold;
     // The coach sees every tick, whatever comes next, so the streak is kept also while recording.
-    const bool due = coach().activity(idle, now, settings.breakMinutes());
-    if (settings.breakReminders() && due && quiet) {
+    const bool due = coach().activity(idle, now, m_settings.breakMinutes());
+    if (m_settings.breakReminders() && due && quiet) {
         showBreakNudge();
         return;
     }
-    if (settings.workoutOn() && quiet && coach().due(QStringLiteral("workout"), settings.workoutMinute(), now))
+    if (m_settings.workoutOn() && quiet && coach().due(QStringLiteral("workout"), m_settings.workoutMinute(), now))
         showWorkoutNudge();
 }
 
-void AppDelegate::uploadWorkday() {
-    const Settings& settings = *m_services.settings;
-    const std::optional<API> home = settings.homeAPI();
-    if (settings.trackWorkday() && home)
-        uploadWorkday(*home);
-}
-
-QCoro::Task<> AppDelegate::uploadWorkday(API home) {
-    // The tracker guards itself across the wait; nothing of the controller is touched afterwards.
+QCoro::Task<> Activity::uploadWorkday(API home) {
+    const QPointer<Activity> self(this);
     try {
-        auto sent = m_tracker->upload(home);
+        auto sent = m_tracker.upload(home);
         const qsizetype count = co_await std::move(sent);
         slog(QStringLiteral("workday uploaded (%1 spans)").arg(count));
     } catch (const APIError& error) {
         slog(QStringLiteral("workday upload: ") + error.errorDescription());
     }
+    // The tracker keeps the outcome, which the menu shows.
+    if (self)
+        emit self->workdayUploaded();
 }
 
-void AppDelegate::showBreakNudge() {
+void Activity::showBreakNudge() {
     Coach& c = coach();
     const auto later = [&c] { c.snooze(10); };
-    m_services.nudges->show({QStringLiteral("break"),
-                    1,
-                    QStringLiteral("/"),
-                    QStringLiteral("Time for a break \u2014 %1 min straight").arg(c.activeMinutes()),
-                    c.nextTip(),
-                    {{QStringLiteral("In 10 min"), false, later},
-                     {QStringLiteral("Taking it"), true, [&c] { c.tookBreak(); }}},
-                    false,
-                    180s,
-                    later});
+    m_nudges.show({.kind = QStringLiteral("break"),
+                   .priority = 1,
+                   .title = QStringLiteral("Time for a break \u2014 %1 min straight").arg(c.activeMinutes()),
+                   .message = c.nextTip(),
+                   .buttons = {{QStringLiteral("In 10 min"), false, later},
+                               {QStringLiteral("Taking it"), true, [&c] { c.tookBreak(); }}},
+                   .timeout = 180s,
+                   .onTimeout = later});
 }
 
-void AppDelegate::showWorkoutNudge() {
+void Activity::showWorkoutNudge() {
     Coach& c = coach();
     c.markShown(QStringLiteral("workout"));
-    m_services.nudges->show({QStringLiteral("workout"),
-                    1,
-                    QStringLiteral("/"),
-                    QStringLiteral("Workout time"),
-                    QStringLiteral("Move your body for a bit \u2014 the to-dos will still be here."),
-                    {{QStringLiteral("In 30 min"), false,
-                      [&c] {
-                          c.clearShown(QStringLiteral("workout"));
-                          c.snoozeReminder(QStringLiteral("workout"), 30);
-                      }},
-                     {QStringLiteral("On it"), true, [] {}}},
-                    false,
-                    300s,
-                    {}});
+    m_nudges.show({.kind = QStringLiteral("workout"),
+                   .priority = 1,
+                   .title = QStringLiteral("Workout time"),
+                   .message = QStringLiteral("Move your body for a bit \u2014 the to-dos will still be here."),
+                   .buttons = {{QStringLiteral("In 30 min"), false,
+                                [&c] {
+                                    c.clearShown(QStringLiteral("workout"));
+                                    c.snoozeReminder(QStringLiteral("workout"), 30);
+                                }},
+                               {QStringLiteral("On it"), true, [] {}}},
+                   .timeout = 300s});
 }

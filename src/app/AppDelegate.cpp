@@ -5,8 +5,6 @@
 #include "core/Log.h"
 #include "core/Paths.h"
 #include "recording/Recovery.h"
-#include "server/SignIn.h"
-#include "surfaces/DesktopBrowser.h"
 #include "surfaces/Notify.h"
 #include "surfaces/Nudges.h"
 #include "surfaces/StatusIcon.h"
@@ -22,15 +20,35 @@
 #include <QPointer>
 #include <QSessionManager>
 #include <QSystemTrayIcon>
+#include <cstdio>
 
 AppDelegate::AppDelegate(Services& services, Arguments args)
     : m_services(services), m_args(std::move(args)), m_modes(LaunchModes::read(m_args)),
-      m_signInBrowser(std::make_unique<DesktopBrowser>(QStringLiteral("sign-in: would open "))),
-      m_signIn(std::make_unique<SignIn>([browser = m_signInBrowser.get()](const QUrl& url) { browser->open(url); })),
       m_windows(std::make_unique<Windows>(*services.windows)),
-      m_tracker(std::make_unique<WorkdayTracker>(*m_windows, *services.idle, Paths::workday())) {}
+      m_tracker(std::make_unique<WorkdayTracker>(*m_windows, *services.idle, Paths::workday(), services.now)),
+      m_filing({*services.settings, *services.nudges, *services.notify, *services.browser, m_upload, services.now,
+                services.config.askSeconds}),
+      m_uploads({*services.settings, *services.nudges, *services.notify, m_upload, m_filing, services.now}),
+      m_reviews({*services.nudges, *services.notify, *services.browser, services.now}),
+      m_account({*services.settings, *services.nudges, *services.signInBrowser}),
+      m_activity({*services.settings, *services.defaults, *services.nudges, *services.idle, *m_tracker, services.now}) {
+    wireFlows();
+}
 
 AppDelegate::~AppDelegate() = default;
+
+// Flows never hold each other: what one needs of another arrives through these connections.
+void AppDelegate::wireFlows() {
+    connect(&m_filing, &Filing::decided, &m_uploads, &Uploads::uploadSession);
+    connect(&m_filing, &Filing::questionsChanged, this, &AppDelegate::rebuildMenu);
+    connect(&m_uploads, &Uploads::uploaded, &m_reviews, &Reviews::watchReview);
+    connect(&m_uploads, &Uploads::signInWanted, &m_account, &Account::startSignIn);
+    connect(&m_upload, &UploadStatus::changed, this, &AppDelegate::rebuildMenu);
+    connect(&m_reviews, &Reviews::changed, this, &AppDelegate::rebuildMenu);
+    connect(&m_account, &Account::changed, this, &AppDelegate::rebuildMenu);
+    connect(&m_account, &Account::uploadsWanted, &m_uploads, &Uploads::retryUploads);
+    connect(&m_activity, &Activity::workdayUploaded, this, &AppDelegate::rebuildMenu);
+}
 
 // The order is a decision: recovery comes after every timer is set and before the first menu is built.
 void AppDelegate::applicationDidFinishLaunching() {
@@ -38,22 +56,20 @@ void AppDelegate::applicationDidFinishLaunching() {
     m_shortcuts = std::make_unique<WindowShortcuts>([this] { requestQuit(); });
     qApp->installEventFilter(m_shortcuts.get());
     connect(qApp, &QGuiApplication::commitDataRequest, this, &AppDelegate::onSessionEnding);
-    m_services.notify->setup({m_modes.dumpMenu, m_modes.uiCheck, qEnvironmentVariable("ORVANE_DEFAULTS_SUITE")});
+    m_services.notify->setup({m_modes.dumpMenu, m_modes.uiCheck});
     makeStatusItem();
     startCallDetector();
-    makeTimers();
-    const QPointer<AppDelegate> self(this);
-    connect(m_signIn.get(), &SignIn::phaseChanged, this, &AppDelegate::showSignInPhase);
-    m_signIn->onSignedIn = [self] {
-        if (self)
-            self->signedIn();
-    };
-    recoverInterrupted();
+    m_activity.start();
+    m_todoTimer.setInterval(todoInterval);
+    connect(&m_todoTimer, &QTimer::timeout, this, [this] { m_uploads.retryPersonal(false); });
+    m_todoTimer.start();
+    Recovery::recoverInterrupted();
     rebuildMenu();
     // The account refresh is what first fills the projects; Personal is probed once it is known.
-    refreshAccount([self] {
+    const QPointer<AppDelegate> self(this);
+    m_account.refreshAccount([self] {
         if (self)
-            self->retryPersonal(false);
+            self->m_uploads.retryPersonal(false);
     });
     slog(launchLine());
     runLaunchModes();
@@ -70,26 +86,33 @@ void AppDelegate::makeStatusItem() {
         slog(QStringLiteral("no system tray on this desktop"));
 }
 
-void AppDelegate::makeTimers() {
-    m_activityTimer.setInterval(WorkdayTracker::interval * 1000);
-    connect(&m_activityTimer, &QTimer::timeout, this, &AppDelegate::activityTick);
-    m_activityTimer.start();
-    m_todoTimer.setInterval(todoSeconds * 1000);
-    connect(&m_todoTimer, &QTimer::timeout, this, [this] { retryPersonal(false); });
-    m_todoTimer.start();
+QString AppDelegate::menuText() const {
+    const Settings& s = *m_services.settings;
+    QStringList rows{QStringLiteral("Orvane")};
+    if (s.signedIn())
+        rows.append(QStringLiteral("Signed in as ") + s.accountEmail().value_or(QString()));
+    else
+        rows.append(QStringLiteral("Not signed in"));
+    if (const std::optional<QString> error = s.accountError())
+        rows.append(*error);
+    if (const QString state = UploadState::line(m_upload.state()); !state.isEmpty())
+        rows.append(state);
+    if (const qsizetype open = m_filing.openQuestions().size(); open > 0)
+        rows.append(QStringLiteral("Where does this go? (%1)").arg(open));
+    for (const Reviews::ReviewWatch& w : m_reviews.reviews())
+        if (w.ready)
+            rows.append(QStringLiteral("Review ready \u2014 ") + w.title);
+    for (const Workspace& p : s.projects())
+        rows.append(QStringLiteral("Project: ") + p.name);
+    return rows.join(QLatin1Char('\n'));
 }
 
 void AppDelegate::rebuildMenu() {
-    if (!m_statusItem)
-        return;
-    const QString state = UploadState::line(m_upload);
-    m_statusItem->setToolTip(state.isEmpty() ? QStringLiteral("Orvane") : QStringLiteral("Orvane\n") + state);
-}
-
-Coach& AppDelegate::coach() {
-    if (!m_coach)
-        m_coach = std::make_unique<Coach>(*m_services.defaults);
-    return *m_coach;
+    if (m_statusItem) {
+        const QString state = UploadState::line(m_upload.state());
+        m_statusItem->setToolTip(state.isEmpty() ? QStringLiteral("Orvane") : QStringLiteral("Orvane\n") + state);
+    }
+    emit menuRebuilt();
 }
 
 QString AppDelegate::launchLine() const {
@@ -108,26 +131,34 @@ QString AppDelegate::launchLine() const {
     return line + QStringLiteral("not signed in, legacy=") + legacy.join(QLatin1Char(','));
 }
 
-void AppDelegate::recoverInterrupted() { Recovery::recoverInterrupted(); }
-
 void AppDelegate::runLaunchModes() {
     if (m_modes.preview)
         showPreviewNudge();
     if (m_modes.retryPending)
-        retryUploads();
+        m_uploads.retryUploads();
     if (m_modes.signIn)
-        startSignIn();
+        m_account.startSignIn();
+    if (m_modes.dumpMenu)
+        QTimer::singleShot(std::chrono::milliseconds(qint64(m_modes.dumpMenuDelay * 1000)), this,
+                           &AppDelegate::dumpMenu);
+}
+
+// A look at the menu after the start has run for a while, for scripts; then the ordinary way out.
+void AppDelegate::dumpMenu() {
+    rebuildMenu();
+    const QString text = menuText();
+    std::fputs(qPrintable(text + QLatin1Char('\n')), stdout);
+    std::fflush(stdout);
+    slog(QStringLiteral("menu dump:\n") + text);
+    requestQuit();
 }
 
 void AppDelegate::showPreviewNudge() {
     using namespace std::chrono_literals;
-    m_services.nudges->show({QStringLiteral("preview"),
-                    0,
-                    QStringLiteral("/"),
-                    QStringLiteral("Time for a break \u2014 52 min straight"),
-                    Coach::tips.first(),
-                    {{QStringLiteral("In 10 min"), false, [] {}}, {QStringLiteral("Taking it"), true, [] {}}},
-                    false,
-                    60s,
-                    {}});
+    m_services.nudges->show({.kind = QStringLiteral("preview"),
+                             .title = QStringLiteral("Time for a break \u2014 52 min straight"),
+                             .message = Coach::tips.first(),
+                             .buttons = {{QStringLiteral("In 10 min"), false, [] {}},
+                                         {QStringLiteral("Taking it"), true, [] {}}},
+                             .timeout = 60s});
 }

@@ -1,8 +1,7 @@
-// Watching uploaded calls until the platform's review is in, then bringing it to the user.
-#include "app/AppDelegate.h"
+#include "app/Reviews.h"
 
-#include "app/Services.h"
 #include "core/Log.h"
+#include "surfaces/Browser.h"
 #include "surfaces/Notify.h"
 #include "surfaces/Nudges.h"
 
@@ -11,27 +10,23 @@
 
 using namespace std::chrono_literals;
 
-void AppDelegate::watchReview(QString id, API api, std::optional<QUrl> link, std::optional<QString> dest,
-                              QString title) {
-    m_reviews.removeIf([&](const ReviewWatch& w) { return w.id == id; });
-    m_reviews.append({std::move(id),
-                      std::move(api),
-                      std::move(link),
-                      std::move(dest),
-                      std::move(title),
-                      QDateTime::currentDateTimeUtc().addSecs(1200),
-                      false,
-                      {}});
-    if (!m_reviewTimer) {
-        m_reviewTimer = std::make_unique<QTimer>();
-        m_reviewTimer->setInterval(30s);
-        connect(m_reviewTimer.get(), &QTimer::timeout, this, &AppDelegate::pollReviews);
-        m_reviewTimer->start();
-    }
+Reviews::Reviews(Needs needs, QObject* parent)
+    : QObject(parent), m_nudges(needs.nudges), m_notify(needs.notify), m_browser(needs.browser),
+      m_now(std::move(needs.now)), m_recording(std::move(needs.recording)) {
+    m_reviewTimer.setInterval(pollInterval);
+    connect(&m_reviewTimer, &QTimer::timeout, this, &Reviews::pollReviews);
 }
 
-void AppDelegate::pollReviews() {
-    const QDateTime now = QDateTime::currentDateTimeUtc();
+void Reviews::watchReview(const QString& id, const API& api, const std::optional<QUrl>& link,
+                          const std::optional<QString>& dest, const QString& title) {
+    m_reviews.removeIf([&](const ReviewWatch& w) { return w.id == id; });
+    m_reviews.append({id, api, link, dest, title, m_now().addSecs(watchSeconds), false, {}});
+    if (!m_reviewTimer.isActive())
+        m_reviewTimer.start();
+}
+
+void Reviews::pollReviews() {
+    const QDateTime now = m_now();
     // A review that doesn't come within its time ends silently.
     m_reviews.removeIf([&](const ReviewWatch& w) { return !w.ready && w.until < now; });
     QList<ReviewWatch> open;
@@ -39,20 +34,21 @@ void AppDelegate::pollReviews() {
         if (!w.ready)
             open.append(w);
     if (open.isEmpty()) {
-        m_reviewTimer.reset();
-        rebuildMenu();
+        m_reviewTimer.stop();
+        emit changed();
         return;
     }
     for (const ReviewWatch& w : open)
         pollReview(w.id, w.api);
 }
 
-QCoro::Task<> AppDelegate::pollReview(QString id, API api) {
-    const QPointer<AppDelegate> self(this);
+QCoro::Task<> Reviews::pollReview(QString id, API api) {
+    const QPointer<Reviews> self(this);
     std::optional<QJsonObject> detail;
     std::optional<APIError> failure;
     try {
-        detail = co_await api.callDetail(id);
+        auto asking = api.callDetail(id);
+        detail = co_await std::move(asking);
     } catch (const APIError& e) {
         failure = e;
     }
@@ -61,7 +57,7 @@ QCoro::Task<> AppDelegate::pollReview(QString id, API api) {
     if (failure) {
         if (failure->isMissing()) {
             m_reviews.removeIf([&](const ReviewWatch& w) { return w.id == id; });
-            rebuildMenu();
+            emit changed();
         } else {
             slog(QStringLiteral("review poll %1: %2").arg(id, failure->errorDescription()));
         }
@@ -79,30 +75,29 @@ QCoro::Task<> AppDelegate::pollReview(QString id, API api) {
     const QString title = watch->title;
     const qsizetype count = watch->suggestions.size();
     slog(QStringLiteral("review ready: ") + id);
-    m_services.notify->reviewReady(id, title, int(count), watch->link);
-    const QString message =
-        count == 0 ? QStringLiteral("Notes and the workflow review are in.")
-                   : QStringLiteral("%1 %2 to look at. Each one asks where it goes.")
-                         .arg(count)
-                         .arg(count == 1 ? QStringLiteral("suggestion") : QStringLiteral("suggestions"));
-    m_services.nudges->show({QStringLiteral("review"),
-                             1,
-                             QStringLiteral("/"),
-                             QStringLiteral("Review ready \u2014 ") + Notify::shortened(title, 44),
-                             message,
-                             {{QStringLiteral("Later"), false, [] {}},
-                              {QStringLiteral("Open"), true,
-                               [self, id] {
-                                   if (self)
-                                       self->openReview(id);
-                               }}},
-                             false,
-                             30s,
-                             {}});
-    rebuildMenu();
+    m_notify.reviewReady(id, title, int(count), watch->link);
+    if (!m_recording()) {
+        const QString message = count == 0 ? QStringLiteral("Notes and the workflow review are in.")
+                                            : QStringLiteral("%1 %2 to look at. Each one asks where it goes.")
+                                                  .arg(count)
+                                                  .arg(count == 1 ? QStringLiteral("suggestion")
+                                                                  : QStringLiteral("suggestions"));
+        m_nudges.show({.kind = QStringLiteral("review"),
+                       .priority = 1,
+                       .title = QStringLiteral("Review ready \u2014 ") + Notify::shortened(title, 44),
+                       .message = message,
+                       .buttons = {{QStringLiteral("Later"), false, [] {}},
+                                   {QStringLiteral("Open"), true,
+                                    [self, id] {
+                                        if (self)
+                                            self->openReview(id);
+                                    }}},
+                       .timeout = 30s});
+    }
+    emit changed();
 }
 
-QList<AppDelegate::OpenSuggestion> AppDelegate::openSuggestions(const QJsonValue& review) {
+QList<Reviews::OpenSuggestion> Reviews::openSuggestions(const QJsonValue& review) {
     const QJsonValue list = review.toObject().value(QStringLiteral("suggestions"));
     if (!list.isArray())
         return {};
@@ -121,15 +116,15 @@ QList<AppDelegate::OpenSuggestion> AppDelegate::openSuggestions(const QJsonValue
     return open;
 }
 
-void AppDelegate::openReview(const QString& id) {
+void Reviews::openReview(const QString& id) {
     const auto watch =
         std::find_if(m_reviews.begin(), m_reviews.end(), [&](const ReviewWatch& w) { return w.id == id; });
     if (watch == m_reviews.end())
         return;
     if (watch->link)
-        m_services.browser->open(*watch->link);
+        m_browser.open(*watch->link);
     // Each open suggestion stays as a question of its own.
     if (watch->suggestions.isEmpty())
         m_reviews.erase(watch);
-    rebuildMenu();
+    emit changed();
 }

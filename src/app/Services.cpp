@@ -5,8 +5,9 @@
 #include "surfaces/DesktopBrowser.h"
 #include "surfaces/ScreenNudgeDisplay.h"
 
-std::unique_ptr<Services> Services::build() {
+std::unique_ptr<Services> Services::build(const Config& config) {
     auto s = std::make_unique<Services>();
+    s->config = config;
     // Linux is the one platform: the Secret Service when the desktop has one, X11 for the screen and idle time.
     s->secrets = os::linux_backends::makeSecretStore(Paths::support() + QStringLiteral("/secrets.json"));
     s->screen = os::linux_backends::makeScreenSource();
@@ -17,12 +18,14 @@ std::unique_ptr<Services> Services::build() {
     // Nothing connects to the sound server until a source starts.
     s->audioCapture = os::linux_backends::makeAudioCapture();
     s->ocr = std::make_unique<OCR>(&os::linux_backends::makeTextRecognizer);
-    s->keychain = std::make_unique<Keychain>(*s->secrets, Keychain::defaultService());
-    s->defaults = std::make_unique<QSettings>(Settings::defaultsPath(), QSettings::IniFormat);
+    s->keychain = std::make_unique<Keychain>(*s->secrets, config.keychainService);
+    s->defaults = std::make_unique<QSettings>(Settings::defaultsPath(config.defaultsSuite), QSettings::IniFormat);
     s->settings = std::make_unique<Settings>(*s->defaults, *s->keychain);
     s->notifications = os::linux_backends::makeNotifications();
     // Until the board window exists, notification clicks open their page in the default browser.
-    s->browser = std::make_unique<DesktopBrowser>();
+    const auto browsing = config.noBrowser ? DesktopBrowser::Mode::logOnly : DesktopBrowser::Mode::open;
+    s->browser = std::make_unique<DesktopBrowser>(browsing);
+    s->signInBrowser = std::make_unique<DesktopBrowser>(browsing, QStringLiteral("sign-in: would open "));
     s->notify = std::make_unique<Notify>(*s->notifications, *s->browser, *s->settings);
     s->nudges = std::make_unique<Nudges>(std::make_unique<ScreenNudgeDisplay>());
     return s;

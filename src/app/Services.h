@@ -1,5 +1,7 @@
 #pragma once
 
+#include "app/Config.h"
+#include "core/Clock.h"
 #include "core/Keychain.h"
 #include "os/AudioCapture.h"
 #include "os/AudioSystem.h"
@@ -20,6 +22,8 @@
 
 // The composition root's long-lived services, built once with the operating-system backends picked here.
 struct Services {
+    Config config;
+    Clock now = systemNow;
     std::unique_ptr<os::SecretStore> secrets;
     std::unique_ptr<os::ScreenSource> screen;
     std::unique_ptr<os::IdleSource> idle;
@@ -34,9 +38,11 @@ struct Services {
     std::unique_ptr<Settings> settings;
     std::unique_ptr<os::Notifications> notifications;
     std::unique_ptr<Browser> browser;
+    // The approval page of a sign-in.
+    std::unique_ptr<Browser> signInBrowser;
     std::unique_ptr<Notify> notify;
     // The one nudge card, for every flow that speaks through it.
     std::unique_ptr<Nudges> nudges;
 
-    static std::unique_ptr<Services> build();
+    static std::unique_ptr<Services> build(const Config& config);
 };

@@ -1,4 +1,4 @@
-#include "app/UploadState.h"
+#include "app/UploadStatus.h"
 
 namespace UploadState {
 
@@ -13,3 +13,8 @@ QString line(const State& state) {
 }
 
 } // namespace UploadState
+
+void UploadStatus::set(UploadState::State state) {
+    m_state = std::move(state);
+    emit changed();
+}

@@ -1,16 +1,18 @@
-// Sending decided sessions to their destination, and picking up what was left.
-#include "app/AppDelegate.h"
+#include "app/Uploads.h"
 
+#include "app/Filing.h"
 #include "app/QuotedTitle.h"
-#include "app/Services.h"
+#include "app/UploadStatus.h"
+#include "core/FiledRef.h"
 #include "core/Log.h"
 #include "core/Strings.h"
 #include "recording/Session.h"
 #include "recording/Uploader.h"
+#include "server/Settings.h"
 #include "surfaces/Notify.h"
 #include "surfaces/Nudges.h"
 
-#include <QCoroTimer>
+#include <QCoroSignal>
 #include <QFileInfo>
 #include <QPointer>
 
@@ -18,13 +20,8 @@ using namespace std::chrono_literals;
 
 namespace {
 
-QString folderName(const Session& session) {
-    return QFileInfo(session.dir).fileName();
-}
 // The menu's line while a session is on its way.
-QString busyTitle(const QString& title) {
-    return Notify::shortened(title, 40);
-}
+QString busyTitle(const QString& title) { return Notify::shortened(title, 40); }
 
 QString describe(const std::exception& e) {
     if (const auto* api = dynamic_cast<const APIError*>(&e))
@@ -34,22 +31,14 @@ QString describe(const std::exception& e) {
 
 } // namespace
 
-void AppDelegate::setUpload(UploadState::State state) {
-    m_upload = std::move(state);
-    rebuildMenu();
+Uploads::Uploads(Needs needs, QObject* parent)
+    : QObject(parent), m_settings(needs.settings), m_nudges(needs.nudges), m_notify(needs.notify),
+      m_status(needs.status), m_filing(needs.filing), m_now(std::move(needs.now)) {
+    connect(this, &Uploads::uploadEnded, this, &Uploads::continueRetries);
+    connect(&m_filing, &Filing::routed, this, &Uploads::continueRetries);
 }
 
-std::function<void(const QString&)> AppDelegate::progressToMenu() {
-    const QPointer<AppDelegate> self(this);
-    // The uploader may report from another thread: the state is the main thread's.
-    return [self](const QString& text) {
-        if (AppDelegate* d = self.data())
-            QMetaObject::invokeMethod(
-                d, [d, text] { d->setUpload(UploadState::Busy{text}); }, Qt::QueuedConnection);
-    };
-}
-
-void AppDelegate::uploadSession(std::shared_ptr<Session> session) {
+void Uploads::uploadSession(std::shared_ptr<Session> session) {
     if (m_uploading.contains(session->dir))
         return;
     SessionMeta& meta = session->meta;
@@ -57,202 +46,185 @@ void AppDelegate::uploadSession(std::shared_ptr<Session> session) {
         uploadPersonal(std::move(session), false);
         return;
     }
-    const Settings& settings = *m_services.settings;
-    const std::optional<Workspace> ws = settings.workspace(meta.workspaceID);
-    if (!ws && meta.routeDone.value_or(false) && (settings.signedIn() || !settings.connected().isEmpty())) {
-        slog(QStringLiteral("upload: %1 was for a target that is no longer listed -> asking again")
-                 .arg(meta.title));
+    const std::optional<Workspace> ws = m_settings.workspace(meta.workspaceID);
+    if (!ws && meta.routeDone.value_or(false) && (m_settings.signedIn() || !m_settings.connected().isEmpty())) {
+        slog(QStringLiteral("upload: %1 was for a target that is no longer listed -> asking again").arg(meta.title));
         meta.routeDone.reset();
         meta.routed.reset();
         session->save();
-        finish(std::move(session));
+        m_filing.finish(std::move(session));
         return;
     }
-    if (const std::optional<API> api = settings.api(ws)) {
-        m_uploading.insert(session->dir);
-        setUpload(UploadState::Busy{busyTitle(meta.title)});
-        sendSession(std::move(session), ws, *api);
-    } else if (settings.signedIn()) {
-        setUpload(UploadState::Failed{
-            meta.title,
-            QStringLiteral("no project to send it to \u2014 choose Personal or another project")});
+    if (const std::optional<API> api = m_settings.api(ws)) {
+        start(std::move(session), *api, {ws, false}, false);
+    } else if (m_settings.signedIn()) {
+        m_status.set(UploadState::Failed{
+            meta.title, QStringLiteral("no project to send it to \u2014 choose Personal or another project")});
         slog(QStringLiteral("upload waiting: signed in, project not available (%1)").arg(meta.title));
     } else {
         signInNudge(*session);
     }
 }
 
-QCoro::Task<> AppDelegate::sendSession(std::shared_ptr<Session> session, std::optional<Workspace> ws,
-                                       API api) {
-    const QPointer<AppDelegate> self(this);
-    const QString title = session->meta.title;
-    const std::optional<Routed> routed = session->meta.routed;
-    if (ws && !m_services.settings->hasName(*ws)) {
-        // Who the user is on this server names their side of the call; without it the upload goes on.
-        try {
-            const QString name = co_await api.me();
-            if (self && !name.isEmpty())
-                m_services.settings->setName(*ws, name);
-        } catch (const APIError&) {
-        }
-        if (!self)
-            co_return;
-    }
-    const std::optional<QString> selfName = m_services.settings->myName(ws);
-    std::optional<QString> id;
-    std::optional<QString> failure;
-    try {
-        auto sending = Uploader::upload(session, api, selfName, {true, false, progressToMenu()});
-        id = co_await std::move(sending);
-    } catch (const std::exception& e) {
-        failure = describe(e);
-    }
-    if (!self)
-        co_return;
-    m_uploading.remove(session->dir);
-    if (failure) {
-        setUpload(UploadState::Failed{title, *failure});
-        slog(QStringLiteral("upload failed %1: %2").arg(title, *failure));
-        co_return;
-    }
-    const std::optional<QUrl> link =
-        ws ? ws->link(QStringLiteral("library/call/") + urlComponent(*id)) : std::nullopt;
-    setUpload(UploadState::Saved{title, link});
-    m_services.notify->saved(*id, title, ws ? ws->name : QStringLiteral("Orvane"), link,
-                             folderName(*session));
-    QString line =
-        QStringLiteral("uploaded %1 -> %2 @ %3").arg(title, *id, ws ? ws->name : QStringLiteral("?"));
-    if (routed)
-        line += QStringLiteral(" (score %1%, auto %2)")
-                    .arg(RouteResult{Workspace{}, routed->score, {}}.percent())
-                    .arg(routed->isAuto ? QStringLiteral("true") : QStringLiteral("false"));
-    slog(line);
-    if (ws && ws->slug)
-        m_services.settings->setLastFiled(FiledRef{*id, title, *ws->slug, QDateTime::currentDateTimeUtc()});
-    watchReview(*id, api, link, ws ? ws->slug : std::nullopt, title);
-}
-
-void AppDelegate::uploadPersonal(std::shared_ptr<Session> session, bool quiet) {
-    const std::optional<API> api = m_services.settings->personalAPI();
+void Uploads::uploadPersonal(std::shared_ptr<Session> session, bool quiet) {
+    const std::optional<API> api = m_settings.personalAPI();
     if (!api) {
         signInNudge(*session);
         return;
     }
-    m_uploading.insert(session->dir);
-    setUpload(UploadState::Busy{busyTitle(session->meta.title)});
-    sendPersonal(std::move(session), *api, quiet);
+    start(std::move(session), *api, {std::nullopt, true}, quiet);
 }
 
-QCoro::Task<> AppDelegate::sendPersonal(std::shared_ptr<Session> session, API api, bool quiet) {
-    const QPointer<AppDelegate> self(this);
+void Uploads::start(std::shared_ptr<Session> session, API api, Target target, bool quiet) {
+    m_uploading.insert(session->dir);
+    m_status.set(UploadState::Busy{busyTitle(session->meta.title)});
+    send(std::move(session), std::move(api), std::move(target), quiet);
+}
+
+QCoro::Task<std::optional<QString>> Uploads::selfName(const Target& target, const API& api) {
+    if (target.personal)
+        co_return m_settings.accountName();
+    const QPointer<Uploads> self(this);
+    if (target.ws && !m_settings.hasName(*target.ws)) {
+        // Who the user is on this server names their side of the call; without it the upload goes on.
+        try {
+            auto asking = api.me();
+            const QString name = co_await std::move(asking);
+            if (self && !name.isEmpty())
+                m_settings.setName(*target.ws, name);
+        } catch (const APIError&) {
+        }
+        if (!self)
+            co_return std::nullopt;
+    }
+    co_return m_settings.myName(target.ws);
+}
+
+QCoro::Task<> Uploads::send(std::shared_ptr<Session> session, API api, Target target, bool quiet) {
+    const QPointer<Uploads> self(this);
     const QString title = session->meta.title;
+    const QString dir = session->dir;
+    const std::optional<Routed> routed = session->meta.routed;
+    // The uploader may report from another thread: the state is the main thread's.
+    const auto progress = [self](const QString& text) {
+        if (Uploads* u = self.data())
+            QMetaObject::invokeMethod(
+                u, [u, text] { u->m_status.set(UploadState::Busy{text}); }, Qt::QueuedConnection);
+    };
     std::optional<QString> id;
     std::optional<QString> failure;
-    bool closed = false;
+    bool personalClosed = false;
     try {
-        auto sending = Uploader::upload(session, api, m_services.settings->accountName(),
-                                        {true, false, progressToMenu()});
+        auto naming = selfName(target, api);
+        const std::optional<QString> name = co_await std::move(naming);
+        if (!self)
+            co_return;
+        auto sending = Uploader::upload(session, api, name, {true, false, progress});
         id = co_await std::move(sending);
     } catch (const APIError& e) {
-        closed = e.status == 404;
+        personalClosed = target.personal && e.status == 404;
         failure = e.errorDescription();
     } catch (const std::exception& e) {
         failure = describe(e);
     }
     if (!self)
         co_return;
-    m_uploading.remove(session->dir);
-    if (closed) {
-        // Personal isn't open on the server yet: the recording waits here and never goes to a project
-        // instead.
-        session->meta.waitingPersonal = true;
-        session->meta.lastError = QStringLiteral("waiting \u2014 Personal opens soon");
-        session->save();
-        setUpload(UploadState::Idle{});
-        slog(QStringLiteral("personal: 404, %1 kept on this computer (Personal opens soon)").arg(title));
-        if (!quiet)
-            m_services.nudges->show(
-                {QStringLiteral("personalSoon"),
-                 1,
-                 QStringLiteral("/"),
-                 QStringLiteral("Kept on this computer \u2014 Personal opens soon"),
-                 quotedTitle(title) +
-                     QStringLiteral(" stays private here and goes up to Personal by itself once it opens."),
-                 {},
-                 false,
-                 8s,
-                 {}});
-        co_return;
+    m_uploading.remove(dir);
+
+    const QString where = target.personal ? QStringLiteral("Personal")
+                          : target.ws     ? target.ws->name
+                                          : QString();
+    if (personalClosed) {
+        keepForPersonal(*session, quiet);
+    } else if (failure) {
+        m_status.set(UploadState::Failed{title, *failure});
+        slog(QStringLiteral("upload failed %1%2: %3")
+                 .arg(title, target.personal ? QStringLiteral(" (Personal)") : QString(), *failure));
+    } else {
+        const std::optional<QString> dest = target.personal ? std::optional<QString>(FiledRef::personal)
+                                            : target.ws    ? target.ws->slug
+                                                           : std::nullopt;
+        const std::optional<QUrl> link =
+            target.personal ? m_settings.link(FiledRef::personal, *id)
+            : target.ws     ? target.ws->link(QStringLiteral("library/call/") + urlComponent(*id))
+                            : std::nullopt;
+        m_status.set(UploadState::Saved{target.personal ? title + QStringLiteral(" \u00b7 Personal") : title, link});
+        m_notify.saved(*id, title, where.isEmpty() ? QStringLiteral("Orvane") : where, link,
+                       QFileInfo(dir).fileName());
+        QString line = QStringLiteral("uploaded %1 -> %2 @ %3").arg(title, *id, where.isEmpty() ? QStringLiteral("?") : where);
+        if (routed && !target.personal)
+            line += QStringLiteral(" (score %1%, auto %2)")
+                        .arg(RouteResult{Workspace{}, routed->score, {}}.percent())
+                        .arg(routed->isAuto ? QStringLiteral("true") : QStringLiteral("false"));
+        slog(line);
+        if (dest)
+            m_settings.setLastFiled(FiledRef{*id, title, *dest, m_now()});
+        emit uploaded(*id, api, link, dest, title);
     }
-    if (failure) {
-        setUpload(UploadState::Failed{title, *failure});
-        slog(QStringLiteral("upload failed %1 (Personal): %2").arg(title, *failure));
-        co_return;
-    }
-    const std::optional<QUrl> link = m_services.settings->link(FiledRef::personal, *id);
-    setUpload(UploadState::Saved{title + QStringLiteral(" \u00b7 Personal"), link});
-    m_services.notify->saved(*id, title, QStringLiteral("Personal"), link, folderName(*session));
-    slog(QStringLiteral("uploaded %1 -> %2 @ Personal").arg(title, *id));
-    m_services.settings->setLastFiled(
-        FiledRef{*id, title, FiledRef::personal, QDateTime::currentDateTimeUtc()});
-    watchReview(*id, api, link, FiledRef::personal, title);
+    emit uploadEnded(dir);
 }
 
-void AppDelegate::signInNudge(const Session& session) {
+void Uploads::keepForPersonal(Session& session, bool quiet) {
+    // Personal isn't open on the server yet: the recording waits here and never goes to a project instead.
     const QString title = session.meta.title;
-    setUpload(
-        UploadState::Failed{title, QStringLiteral("not signed in \u2014 Sign in to Orvane to send it")});
-    slog(QStringLiteral("upload waiting: not signed in (%1)").arg(title));
-    const QPointer<AppDelegate> self(this);
-    m_services.nudges->show(
-        {QStringLiteral("upload"),
-         3,
-         QStringLiteral("/"),
-         QStringLiteral("Sign in to send it"),
-         quotedTitle(title) +
-             QStringLiteral(
-                 " is saved on this computer, not sent yet. It uploads as soon as you are signed in."),
-         {{QStringLiteral("Later"), false, [] {}},
-          {QStringLiteral("Sign in"), true,
-           [self] {
-               if (self)
-                   self->startSignIn();
-           }}},
-         false,
-         std::nullopt,
-         {}});
+    session.meta.waitingPersonal = true;
+    session.meta.lastError = QStringLiteral("waiting \u2014 Personal opens soon");
+    session.save();
+    m_status.set(UploadState::Idle{});
+    slog(QStringLiteral("personal: 404, %1 kept on this computer (Personal opens soon)").arg(title));
+    if (!quiet)
+        m_nudges.show({.kind = QStringLiteral("personalSoon"),
+                       .priority = 1,
+                       .title = QStringLiteral("Kept on this computer \u2014 Personal opens soon"),
+                       .message = quotedTitle(title) + QStringLiteral(" stays private here and goes up to Personal "
+                                                                      "by itself once it opens."),
+                       .timeout = 8s});
 }
 
-void AppDelegate::retryUploads() {
+void Uploads::signInNudge(const Session& session) {
+    const QString title = session.meta.title;
+    m_status.set(UploadState::Failed{title, QStringLiteral("not signed in \u2014 Sign in to Orvane to send it")});
+    slog(QStringLiteral("upload waiting: not signed in (%1)").arg(title));
+    const QPointer<Uploads> self(this);
+    m_nudges.show({.kind = QStringLiteral("upload"),
+                   .priority = 3,
+                   .title = QStringLiteral("Sign in to send it"),
+                   .message = quotedTitle(title) + QStringLiteral(" is saved on this computer, not sent yet. It "
+                                                                  "uploads as soon as you are signed in."),
+                   .buttons = {{QStringLiteral("Later"), false, [] {}},
+                               {QStringLiteral("Sign in"), true, [self] {
+                                    if (self)
+                                        emit self->signInWanted();
+                                }}}});
+}
+
+void Uploads::retryUploads() {
     QList<std::shared_ptr<Session>> candidates;
-    for (const std::shared_ptr<Session>& s : Session::pending()) {
-        if (!m_uploading.contains(s->dir) && !m_routing.contains(s->dir) && !m_routeScores.contains(s->dir) &&
-            !s->meta.waitingPersonal.value_or(false))
+    for (const std::shared_ptr<Session>& s : Session::pending())
+        if (!m_uploading.contains(s->dir) && !m_filing.deciding(s->dir) && !s->meta.waitingPersonal.value_or(false))
             candidates.append(s);
-    }
+    m_retrying = candidates.size() >= 2;
     if (candidates.isEmpty())
         return;
-    finish(candidates.first());
-    if (candidates.size() >= 2)
-        continueRetries();
+    m_filing.finish(candidates.first());
+    // A session that is asked about starts nothing: the chain looks once the present events are handled.
+    if (m_retrying)
+        QMetaObject::invokeMethod(this, &Uploads::continueRetries, Qt::QueuedConnection);
 }
 
-QCoro::Task<> AppDelegate::continueRetries() {
-    const QPointer<AppDelegate> self(this);
-    do {
-        co_await QCoro::sleepFor(500ms);
-        if (!self)
-            co_return;
-    } while (!m_uploading.isEmpty() || !m_routing.isEmpty());
+void Uploads::continueRetries() {
+    if (!m_retrying || !m_uploading.isEmpty() || m_filing.routing())
+        return;
+    m_retrying = false;
     // A failure means the server is in trouble, and the user sees why: the rest waits for the next try.
-    if (!std::holds_alternative<UploadState::Failed>(m_upload))
+    if (!std::holds_alternative<UploadState::Failed>(m_status.state()))
         retryUploads();
 }
 
-void AppDelegate::retryPersonal(bool force) {
-    if (!m_services.settings->signedIn())
+void Uploads::retryPersonal(bool force) {
+    if (!m_settings.signedIn())
         return;
-    const QDateTime now = QDateTime::currentDateTimeUtc();
+    const QDateTime now = m_now();
     if (!force && m_lastPersonalTry.isValid() && m_lastPersonalTry.secsTo(now) <= 1800)
         return;
     m_lastPersonalTry = now;
@@ -264,27 +236,30 @@ void AppDelegate::retryPersonal(bool force) {
         retryPersonalTask(waiting, !force);
 }
 
-QCoro::Task<> AppDelegate::retryPersonalTask(QList<std::shared_ptr<Session>> waiting, bool quiet) {
-    const QPointer<AppDelegate> self(this);
+QCoro::Task<> Uploads::retryPersonalTask(QList<std::shared_ptr<Session>> waiting, bool quiet) {
+    const QPointer<Uploads> self(this);
     // The first is the probe: one request tells whether Personal has opened.
     const QString probe = waiting.first()->dir;
     uploadPersonal(waiting.first(), quiet);
-    co_await waitUntilNotUploading(probe);
+    auto probing = whenNotUploading(probe);
+    co_await std::move(probing);
     if (!self)
         co_return;
     if (const std::shared_ptr<Session> reloaded = Session::load(probe);
         reloaded && reloaded->meta.waitingPersonal.value_or(false))
         co_return;
     for (qsizetype i = 1; i < waiting.size(); ++i) {
-        co_await waitUntilNotUploading(waiting[i]->dir);
+        auto free = whenNotUploading(waiting[i]->dir);
+        co_await std::move(free);
         if (!self)
             co_return;
         uploadPersonal(waiting[i], quiet);
     }
 }
 
-QCoro::Task<> AppDelegate::waitUntilNotUploading(QString dir) {
-    const QPointer<AppDelegate> self(this);
-    while (self && m_uploading.contains(dir))
-        co_await QCoro::sleepFor(300ms);
+QCoro::Task<> Uploads::whenNotUploading(QString dir) {
+    while (m_uploading.contains(dir)) {
+        auto ended = qCoro(this, &Uploads::uploadEnded);
+        co_await std::move(ended);
+    }
 }

@@ -1,5 +1,6 @@
 #include "app/AppDelegate.h"
 #include "app/Arguments.h"
+#include "app/Config.h"
 #include "app/IconSet.h"
 #include "app/Previews.h"
 #include "app/RecTest.h"
@@ -8,6 +9,7 @@
 #include "app/SingleCopy.h"
 #include "app/UnixSignals.h"
 #include "core/Log.h"
+#include "core/Paths.h"
 
 #include <QApplication>
 #include <cstdio>
@@ -16,9 +18,8 @@ namespace {
 
 // With no display at all (a server, a CI shell) the program still runs, drawing off screen; so do the runs
 // that need no screen.
-void drawOffscreenWhenHeadless(const Arguments& args) {
-    const bool noDisplay = qEnvironmentVariableIsEmpty("DISPLAY") && qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY");
-    if ((noDisplay || LaunchModes::read(args).headless()) && qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
+void drawOffscreenWhenHeadless(const Arguments& args, const Config& config) {
+    if ((!config.hasDisplay || LaunchModes::read(args).headless()) && qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
         qputenv("QT_QPA_PLATFORM", "offscreen");
 }
 
@@ -40,7 +41,9 @@ void identify() {
 
 int main(int argc, char** argv) {
     const Arguments args(argc, argv);
-    drawOffscreenWhenHeadless(args);
+    const Config config = Config::fromEnvironment();
+    Paths::useSupport(config.supportDir);
+    drawOffscreenWhenHeadless(args, config);
     identify();
 
     const EntryMode mode = EntryMode::decide(args);
@@ -78,7 +81,7 @@ int main(int argc, char** argv) {
         return 0;
     }
 
-    const auto services = Services::build();
+    const auto services = Services::build(config);
     AppDelegate delegate(*services, args);
     UnixSignals unixSignals;
     QObject::connect(&unixSignals, &UnixSignals::terminationRequested, &delegate, &AppDelegate::requestQuit);

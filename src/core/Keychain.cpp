@@ -4,14 +4,6 @@
 
 #include <QStringDecoder>
 
-QString Keychain::defaultService() {
-    static const QString service = [] {
-        const QString fromEnv = qEnvironmentVariable("ORVANE_KEYCHAIN_SERVICE");
-        return fromEnv.isEmpty() ? QStringLiteral("orvane.mac") : fromEnv;
-    }();
-    return service;
-}
-
 Keychain::Keychain(os::SecretStore& store, QString service) : m_store(store), m_service(std::move(service)) {}
 
 std::optional<QString> Keychain::get(const QString& account) const {

@@ -12,9 +12,6 @@ public:
     static inline const QString workspaceLabel = QStringLiteral("Orvane workspace key");
     static inline const QString accountLabel = QStringLiteral("Orvane account key");
 
-    // ORVANE_KEYCHAIN_SERVICE when set and not empty, else "orvane.mac"; read once.
-    static QString defaultService();
-
     Keychain(os::SecretStore& store, QString service);
 
     const QString& service() const { return m_service; }

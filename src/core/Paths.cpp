@@ -7,12 +7,15 @@
 
 namespace Paths {
 namespace {
+QString& chosen() {
+    static QString dir;
+    return dir;
+}
+
 QString computeSupport() {
-    const QByteArray fromEnv = qgetenv("ORVANE_SUPPORT_DIR");
-    const QString dir = !fromEnv.isEmpty()
-                            ? QString::fromLocal8Bit(fromEnv)
-                            : QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation) +
-                                  QStringLiteral("/Orvane");
+    const QString dir = !chosen().isEmpty() ? chosen()
+                                            : QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation) +
+                                                  QStringLiteral("/Orvane");
     const bool existed = QFileInfo::exists(dir);
     ensure(dir);
     if (!existed)
@@ -20,6 +23,8 @@ QString computeSupport() {
     return dir;
 }
 } // namespace
+
+void useSupport(const QString& dir) { chosen() = dir; }
 
 QString support() {
     static const QString dir = computeSupport();

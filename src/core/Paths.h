@@ -2,9 +2,11 @@
 
 #include <QString>
 
-// Where the program keeps its files. The support directory is computed once per process.
+// Where the program keeps its files. The support directory is settled once per process.
 namespace Paths {
-// ORVANE_SUPPORT_DIR when set and not empty, else $XDG_DATA_HOME/Orvane; created private to the user.
+// The support directory for this process, before anything asks for it; empty leaves the default.
+void useSupport(const QString& dir);
+// The folder given to useSupport, else $XDG_DATA_HOME/Orvane; created private to the user.
 QString support();
 QString recordings();
 QString workday();

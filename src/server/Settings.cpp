@@ -101,8 +101,7 @@ struct NameMap {
     }
 };
 
-QString Settings::defaultsPath() {
-    const QString suite = qEnvironmentVariable("ORVANE_DEFAULTS_SUITE");
+QString Settings::defaultsPath(const QString& suite) {
     const bool usable = !suite.isEmpty() && !suite.contains(QLatin1Char('/')) && suite != QLatin1String(".") &&
                         suite != QLatin1String("..") && QDir().mkpath(configDir());
     return configDir() + QLatin1Char('/') + (usable ? suite : QStringLiteral("orvane")) + QStringLiteral(".conf");

@@ -20,8 +20,8 @@
 class Settings : public QObject {
     Q_OBJECT
 public:
-    // ~/.config/Orvane/orvane.conf, or <suite>.conf for ORVANE_DEFAULTS_SUITE when such a store can be made.
-    static QString defaultsPath();
+    // ~/.config/Orvane/orvane.conf, or <suite>.conf for a named suite when such a store can be made.
+    static QString defaultsPath(const QString& suite);
 
     Settings(QSettings& defaults, Keychain& keychain, QObject* parent = nullptr);
 

@@ -5,7 +5,7 @@
 #include <QDesktopServices>
 
 void DesktopBrowser::open(const QUrl& url) {
-    if (qEnvironmentVariable("ORVANE_NO_BROWSER") == QLatin1String("1")) {
+    if (m_mode == Mode::logOnly) {
         slog(m_logPrefix + url.toString());
         return;
     }

@@ -4,13 +4,16 @@
 
 #include <QString>
 
-// The user's default browser. With ORVANE_NO_BROWSER=1 it only logs the URL after `logPrefix`, so that scripted
+// The user's default browser. When told to open nothing it only logs the URL after `logPrefix`, so that scripted
 // runs open no windows.
 class DesktopBrowser final : public Browser {
 public:
-    explicit DesktopBrowser(QString logPrefix = QStringLiteral("open ")) : m_logPrefix(std::move(logPrefix)) {}
+    enum class Mode { open, logOnly };
+    explicit DesktopBrowser(Mode mode, QString logPrefix = QStringLiteral("open "))
+        : m_mode(mode), m_logPrefix(std::move(logPrefix)) {}
     void open(const QUrl& url) override;
 
 private:
+    Mode m_mode;
     QString m_logPrefix;
 };

@@ -18,13 +18,11 @@ public:
     struct Run {
         bool dumpMenu = false;
         bool uiCheck = false;
-        QString defaultsSuite; // ORVANE_DEFAULTS_SUITE
     };
 
     Notify(os::Notifications& center, Browser& browser, const Settings& settings, QObject* parent = nullptr);
 
-    // Turns notifications on, except for check runs, runs on a separate settings suite (tests, scripted runs)
-    // and desktops without a notification service. Logs the service's answer.
+    // Turns notifications on, except for check runs and desktops without a notification service. Logs the service's answer.
     void setup(const Run& run);
     bool enabled() const { return m_enabled; }
 

@@ -19,8 +19,10 @@
 // Recordings live in the test's support folder, emptied for each controller.
 class Controller {
 public:
-    explicit Controller(const QString& platformBase) {
+    explicit Controller(const QString& platformBase, double askSeconds = 120) {
         QDir(Paths::recordings()).removeRecursively();
+        services.config.askSeconds = askSeconds;
+        services.now = [this] { return now; };
         services.idle = std::make_unique<FakeIdleSource>();
         services.audio = std::make_unique<FakeAudioSystem>();
         services.windows = std::make_unique<FakeWindowSystem>();
@@ -36,6 +38,7 @@ public:
         auto browser = std::make_unique<FakeBrowser>();
         opened = browser.get();
         services.browser = std::move(browser);
+        services.signInBrowser = std::make_unique<FakeBrowser>();
         services.notify = std::make_unique<Notify>(*services.notifications, *services.browser, *services.settings);
         services.notify->setup({});
         auto display = std::make_unique<RecordingNudgeDisplay>();
@@ -51,7 +54,7 @@ public:
     bool signInAndLoadProjects(const QString& key = QStringLiteral("dev-key")) {
         settings().signIn(key, QStringLiteral("dev@orvane.test"), std::nullopt);
         bool done = false;
-        delegate->refreshAccount([&] { done = true; });
+        delegate->account().refreshAccount([&] { done = true; });
         return QTest::qWaitFor([&] { return done; }, 10000) && !settings().projects().isEmpty();
     }
 
@@ -79,6 +82,8 @@ public:
         return false;
     }
 
+    // The flows' "now", moved by the tests.
+    QDateTime now = QDateTime::currentDateTimeUtc();
     FakeNotifications* posted = nullptr;
     FakeBrowser* opened = nullptr;
     RecordingNudgeDisplay* nudges = nullptr;

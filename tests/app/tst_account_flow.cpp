@@ -2,6 +2,7 @@
 #include "support/LocalPlatform.h"
 
 #include <QJsonArray>
+#include <QSignalSpy>
 #include <QTest>
 
 // The controller's picture of the account against the local platform: projects, a revoked key, the
@@ -10,10 +11,12 @@ class TestAccountFlow : public QObject {
     Q_OBJECT
     std::unique_ptr<LocalPlatform> m_platform;
 
+    // Every outcome of a refresh redraws the menu before `then` runs.
     static bool refreshed(Controller& c) {
+        QSignalSpy menu(&c.app(), &AppDelegate::menuRebuilt);
         bool done = false;
-        c.app().refreshAccount([&] { done = true; });
-        return QTest::qWaitFor([&] { return done; }, 10000);
+        c.app().account().refreshAccount([&] { done = true; });
+        return QTest::qWaitFor([&] { return done; }, 10000) && !menu.isEmpty();
     }
 
 private slots:
@@ -56,7 +59,7 @@ private slots:
     void withNoHomeAndNoAccountNothingIsAsked() {
         Controller c(m_platform->base());
         bool calledAtOnce = false;
-        c.app().refreshAccount([&] { calledAtOnce = true; });
+        c.app().account().refreshAccount([&] { calledAtOnce = true; });
         QVERIFY(calledAtOnce);
         QVERIFY(m_platform->requests().isEmpty());
     }
@@ -64,7 +67,7 @@ private slots:
     void aRecordingWithoutAccountAsksForTheSignIn() {
         Controller c(m_platform->base());
         const auto session = c.recorded(QStringLiteral("Weekly sync with the design team and everyone else invited"));
-        c.app().finish(session);
+        c.app().filing().finish(session);
         QVERIFY(c.showsNudge(QStringLiteral("Sign in to send it")));
         QCOMPARE(c.shownNudge()->message.value_or(QString()),
                  QStringLiteral("\u201cWeekly sync with the design team and everyone els\u2026\u201d is saved on "
@@ -80,7 +83,7 @@ private slots:
         Controller c(m_platform->base());
         c.recorded(QStringLiteral("Waited for the sign-in"));
         c.settings().signIn(QStringLiteral("dev-key"), QStringLiteral("dev@orvane.test"), std::nullopt);
-        c.app().signedIn();
+        c.app().account().signedIn();
         QVERIFY(QTest::qWaitFor([&] { return c.showsNudge(QStringLiteral("Where does this go?")); }, 10000));
         QVERIFY(c.shownNudge()->message->startsWith(QStringLiteral("\u201cWaited for the sign-in\u201d")));
     }

@@ -1,4 +1,5 @@
 #include "app/Arguments.h"
+#include "app/Config.h"
 
 #include <QTest>
 
@@ -61,6 +62,40 @@ private slots:
         QCOMPARE(m.dumpMenuDelay, 0.5);
         QCOMPARE(LaunchModes::read(Arguments(QStringList{"--dump-menu-delay"})).dumpMenuDelay, 4.0);
         QCOMPARE(LaunchModes::read(Arguments(QStringList{"--dump-menu-delay", "soon"})).dumpMenuDelay, 4.0);
+    }
+    // The environment is read once, at the start; each variable's odd values fall back to the default.
+    void configReadsTheEnvironment_data() {
+        QTest::addColumn<QByteArray>("askSeconds");
+        QTest::addColumn<QByteArray>("noBrowser");
+        QTest::addColumn<QByteArray>("keychainService");
+        QTest::addColumn<double>("seconds");
+        QTest::addColumn<bool>("logsPages");
+        QTest::addColumn<QString>("service");
+        QTest::newRow("nothing set") << QByteArray() << QByteArray() << QByteArray() << 120.0 << false << "orvane.mac";
+        QTest::newRow("a fraction of a second, pages logged, a service of its own")
+            << QByteArray("0.5") << QByteArray("1") << QByteArray("orvane.test") << 0.5 << true << "orvane.test";
+        QTest::newRow("words are not numbers, only 1 means yes, empty is unset")
+            << QByteArray("soon") << QByteArray("true") << QByteArray("") << 120.0 << false << "orvane.mac";
+        QTest::newRow("a negative wait and a 1 with a blank are ignored")
+            << QByteArray("-3") << QByteArray("1 ") << QByteArray() << 120.0 << false << "orvane.mac";
+    }
+    void configReadsTheEnvironment() {
+        QFETCH(QByteArray, askSeconds);
+        QFETCH(QByteArray, noBrowser);
+        QFETCH(QByteArray, keychainService);
+        const auto set = [](const char* name, const QByteArray& value) {
+            if (value.isNull())
+                qunsetenv(name);
+            else
+                qputenv(name, value);
+        };
+        set("ORVANE_ASK_SECONDS", askSeconds);
+        set("ORVANE_NO_BROWSER", noBrowser);
+        set("ORVANE_KEYCHAIN_SERVICE", keychainService);
+        const Config config = Config::fromEnvironment();
+        QTEST(config.askSeconds, "seconds");
+        QTEST(config.noBrowser, "logsPages");
+        QTEST(config.keychainService, "service");
     }
 };
 

@@ -57,6 +57,18 @@ class TestProgram : public QObject {
         QVERIFY(second.readAllStandardError().contains("[Orvane] already running"));
         QVERIFY(!log().contains(QStringLiteral("already running"))); // the system log only
 
+        // A menu dump runs beside it, with no display at all, and ends by itself.
+        QProcess dump;
+        QProcessEnvironment noDisplay = environment(deadBus);
+        noDisplay.remove(QStringLiteral("DISPLAY"));
+        noDisplay.remove(QStringLiteral("WAYLAND_DISPLAY"));
+        dump.setProcessEnvironment(noDisplay);
+        dump.start(QStringLiteral(ORVANE_BINARY), {QStringLiteral("--dump-menu"), QStringLiteral("--dump-menu-delay"),
+                                                   QStringLiteral("0.5")});
+        QVERIFY(dump.waitForFinished(10000));
+        QCOMPARE(dump.exitCode(), 0);
+        QVERIFY2(dump.readAllStandardOutput().startsWith("Orvane\nNot signed in\n"), qPrintable(log()));
+
         QCOMPARE(first.state(), QProcess::Running);
         ::kill(pid_t(first.processId()), SIGTERM);
         QVERIFY(first.waitForFinished(20000));
@@ -148,9 +160,9 @@ private slots:
             // Personal, and one whose call was created before the audio failed.
             qputenv("XDG_CONFIG_HOME", m_home->filePath(QStringLiteral("config")).toUtf8());
             QVERIFY(QDir().mkpath(m_home->filePath(QStringLiteral("support"))));
-            QSettings defaults(Settings::defaultsPath(), QSettings::IniFormat);
+            QSettings defaults(Settings::defaultsPath(qEnvironmentVariable("ORVANE_DEFAULTS_SUITE")), QSettings::IniFormat);
             os::FileSecretStore secrets(m_home->filePath(QStringLiteral("support/secrets.json")));
-            Keychain keychain(secrets, Keychain::defaultService());
+            Keychain keychain(secrets, qEnvironmentVariable("ORVANE_KEYCHAIN_SERVICE"));
             Settings settings(defaults, keychain);
             settings.setPlatformBase(platform.base());
             settings.signIn(QStringLiteral("dev-key"), QStringLiteral("dev@orvane.test"), std::nullopt);

@@ -1,9 +1,9 @@
-#include "app/AppDelegate.h"
+#include "app/Reviews.h"
 
 #include <QJsonDocument>
 #include <QTest>
 
-using Open = QList<AppDelegate::OpenSuggestion>;
+using Open = QList<Reviews::OpenSuggestion>;
 Q_DECLARE_METATYPE(Open)
 
 // Which suggestions of a review are still open, each to become a question.
@@ -34,25 +34,7 @@ private slots:
         QFETCH(Open, open);
         const QJsonDocument doc = QJsonDocument::fromJson(review);
         const QJsonValue value = doc.isArray() ? QJsonValue(doc.array()) : QJsonValue(doc.object());
-        QCOMPARE(AppDelegate::openSuggestions(value), open);
-    }
-
-    void askSecondsReadsTheEnvironmentEachTime_data() {
-        QTest::addColumn<QByteArray>("value");
-        QTest::addColumn<double>("seconds");
-        QTest::newRow("unset") << QByteArray() << 120.0;
-        QTest::newRow("a number") << QByteArray("2") << 2.0;
-        QTest::newRow("a fraction") << QByteArray("0.5") << 0.5;
-        QTest::newRow("not a number") << QByteArray("soon") << 120.0;
-    }
-    void askSecondsReadsTheEnvironmentEachTime() {
-        QFETCH(QByteArray, value);
-        QFETCH(double, seconds);
-        if (value.isNull())
-            qunsetenv("ORVANE_ASK_SECONDS");
-        else
-            qputenv("ORVANE_ASK_SECONDS", value);
-        QCOMPARE(AppDelegate::askSeconds(), seconds);
+        QCOMPARE(Reviews::openSuggestions(value), open);
     }
 };
 

@@ -61,17 +61,23 @@ class TestUploadFlow : public QObject {
             titles << b.title;
         return titles;
     }
+    bool anyUploading() {
+        const auto pending = Session::pending();
+        return std::any_of(pending.begin(), pending.end(),
+                           [&](const auto& s) { return c().app().uploads().uploading(s->dir); });
+    }
     bool uploaded(const Session& session) {
         return QTest::qWaitFor([&] { return !QFileInfo::exists(session.dir); }, 15000);
     }
 
 private slots:
     void init() {
-        qunsetenv("ORVANE_ASK_SECONDS");
         m_platform = std::make_unique<LocalPlatform>();
         QVERIFY2(m_platform->isRunning(), qPrintable(m_platform->error()));
         QVERIFY(m_platform->reviewDelay(0ms));
-        m_c = std::make_unique<Controller>(m_platform->base());
+        // The question's time-out is short where a test waits for it, and longer than any test elsewhere.
+        const bool waitsForDefault = QByteArray(QTest::currentTestFunction()) == "withoutAnAnswerItGoesToPersonal";
+        m_c = std::make_unique<Controller>(m_platform->base(), waitsForDefault ? 1 : 120);
         QVERIFY(c().signInAndLoadProjects());
     }
     void cleanup() {
@@ -81,7 +87,7 @@ private slots:
 
     void aTeamCallIsSuggestedSentAndReviewed() {
         const auto session = teamCall();
-        c().app().finish(session);
+        c().app().filing().finish(session);
         QVERIFY(nudgeSays(QStringLiteral("Where does this go?")));
         QCOMPARE(buttonTitles(), QStringList({QStringLiteral("Brevik \u00b7 90%"), QStringLiteral("Personal (private)"),
                                               QStringLiteral("Noctal \u00b7 0%")}));
@@ -100,13 +106,13 @@ private slots:
         QCOMPARE(c().settings().lastFiled()->dest, QStringLiteral("brevik"));
         QCOMPARE(c().posted->posted.last().title, QStringLiteral("Weekly sync"));
 
-        brevik(); // a late click on the same question
-        QTest::qWait(200);
+        brevik(); // a late click on the same question: the session is gone, so nothing can start
+        QVERIFY(!c().app().uploads().uploading(session->dir));
         QCOMPARE(callScopes().size(), 1);
 
-        QCOMPARE(c().app().reviews().size(), 1);
-        c().app().pollReviews();
-        QVERIFY(QTest::qWaitFor([&] { return c().app().reviews().first().ready; }, 10000));
+        QCOMPARE(c().app().reviews().reviews().size(), 1);
+        c().app().reviews().pollReviews();
+        QVERIFY(QTest::qWaitFor([&] { return c().app().reviews().reviews().first().ready; }, 10000));
         QVERIFY(c().showsNudge(QStringLiteral("Review ready \u2014 Weekly sync")));
         c().press(QStringLiteral("Open"));
         QCOMPARE(c().opened->opened.size(), 1);
@@ -115,7 +121,7 @@ private slots:
     void aClearTeamCallIsFiledWhenTheUserOptedIn() {
         c().settings().setAutoFileTeamCalls(true);
         const auto session = teamCall(QStringLiteral("Brevik planning"));
-        c().app().finish(session);
+        c().app().filing().finish(session);
         QVERIFY(nudgeSays(QStringLiteral("Filed in Brevik")));
         QCOMPARE(c().shownNudge()->message.value_or(QString()),
                  QStringLiteral("\u201cBrevik planning\u201d \u00b7 with Ivo, Tess. Move it from the menu if that\u2019s "
@@ -125,9 +131,8 @@ private slots:
     }
 
     void withoutAnAnswerItGoesToPersonal() {
-        qputenv("ORVANE_ASK_SECONDS", "1");
         const auto session = c().recorded(QStringLiteral("Reading the budget"));
-        c().app().finish(session);
+        c().app().filing().finish(session);
         QVERIFY(nudgeSays(QStringLiteral("Where does this go?")));
         QCOMPARE(c().shownNudge()->buttons[0].title, QStringLiteral("Personal (private)"));
         QVERIFY(c().shownNudge()->buttons[0].primary);
@@ -144,12 +149,12 @@ private slots:
     void decidingOneQuestionAsksTheNext() {
         const auto first = c().recorded(QStringLiteral("First"), QDateTime::currentDateTimeUtc().addSecs(-600));
         const auto second = c().recorded(QStringLiteral("Second"));
-        c().app().retryUploads();
+        c().app().uploads().retryUploads();
         QVERIFY(QTest::qWaitFor([&] { return c().showsNudge(QStringLiteral("Where does this go?")) &&
                                              c().shownNudge()->message->startsWith(QStringLiteral("\u201cSecond")); },
                                 10000));
         // Decided on disk meanwhile, from elsewhere: its question is not asked again.
-        c().app().choose(*first, {true, std::nullopt, {}, false});
+        c().app().filing().choose(*first, {true, std::nullopt, {}, false});
         QVERIFY(uploaded(*first));
         QVERIFY(c().shownNudge()->message->startsWith(QStringLiteral("\u201cSecond")));
         QVERIFY(c().press(QStringLiteral("Personal (private)")));
@@ -163,7 +168,7 @@ private slots:
         session->meta.workspaceID = QUuid::createUuid();
         session->meta.routed = Routed{0.9, {QStringLiteral("with Ivo")}, false};
         session->save();
-        c().app().finish(session);
+        c().app().filing().finish(session);
         const auto onDisk = Session::load(session->dir);
         QVERIFY(!onDisk->meta.routeDone);
         QVERIFY(!onDisk->meta.routed);
@@ -177,10 +182,11 @@ private slots:
         const auto second = decided(QStringLiteral("Second"), QStringLiteral("brevik"));
         QVERIFY(m_platform->fault({QStringLiteral("/api/v1/p/brevik/calls"), 500, R"({"error":"down for a moment"})",
                                    "application/json", QStringLiteral("POST")}));
-        c().app().retryUploads();
+        c().app().uploads().retryUploads();
         QVERIFY(QTest::qWaitFor([&] { return std::holds_alternative<UploadState::Failed>(c().app().upload()); }, 10000));
         QCOMPARE(std::get<UploadState::Failed>(c().app().upload()).message, QStringLiteral("down for a moment (HTTP 500)"));
-        QTest::qWait(1200); // longer than the chain's look-ahead
+        // The chain looks on as each upload ends: the failure ended it, and the second never started.
+        QVERIFY(!c().app().uploads().uploading(second->dir));
         QCOMPARE(requestsTo(QStringLiteral("/calls")), 1);
         QVERIFY(QFileInfo::exists(first->dir));
         QVERIFY(QFileInfo::exists(second->dir));
@@ -190,7 +196,7 @@ private slots:
     void personalClosedKeepsRecordingsHereAndProbesOnce() {
         QVERIFY(m_platform->closePersonal());
         const auto first = decided(QStringLiteral("One"), FiledRef::personal);
-        c().app().finish(first);
+        c().app().filing().finish(first);
         QVERIFY(nudgeSays(QStringLiteral("Kept on this computer \u2014 Personal opens soon")));
         QVERIFY(Session::load(first->dir)->meta.waitingPersonal.value_or(false));
         QVERIFY(std::holds_alternative<UploadState::Idle>(c().app().upload()));
@@ -202,15 +208,20 @@ private slots:
             waiting->meta.waitingPersonal = true;
             waiting->save();
         }
-        c().app().retryUploads(); // waiting recordings are Personal's own retry's
-        c().app().retryPersonal(false);
+        c().app().uploads().retryUploads(); // waiting recordings are Personal's own retry's
+        c().app().uploads().retryPersonal(false);
         QVERIFY(QTest::qWaitFor([&] { return requestsTo(QStringLiteral("/calls")) == 2; }, 10000));
-        c().app().retryPersonal(false); // within the half hour
-        QTest::qWait(800);
-        QCOMPARE(requestsTo(QStringLiteral("/calls")), 2);
+        QVERIFY(QTest::qWaitFor([&] { return !anyUploading(); }, 10000));
+        c().now = c().now.addSecs(1800); // within the half hour: no probe starts
+        c().app().uploads().retryPersonal(false);
+        QVERIFY(!anyUploading());
+        c().now = c().now.addSecs(1); // past it, the next probe goes
+        c().app().uploads().retryPersonal(false);
+        QVERIFY(QTest::qWaitFor([&] { return requestsTo(QStringLiteral("/calls")) == 3; }, 10000));
+        QVERIFY(QTest::qWaitFor([&] { return !anyUploading(); }, 10000));
 
         QVERIFY(m_platform->closePersonal(false));
-        c().app().retryPersonal(true);
+        c().app().uploads().retryPersonal(true);
         QVERIFY(QTest::qWaitFor([&] { return Session::pending().isEmpty(); }, 15000));
         QCOMPARE(callScopes().size(), 3);
     }
@@ -218,34 +229,43 @@ private slots:
     void aCallThatIsGoneEndsItsWatch() {
         const auto session = decided(QStringLiteral("Short one"), QStringLiteral("brevik"));
         QVERIFY(m_platform->reviewDelay(std::chrono::hours(1)));
-        c().app().finish(session);
+        c().app().filing().finish(session);
         QVERIFY(uploaded(*session));
-        QCOMPARE(c().app().reviews().size(), 1);
-        c().app().pollReviews(); // not ready yet: the watch stays
-        QTest::qWait(300);
-        QCOMPARE(c().app().reviews().size(), 1);
+        QCOMPARE(c().app().reviews().reviews().size(), 1);
         QVERIFY(m_platform->fault({QStringLiteral("/api/v1/p/brevik/calls/*"), 404, R"({"error":"gone"})",
                                    "application/json", QStringLiteral("GET")}));
-        c().app().pollReviews();
-        QVERIFY(QTest::qWaitFor([&] { return c().app().reviews().isEmpty(); }, 10000));
+        c().app().reviews().pollReviews();
+        QVERIFY(QTest::qWaitFor([&] { return c().app().reviews().reviews().isEmpty(); }, 10000));
+    }
+
+    void aReviewThatNeverComesEndsSilentlyAfterTwentyMinutes() {
+        const auto session = decided(QStringLiteral("Quiet one"), QStringLiteral("brevik"));
+        QVERIFY(m_platform->reviewDelay(std::chrono::hours(1)));
+        c().app().filing().finish(session);
+        QVERIFY(uploaded(*session));
+        QVERIFY(QTest::qWaitFor([&] { return c().app().reviews().reviews().size() == 1; }, 10000));
+        c().now = c().now.addSecs(Reviews::watchSeconds + 1);
+        c().app().reviews().pollReviews();
+        QVERIFY(c().app().reviews().reviews().isEmpty());
+        QVERIFY(!c().showsNudge(QStringLiteral("Review ready \u2014 Quiet one")));
     }
 
     void theLastFiledRecordingMoves() {
         const auto session = decided(QStringLiteral("Planning"), QStringLiteral("brevik"));
-        c().app().finish(session);
+        c().app().filing().finish(session);
         QVERIFY(uploaded(*session));
         const FiledRef filed = *c().settings().lastFiled();
 
         QVERIFY(m_platform->fault({QStringLiteral("/api/v1/p/brevik/calls/*"), 404, R"({"error":"not found"})",
                                    "application/json", QStringLiteral("POST")}));
-        c().app().askMove();
+        c().app().filing().askMove();
         QCOMPARE(c().shownNudge()->title, QStringLiteral("\u201cPlanning\u201d?"));
         QCOMPARE(buttonTitles(), QStringList({QStringLiteral("Personal (private)"), QStringLiteral("Noctal")}));
         QVERIFY(c().press(QStringLiteral("Noctal")));
         QVERIFY(nudgeSays(QStringLiteral("Couldn\u2019t move it yet")));
         QCOMPARE(*c().settings().lastFiled(), filed);
 
-        c().app().askMove();
+        c().app().filing().askMove();
         QVERIFY(c().press(QStringLiteral("Noctal")));
         QVERIFY(nudgeSays(QStringLiteral("Moved to Noctal")));
         QCOMPARE(c().settings().lastFiled()->dest, QStringLiteral("noctal"));

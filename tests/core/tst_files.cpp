@@ -39,7 +39,7 @@ private slots:
         QVERIFY(m_tmp.isValid());
         // Set before the first use: the support directory is computed once per process.
         m_support = m_tmp.filePath(QStringLiteral("not/yet/there"));
-        qputenv("ORVANE_SUPPORT_DIR", m_support.toLocal8Bit());
+        Paths::useSupport(m_support);
     }
 
     void supportDirectoryIsCreatedPrivate() {

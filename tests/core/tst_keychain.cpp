@@ -16,10 +16,6 @@ class TestKeychain : public QObject {
     QTemporaryDir m_tmp;
 
 private slots:
-    void serviceComesFromTheEnvironment() {
-        QCOMPARE(Keychain::defaultService(), qEnvironmentVariable("ORVANE_KEYCHAIN_SERVICE", "orvane.mac"));
-    }
-
     void notUtf8ReadsAsNothing() {
         MemorySecretStore store;
         store.items.insert({QStringLiteral("svc"), QStringLiteral("a")}, {QString(), QByteArray("\xff\xfe", 2)});

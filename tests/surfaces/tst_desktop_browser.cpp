@@ -26,26 +26,20 @@ private slots:
     void cleanupTestCase() { QDesktopServices::unsetUrlHandler(QStringLiteral("https")); }
 
     void opensUnlessTold_data() {
-        QTest::addColumn<QByteArray>("noBrowser");
+        QTest::addColumn<DesktopBrowser::Mode>("mode");
         QTest::addColumn<bool>("opens");
-        QTest::newRow("unset opens the page") << QByteArray() << true;
-        QTest::newRow("1 only logs it") << QByteArray("1") << false;
-        QTest::newRow("true is not 1 and opens the page") << QByteArray("true") << true;
-        QTest::newRow("1 with a blank is not 1 and opens the page") << QByteArray("1 ") << true;
+        QTest::newRow("a plain run opens the page") << DesktopBrowser::Mode::open << true;
+        QTest::newRow("a scripted run only logs it") << DesktopBrowser::Mode::logOnly << false;
     }
     void opensUnlessTold() {
-        QFETCH(QByteArray, noBrowser);
+        QFETCH(DesktopBrowser::Mode, mode);
         QFETCH(bool, opens);
-        if (noBrowser.isNull())
-            qunsetenv("ORVANE_NO_BROWSER");
-        else
-            qputenv("ORVANE_NO_BROWSER", noBrowser);
         m_recorder.opened.clear();
         slogFlush();
         const qint64 logged = QFileInfo(Paths::logFile()).size();
         const QUrl page(QStringLiteral("https://orvane.app/app/r/c%3A7"));
 
-        DesktopBrowser().open(page);
+        DesktopBrowser(mode).open(page);
 
         QCOMPARE(m_recorder.opened, opens ? QList<QUrl>{page} : QList<QUrl>{});
         slogFlush();

@@ -43,8 +43,6 @@ private slots:
         QTest::newRow("--dump-menu runs beside the user's copy and stays quiet")
             << Notify::Run{.dumpMenu = true} << true << false;
         QTest::newRow("--ui-check stays quiet") << Notify::Run{.uiCheck = true} << true << false;
-        QTest::newRow("a separate settings suite stays quiet")
-            << Notify::Run{.defaultsSuite = QStringLiteral("orvane-test")} << true << false;
         QTest::newRow("a desktop without a notification service gets none")
             << Notify::Run{} << false << false;
     }

@@ -1,0 +1,51 @@
+#pragma once
+
+#include "core/Workspace.h"
+#include "server/API.h"
+#include "server/SignIn.h"
+
+#include <QCoroTask>
+#include <QObject>
+#include <functional>
+
+class Browser;
+class Nudges;
+class Settings;
+
+// Keeping the local picture of the account in step with the server, and the way into the sign-in.
+class Account : public QObject {
+    Q_OBJECT
+public:
+    struct Needs {
+        Settings& settings;
+        Nudges& nudges;
+        // Where the approval page opens.
+        Browser& browser;
+    };
+    explicit Account(Needs needs, QObject* parent = nullptr);
+
+    // Fetches who the user is: the platform's account when signed in, else the name on the legacy home. `then`
+    // runs afterwards, whatever the outcome.
+    void refreshAccount(std::function<void()> then = {});
+    // What follows a finished sign-in.
+    void signedIn();
+    // The menu's and nudges' way into the sign-in.
+    void startSignIn();
+
+    SignIn& signIn() { return m_signIn; }
+
+signals:
+    void changed();
+    // Recordings waited for the sign-in and now have somewhere to go.
+    void uploadsWanted();
+
+private:
+    QCoro::Task<> refreshPlatformAccount(QString base, QString key, std::function<void()> then);
+    QCoro::Task<> refreshLegacyName(Workspace home, API api, std::function<void()> then);
+    void refreshed(const std::function<void()>& then);
+    void showSignInPhase();
+
+    Settings& m_settings;
+    Nudges& m_nudges;
+    SignIn m_signIn;
+};

@@ -1,0 +1,18 @@
+#pragma once
+
+#include "app/Arguments.h"
+
+#include <QString>
+
+// Everything the process takes from its environment, read once in main and handed to the composition root.
+// Nothing below app reads the environment.
+struct Config {
+    QString supportDir;      // ORVANE_SUPPORT_DIR; empty: the XDG data folder
+    QString defaultsSuite;   // ORVANE_DEFAULTS_SUITE; empty: orvane.conf
+    QString keychainService; // ORVANE_KEYCHAIN_SERVICE, else "orvane.mac"
+    bool noBrowser = false;  // ORVANE_NO_BROWSER=1: pages are logged, not opened
+    double askSeconds = 120; // ORVANE_ASK_SECONDS: how long "Where does this go?" waits
+    bool hasDisplay = false; // an X or Wayland display to draw on
+
+    static Config fromEnvironment();
+};
