@@ -58,6 +58,7 @@ public:
     Uploads& uploads() { return m_uploads; }
     Reviews& reviews() { return m_reviews; }
     Account& account() { return m_account; }
+    Activity& activity() { return m_activity; }
     const UploadState::State& upload() const { return m_upload.state(); }
 
 signals:

@@ -1,0 +1,89 @@
+#include "Controller.h"
+#include "support/LocalPlatform.h"
+
+#include <QJsonArray>
+#include <QSignalSpy>
+#include <QTest>
+
+// The activity tick on the flows' clock: a break is offered only to someone at work with nothing else on screen,
+// and the work day goes up at most every fifteen minutes, against the local platform.
+class TestActivity : public QObject {
+    Q_OBJECT
+    std::unique_ptr<LocalPlatform> m_platform;
+
+    int workdayPosts() const {
+        int n = 0;
+        for (const QJsonValue r : m_platform->requests())
+            n += r[QStringLiteral("method")].toString() == QLatin1String("POST") &&
+                 r[QStringLiteral("path")].toString().endsWith(QLatin1String("/workday"));
+        return n;
+    }
+    // Ticks as the timer does, every 15 seconds of the flows' clock.
+    static void work(Controller& c, int minutes) {
+        for (int i = 0; i < minutes * 4; ++i) {
+            c.now = c.now.addSecs(15);
+            c.app().activity().activityTick();
+        }
+    }
+    static bool offersBreak(Controller& c) {
+        return c.shownNudge() && c.shownNudge()->title.startsWith(QStringLiteral("Time for a break"));
+    }
+
+private slots:
+    void init() {
+        m_platform = std::make_unique<LocalPlatform>();
+        QVERIFY2(m_platform->isRunning(), qPrintable(m_platform->error()));
+    }
+    void cleanup() { m_platform.reset(); }
+
+    void aBreakComesOnlyToSomeoneAtWorkWithAClearScreen_data() {
+        QTest::addColumn<double>("idle");
+        QTest::addColumn<bool>("otherNudge");
+        QTest::addColumn<bool>("offered");
+        QTest::newRow("at work with a clear screen") << 0.0 << false << true;
+        QTest::newRow("away for five minutes") << 300.0 << false << false;
+        QTest::newRow("another nudge is up") << 0.0 << true << false;
+    }
+    void aBreakComesOnlyToSomeoneAtWorkWithAClearScreen() {
+        QFETCH(double, idle);
+        QFETCH(bool, otherNudge);
+        QFETCH(bool, offered);
+        Controller c(m_platform->base());
+        c.settings().setBreakMinutes(2);
+        static_cast<FakeIdleSource&>(*c.services.idle).seconds = idle;
+        if (otherNudge)
+            c.services.nudges->show({.kind = QStringLiteral("upload"), .priority = 3, .title = QStringLiteral("Other")});
+        work(c, 3);
+        QCOMPARE(offersBreak(c), offered);
+        if (otherNudge) {
+            // The coach counted all along: the break comes with the first tick after the other nudge.
+            c.services.nudges->dismiss(QStringLiteral("upload"));
+            c.now = c.now.addSecs(15);
+            c.app().activity().activityTick();
+            QVERIFY(offersBreak(c));
+            QCOMPARE(c.shownNudge()->title, QStringLiteral("Time for a break \u2014 3 min straight"));
+        }
+    }
+
+    void theWorkDayGoesUpAtMostEveryFifteenMinutes() {
+        Controller c(m_platform->base());
+        QVERIFY(c.signInAndLoadProjects());
+        c.settings().setTrackWorkday(true);
+        static_cast<FakeWindowSystem&>(*c.services.windows).active =
+            os::Window{4242, QStringLiteral("Editor"), QStringLiteral("notes.txt"), QStringLiteral("org.example.Editor")};
+        QSignalSpy menu(&c.app(), &AppDelegate::menuRebuilt);
+
+        work(c, 15); // the fifteenth minute's tick sends the day, none before it
+        QTRY_VERIFY_WITH_TIMEOUT(!menu.isEmpty(), 10000);
+        QCOMPARE(workdayPosts(), 1);
+
+        // Fourteen more minutes send nothing; the fifteenth does, and only once.
+        menu.clear();
+        work(c, 15);
+        QTRY_VERIFY_WITH_TIMEOUT(!menu.isEmpty(), 10000);
+        QCOMPARE(workdayPosts(), 2);
+    }
+};
+
+QTEST_MAIN(TestActivity)
+#include "tst_activity.moc"
