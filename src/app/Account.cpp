@@ -13,7 +13,8 @@ namespace {
 QString projectList(const QList<Workspace>& projects) {
     QStringList parts;
     for (const Workspace& p : projects)
-        parts.append(QStringLiteral("%1(%2)").arg(p.slug.value_or(p.name), p.seat.value_or(QStringLiteral("-"))));
+        parts.append(
+            QStringLiteral("%1(%2)").arg(p.slug.value_or(p.name), p.seat.value_or(QStringLiteral("-"))));
     return parts.join(QLatin1Char(','));
 }
 } // namespace
@@ -24,8 +25,7 @@ Account::Account(Needs needs, QObject* parent)
     connect(&m_signIn, &SignIn::phaseChanged, this, &Account::showSignInPhase);
     const QPointer<Account> self(this);
     m_signIn.onSignedIn = [self] {
-        if (self)
-            self->signedIn();
+        if (self) self->signedIn();
     };
 }
 
@@ -37,8 +37,7 @@ void Account::refreshAccount(std::function<void()> then) {
     const std::optional<Workspace> home = m_settings.home();
     const std::optional<API> api = m_settings.api(home);
     if (!home || !api) {
-        if (then)
-            then();
+        if (then) then();
         return;
     }
     refreshLegacyName(*home, *api, std::move(then));
@@ -46,8 +45,7 @@ void Account::refreshAccount(std::function<void()> then) {
 
 void Account::refreshed(const std::function<void()>& then) {
     emit changed();
-    if (then)
-        then();
+    if (then) then();
 }
 
 QCoro::Task<> Account::refreshPlatformAccount(QString base, QString key, std::function<void()> then) {
@@ -60,17 +58,18 @@ QCoro::Task<> Account::refreshPlatformAccount(QString base, QString key, std::fu
     } catch (const APIError& e) {
         failure = e;
     }
-    if (!self)
-        co_return;
+    if (!self) co_return;
     if (account) {
         m_settings.apply(account->first, account->second);
         slog(QStringLiteral("me: %1, projects %2").arg(account->first.email, projectList(account->second)));
     } else if (failure->status == 401) {
         // The key and the cached projects stay: signing out is the user's decision.
-        m_settings.setAccountError(QStringLiteral("the sign-in is no longer valid \u2014 sign out and sign in again"));
+        m_settings.setAccountError(
+            QStringLiteral("the sign-in is no longer valid \u2014 sign out and sign in again"));
         slog(QStringLiteral("me: 401, key no longer valid"));
     } else {
-        m_settings.setAccountError(QStringLiteral("couldn\u2019t load your projects: ") + failure->errorDescription());
+        m_settings.setAccountError(QStringLiteral("couldn\u2019t load your projects: ") +
+                                   failure->errorDescription());
         slog(QStringLiteral("me failed: ") + failure->errorDescription());
     }
     refreshed(then);
@@ -86,8 +85,7 @@ QCoro::Task<> Account::refreshLegacyName(Workspace home, API api, std::function<
     } catch (const APIError& e) {
         failure = e;
     }
-    if (!self)
-        co_return;
+    if (!self) co_return;
     if (name) {
         m_settings.setName(home, *name);
         slog(QStringLiteral("me @ %1: %2").arg(home.name, *name));
@@ -100,8 +98,7 @@ QCoro::Task<> Account::refreshLegacyName(Workspace home, API api, std::function<
 void Account::signedIn() {
     const QPointer<Account> self(this);
     refreshAccount([self] {
-        if (!self)
-            return;
+        if (!self) return;
         // Recordings that waited for the sign-in go now, when there is somewhere to send them.
         const qsizetype count = Session::pending().size();
         if (count >= 1 && !self->m_settings.connected().isEmpty()) {
@@ -112,8 +109,7 @@ void Account::signedIn() {
 }
 
 void Account::startSignIn() {
-    if (!m_settings.signedIn())
-        m_signIn.begin(m_settings);
+    if (!m_settings.signedIn()) m_signIn.begin(m_settings);
     emit changed();
 }
 
@@ -121,19 +117,18 @@ void Account::showSignInPhase() {
     // The settings window shows the sign-in in full; until it is open the code stands in a nudge and the log.
     const QPointer<Account> self(this);
     if (const auto* waiting = std::get_if<SignIn::Waiting>(&m_signIn.phase())) {
-        m_nudges.show({.kind = QStringLiteral("signIn"),
-                       .priority = 2,
-                       .title = QStringLiteral("Sign in with code %1").arg(waiting->code),
-                       .message = QStringLiteral("Approve this code on the page that opened in your browser."),
-                       .buttons = {{QStringLiteral("Cancel"), false,
-                                    [self] {
-                                        if (self)
-                                            self->m_signIn.cancel();
-                                    }},
-                                   {QStringLiteral("Open the page again"), true, [self] {
-                                        if (self)
-                                            self->m_signIn.reopen();
-                                    }}}});
+        m_nudges.show(
+            {.kind = QStringLiteral("signIn"),
+             .priority = 2,
+             .title = QStringLiteral("Sign in with code %1").arg(waiting->code),
+             .message = QStringLiteral("Approve this code on the page that opened in your browser."),
+             .buttons = {{QStringLiteral("Cancel"), false,
+                          [self] {
+                              if (self) self->m_signIn.cancel();
+                          }},
+                         {QStringLiteral("Open the page again"), true, [self] {
+                              if (self) self->m_signIn.reopen();
+                          }}}});
     } else if (const auto* failed = std::get_if<SignIn::Failed>(&m_signIn.phase())) {
         slog(QStringLiteral("sign-in failed: ") + failed->message);
         m_nudges.show({.kind = QStringLiteral("signIn"),

@@ -24,8 +24,8 @@ public:
     };
     explicit Account(Needs needs, QObject* parent = nullptr);
 
-    // Fetches who the user is: the platform's account when signed in, else the name on the legacy home. `then`
-    // runs afterwards, whatever the outcome.
+    // Fetches who the user is: the platform's account when signed in, else the name on the legacy home.
+    // `then` runs afterwards, whatever the outcome.
     void refreshAccount(std::function<void()> then = {});
     // What follows a finished sign-in.
     void signedIn();

@@ -21,11 +21,12 @@ Activity::Activity(Needs needs, QObject* parent)
 
 Activity::~Activity() = default;
 
-void Activity::start() { m_timer.start(); }
+void Activity::start() {
+    m_timer.start();
+}
 
 Coach& Activity::coach() {
-    if (!m_coach)
-        m_coach = std::make_unique<Coach>(m_defaults, m_now);
+    if (!m_coach) m_coach = std::make_unique<Coach>(m_defaults, m_now);
     return *m_coach;
 }
 
@@ -37,8 +38,7 @@ void Activity::activityTick() {
         // A failed upload waits for the next period, like any other.
         if (m_lastWorkdayUpload.secsTo(now) >= WorkdayTracker::uploadSeconds) {
             m_lastWorkdayUpload = now;
-            if (const std::optional<API> home = m_settings.homeAPI())
-                uploadWorkday(*home);
+            if (const std::optional<API> home = m_settings.homeAPI()) uploadWorkday(*home);
         }
     }
     const bool quiet = !m_recording() && !m_nudges.showing() && idle < Idle::threshold;
@@ -48,7 +48,8 @@ void Activity::activityTick() {
         showBreakNudge();
         return;
     }
-    if (m_settings.workoutOn() && quiet && coach().due(QStringLiteral("workout"), m_settings.workoutMinute(), now))
+    if (m_settings.workoutOn() && quiet &&
+        coach().due(QStringLiteral("workout"), m_settings.workoutMinute(), now))
         showWorkoutNudge();
 }
 
@@ -62,8 +63,7 @@ QCoro::Task<> Activity::uploadWorkday(API home) {
         slog(QStringLiteral("workday upload: ") + error.errorDescription());
     }
     // The tracker keeps the outcome, which the menu shows.
-    if (self)
-        emit self->workdayUploaded();
+    if (self) emit self->workdayUploaded();
 }
 
 void Activity::showBreakNudge() {
@@ -82,15 +82,16 @@ void Activity::showBreakNudge() {
 void Activity::showWorkoutNudge() {
     Coach& c = coach();
     c.markShown(QStringLiteral("workout"));
-    m_nudges.show({.kind = QStringLiteral("workout"),
-                   .priority = 1,
-                   .title = QStringLiteral("Workout time"),
-                   .message = QStringLiteral("Move your body for a bit \u2014 the to-dos will still be here."),
-                   .buttons = {{QStringLiteral("In 30 min"), false,
-                                [&c] {
-                                    c.clearShown(QStringLiteral("workout"));
-                                    c.snoozeReminder(QStringLiteral("workout"), 30);
-                                }},
-                               {QStringLiteral("On it"), true, [] {}}},
-                   .timeout = 300s});
+    m_nudges.show(
+        {.kind = QStringLiteral("workout"),
+         .priority = 1,
+         .title = QStringLiteral("Workout time"),
+         .message = QStringLiteral("Move your body for a bit \u2014 the to-dos will still be here."),
+         .buttons = {{QStringLiteral("In 30 min"), false,
+                      [&c] {
+                          c.clearShown(QStringLiteral("workout"));
+                          c.snoozeReminder(QStringLiteral("workout"), 30);
+                      }},
+                     {QStringLiteral("On it"), true, [] {}}},
+         .timeout = 300s});
 }

@@ -19,8 +19,8 @@ namespace os {
 class IdleSource;
 }
 
-// The activity tick: every 15 seconds the work day is sampled, the coach sees the user's activity, and at most one
-// reminder shows. The work day goes up to the home destination at most every 15 minutes.
+// The activity tick: every 15 seconds the work day is sampled, the coach sees the user's activity, and at
+// most one reminder shows. The work day goes up to the home destination at most every 15 minutes.
 class Activity : public QObject {
     Q_OBJECT
 public:

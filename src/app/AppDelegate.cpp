@@ -26,12 +26,13 @@ AppDelegate::AppDelegate(Services& services, Arguments args)
     : m_services(services), m_args(std::move(args)), m_modes(LaunchModes::read(m_args)),
       m_windows(std::make_unique<Windows>(*services.windows)),
       m_tracker(std::make_unique<WorkdayTracker>(*m_windows, *services.idle, Paths::workday(), services.now)),
-      m_filing({*services.settings, *services.nudges, *services.notify, *services.browser, m_upload, services.now,
-                services.config.askSeconds}),
+      m_filing({*services.settings, *services.nudges, *services.notify, *services.browser, m_upload,
+                services.now, services.config.askSeconds}),
       m_uploads({*services.settings, *services.nudges, *services.notify, m_upload, m_filing, services.now}),
       m_reviews({*services.nudges, *services.notify, *services.browser, services.now}),
       m_account({*services.settings, *services.nudges, *services.signInBrowser}),
-      m_activity({*services.settings, *services.defaults, *services.nudges, *services.idle, *m_tracker, services.now}) {
+      m_activity({*services.settings, *services.defaults, *services.nudges, *services.idle, *m_tracker,
+                  services.now}) {
     wireFlows();
 }
 
@@ -68,16 +69,14 @@ void AppDelegate::applicationDidFinishLaunching() {
     // The account refresh is what first fills the projects; Personal is probed once it is known.
     const QPointer<AppDelegate> self(this);
     m_account.refreshAccount([self] {
-        if (self)
-            self->m_uploads.retryPersonal(false);
+        if (self) self->m_uploads.retryPersonal(false);
     });
     slog(launchLine());
     runLaunchModes();
 }
 
 void AppDelegate::makeStatusItem() {
-    if (m_modes.headless())
-        return;
+    if (m_modes.headless()) return;
     m_statusItem = std::make_unique<QSystemTrayIcon>(QIcon(QPixmap::fromImage(StatusIcon::slash(64))));
     m_statusItem->setToolTip(QStringLiteral("Orvane"));
     if (QSystemTrayIcon::isSystemTrayAvailable())
@@ -93,15 +92,12 @@ QString AppDelegate::menuText() const {
         rows.append(QStringLiteral("Signed in as ") + s.accountEmail().value_or(QString()));
     else
         rows.append(QStringLiteral("Not signed in"));
-    if (const std::optional<QString> error = s.accountError())
-        rows.append(*error);
-    if (const QString state = UploadState::line(m_upload.state()); !state.isEmpty())
-        rows.append(state);
+    if (const std::optional<QString> error = s.accountError()) rows.append(*error);
+    if (const QString state = UploadState::line(m_upload.state()); !state.isEmpty()) rows.append(state);
     if (const qsizetype open = m_filing.openQuestions().size(); open > 0)
         rows.append(QStringLiteral("Where does this go? (%1)").arg(open));
     for (const Reviews::ReviewWatch& w : m_reviews.reviews())
-        if (w.ready)
-            rows.append(QStringLiteral("Review ready \u2014 ") + w.title);
+        if (w.ready) rows.append(QStringLiteral("Review ready \u2014 ") + w.title);
     for (const Workspace& p : s.projects())
         rows.append(QStringLiteral("Project: ") + p.name);
     return rows.join(QLatin1Char('\n'));
@@ -110,7 +106,8 @@ QString AppDelegate::menuText() const {
 void AppDelegate::rebuildMenu() {
     if (m_statusItem) {
         const QString state = UploadState::line(m_upload.state());
-        m_statusItem->setToolTip(state.isEmpty() ? QStringLiteral("Orvane") : QStringLiteral("Orvane\n") + state);
+        m_statusItem->setToolTip(state.isEmpty() ? QStringLiteral("Orvane")
+                                                 : QStringLiteral("Orvane\n") + state);
     }
     emit menuRebuilt();
 }
@@ -122,8 +119,9 @@ QString AppDelegate::launchLine() const {
         QStringList slugs;
         for (const Workspace& p : s.projects())
             slugs.append(p.slug.value_or(p.name));
-        return line + QStringLiteral("account=%1 projects=%2 base=%3")
-                          .arg(s.accountEmail().value_or(QString()), slugs.join(QLatin1Char(',')), s.platformBase());
+        return line +
+               QStringLiteral("account=%1 projects=%2 base=%3")
+                   .arg(s.accountEmail().value_or(QString()), slugs.join(QLatin1Char(',')), s.platformBase());
     }
     QStringList legacy;
     for (const Workspace& w : s.workspaces())
@@ -132,12 +130,9 @@ QString AppDelegate::launchLine() const {
 }
 
 void AppDelegate::runLaunchModes() {
-    if (m_modes.preview)
-        showPreviewNudge();
-    if (m_modes.retryPending)
-        m_uploads.retryUploads();
-    if (m_modes.signIn)
-        m_account.startSignIn();
+    if (m_modes.preview) showPreviewNudge();
+    if (m_modes.retryPending) m_uploads.retryUploads();
+    if (m_modes.signIn) m_account.startSignIn();
     if (m_modes.dumpMenu)
         QTimer::singleShot(std::chrono::milliseconds(qint64(m_modes.dumpMenuDelay * 1000)), this,
                            &AppDelegate::dumpMenu);
@@ -155,10 +150,10 @@ void AppDelegate::dumpMenu() {
 
 void AppDelegate::showPreviewNudge() {
     using namespace std::chrono_literals;
-    m_services.nudges->show({.kind = QStringLiteral("preview"),
-                             .title = QStringLiteral("Time for a break \u2014 52 min straight"),
-                             .message = Coach::tips.first(),
-                             .buttons = {{QStringLiteral("In 10 min"), false, [] {}},
-                                         {QStringLiteral("Taking it"), true, [] {}}},
-                             .timeout = 60s});
+    m_services.nudges->show(
+        {.kind = QStringLiteral("preview"),
+         .title = QStringLiteral("Time for a break \u2014 52 min straight"),
+         .message = Coach::tips.first(),
+         .buttons = {{QStringLiteral("In 10 min"), false, [] {}}, {QStringLiteral("Taking it"), true, [] {}}},
+         .timeout = 60s});
 }

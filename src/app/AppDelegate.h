@@ -22,8 +22,8 @@ class WorkdayTracker;
 struct CallHit;
 struct Services;
 
-// The program's owner and wiring: builds the long-lived objects and the flows, connects them once, runs the start
-// sequence and the timers, and gives the one answer to every way of quitting. Main thread only.
+// The program's owner and wiring: builds the long-lived objects and the flows, connects them once, runs the
+// start sequence and the timers, and gives the one answer to every way of quitting. Main thread only.
 class AppDelegate : public QObject {
     Q_OBJECT
 public:

@@ -7,13 +7,12 @@ Config Config::fromEnvironment() {
     config.supportDir = qEnvironmentVariable("ORVANE_SUPPORT_DIR");
     config.defaultsSuite = qEnvironmentVariable("ORVANE_DEFAULTS_SUITE");
     config.keychainService = qEnvironmentVariable("ORVANE_KEYCHAIN_SERVICE");
-    if (config.keychainService.isEmpty())
-        config.keychainService = QStringLiteral("orvane.mac");
+    if (config.keychainService.isEmpty()) config.keychainService = QStringLiteral("orvane.mac");
     config.noBrowser = qEnvironmentVariable("ORVANE_NO_BROWSER") == QLatin1String("1");
     bool isNumber = false;
     const double ask = qEnvironmentVariable("ORVANE_ASK_SECONDS").toDouble(&isNumber);
-    if (isNumber && ask >= 0)
-        config.askSeconds = ask;
-    config.hasDisplay = !qEnvironmentVariableIsEmpty("DISPLAY") || !qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY");
+    if (isNumber && ask >= 0) config.askSeconds = ask;
+    config.hasDisplay =
+        !qEnvironmentVariableIsEmpty("DISPLAY") || !qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY");
     return config;
 }

@@ -20,8 +20,8 @@ class Session;
 class Settings;
 class UploadStatus;
 
-// Where a finished session goes: scoring it against the destinations, the question "Where does this go?" with its
-// default after `askSeconds`, applying the answer, and moving the last filed recording afterwards.
+// Where a finished session goes: scoring it against the destinations, the question "Where does this go?" with
+// its default after `askSeconds`, applying the answer, and moving the last filed recording afterwards.
 class Filing : public QObject {
     Q_OBJECT
 public:
@@ -45,15 +45,16 @@ public:
     };
     explicit Filing(Needs needs, QObject* parent = nullptr);
 
-    // The session's way after the recording: scored and asked, decided for the user, or straight on to upload.
+    // The session's way after the recording: scored and asked, decided for the user, or straight on to
+    // upload.
     void finish(std::shared_ptr<Session> session);
     QList<Choice> whereChoices(const Session& session) const;
     void askWhere(std::shared_ptr<Session> session);
     // A late answer, for a session decided meanwhile, does nothing.
     void choose(const Session& session, const Choice& choice);
     void applyPersonal(std::shared_ptr<Session> session, const QString& why);
-    void applyProject(std::shared_ptr<Session> session, const Workspace& ws, std::optional<RouteResult> result,
-                      bool isAuto);
+    void applyProject(std::shared_ptr<Session> session, const Workspace& ws,
+                      std::optional<RouteResult> result, bool isAuto);
     // Offers to move the last filed recording elsewhere.
     void askMove();
     void move(FiledRef filed, QString to);
@@ -86,7 +87,7 @@ private:
     UploadStatus& m_status;
     Clock m_now;
     double m_askSeconds;
-    QSet<QString> m_routing; // scoring runs, by folder
+    QSet<QString> m_routing;                          // scoring runs, by folder
     QHash<QString, QList<RouteResult>> m_routeScores; // asked, not decided
     QHash<QString, Suggestion> m_routeSuggest;
 };

@@ -21,8 +21,7 @@ void Reviews::watchReview(const QString& id, const API& api, const std::optional
                           const std::optional<QString>& dest, const QString& title) {
     m_reviews.removeIf([&](const ReviewWatch& w) { return w.id == id; });
     m_reviews.append({id, api, link, dest, title, m_now().addSecs(watchSeconds), false, {}});
-    if (!m_reviewTimer.isActive())
-        m_reviewTimer.start();
+    if (!m_reviewTimer.isActive()) m_reviewTimer.start();
 }
 
 void Reviews::pollReviews() {
@@ -31,8 +30,7 @@ void Reviews::pollReviews() {
     m_reviews.removeIf([&](const ReviewWatch& w) { return !w.ready && w.until < now; });
     QList<ReviewWatch> open;
     for (const ReviewWatch& w : m_reviews)
-        if (!w.ready)
-            open.append(w);
+        if (!w.ready) open.append(w);
     if (open.isEmpty()) {
         m_reviewTimer.stop();
         emit changed();
@@ -52,8 +50,7 @@ QCoro::Task<> Reviews::pollReview(QString id, API api) {
     } catch (const APIError& e) {
         failure = e;
     }
-    if (!self)
-        co_return;
+    if (!self) co_return;
     if (failure) {
         if (failure->isMissing()) {
             m_reviews.removeIf([&](const ReviewWatch& w) { return w.id == id; });
@@ -64,12 +61,10 @@ QCoro::Task<> Reviews::pollReview(QString id, API api) {
         co_return;
     }
     const QJsonValue review = detail->value(QStringLiteral("review"));
-    if (review.isUndefined() || review.isNull())
-        co_return;
+    if (review.isUndefined() || review.isNull()) co_return;
     const auto watch =
         std::find_if(m_reviews.begin(), m_reviews.end(), [&](const ReviewWatch& w) { return w.id == id; });
-    if (watch == m_reviews.end() || watch->ready)
-        co_return;
+    if (watch == m_reviews.end() || watch->ready) co_return;
     watch->ready = true;
     watch->suggestions = openSuggestions(review);
     const QString title = watch->title;
@@ -77,11 +72,11 @@ QCoro::Task<> Reviews::pollReview(QString id, API api) {
     slog(QStringLiteral("review ready: ") + id);
     m_notify.reviewReady(id, title, int(count), watch->link);
     if (!m_recording()) {
-        const QString message = count == 0 ? QStringLiteral("Notes and the workflow review are in.")
-                                            : QStringLiteral("%1 %2 to look at. Each one asks where it goes.")
-                                                  .arg(count)
-                                                  .arg(count == 1 ? QStringLiteral("suggestion")
-                                                                  : QStringLiteral("suggestions"));
+        const QString message =
+            count == 0 ? QStringLiteral("Notes and the workflow review are in.")
+                       : QStringLiteral("%1 %2 to look at. Each one asks where it goes.")
+                             .arg(count)
+                             .arg(count == 1 ? QStringLiteral("suggestion") : QStringLiteral("suggestions"));
         m_nudges.show({.kind = QStringLiteral("review"),
                        .priority = 1,
                        .title = QStringLiteral("Review ready \u2014 ") + Notify::shortened(title, 44),
@@ -89,8 +84,7 @@ QCoro::Task<> Reviews::pollReview(QString id, API api) {
                        .buttons = {{QStringLiteral("Later"), false, [] {}},
                                    {QStringLiteral("Open"), true,
                                     [self, id] {
-                                        if (self)
-                                            self->openReview(id);
+                                        if (self) self->openReview(id);
                                     }}},
                        .timeout = 30s});
     }
@@ -99,8 +93,7 @@ QCoro::Task<> Reviews::pollReview(QString id, API api) {
 
 QList<Reviews::OpenSuggestion> Reviews::openSuggestions(const QJsonValue& review) {
     const QJsonValue list = review.toObject().value(QStringLiteral("suggestions"));
-    if (!list.isArray())
-        return {};
+    if (!list.isArray()) return {};
     QList<OpenSuggestion> open;
     const QJsonArray elements = list.toArray();
     for (qsizetype k = 0; k < elements.size(); ++k) {
@@ -119,12 +112,9 @@ QList<Reviews::OpenSuggestion> Reviews::openSuggestions(const QJsonValue& review
 void Reviews::openReview(const QString& id) {
     const auto watch =
         std::find_if(m_reviews.begin(), m_reviews.end(), [&](const ReviewWatch& w) { return w.id == id; });
-    if (watch == m_reviews.end())
-        return;
-    if (watch->link)
-        m_browser.open(*watch->link);
+    if (watch == m_reviews.end()) return;
+    if (watch->link) m_browser.open(*watch->link);
     // Each open suggestion stays as a question of its own.
-    if (watch->suggestions.isEmpty())
-        m_reviews.erase(watch);
+    if (watch->suggestions.isEmpty()) m_reviews.erase(watch);
     emit changed();
 }

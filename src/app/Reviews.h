@@ -14,8 +14,8 @@ class Browser;
 class Notify;
 class Nudges;
 
-// Watching uploaded calls until the platform's review is in, then bringing it to the user: a notification, a nudge
-// and, for each open suggestion, a question of its own.
+// Watching uploaded calls until the platform's review is in, then bringing it to the user: a notification, a
+// nudge and, for each open suggestion, a question of its own.
 class Reviews : public QObject {
     Q_OBJECT
 public:

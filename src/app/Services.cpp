@@ -8,7 +8,8 @@
 std::unique_ptr<Services> Services::build(const Config& config) {
     auto s = std::make_unique<Services>();
     s->config = config;
-    // Linux is the one platform: the Secret Service when the desktop has one, X11 for the screen and idle time.
+    // Linux is the one platform: the Secret Service when the desktop has one, X11 for the screen and idle
+    // time.
     s->secrets = os::linux_backends::makeSecretStore(Paths::support() + QStringLiteral("/secrets.json"));
     s->screen = os::linux_backends::makeScreenSource();
     s->idle = os::linux_backends::makeIdleSource();
@@ -19,7 +20,8 @@ std::unique_ptr<Services> Services::build(const Config& config) {
     s->audioCapture = os::linux_backends::makeAudioCapture();
     s->ocr = std::make_unique<OCR>(&os::linux_backends::makeTextRecognizer);
     s->keychain = std::make_unique<Keychain>(*s->secrets, config.keychainService);
-    s->defaults = std::make_unique<QSettings>(Settings::defaultsPath(config.defaultsSuite), QSettings::IniFormat);
+    s->defaults =
+        std::make_unique<QSettings>(Settings::defaultsPath(config.defaultsSuite), QSettings::IniFormat);
     s->settings = std::make_unique<Settings>(*s->defaults, *s->keychain);
     s->notifications = os::linux_backends::makeNotifications();
     // Until the board window exists, notification clicks open their page in the default browser.

@@ -4,8 +4,8 @@
 
 #include <QObject>
 
-// The application's one upload state, which the menu shows. The flows that route and send sessions set it; the
-// menu redraws on `changed`.
+// The application's one upload state, which the menu shows. The flows that route and send sessions set it;
+// the menu redraws on `changed`.
 class UploadStatus : public QObject {
     Q_OBJECT
 public:

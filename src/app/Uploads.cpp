@@ -21,11 +21,12 @@ using namespace std::chrono_literals;
 namespace {
 
 // The menu's line while a session is on its way.
-QString busyTitle(const QString& title) { return Notify::shortened(title, 40); }
+QString busyTitle(const QString& title) {
+    return Notify::shortened(title, 40);
+}
 
 QString describe(const std::exception& e) {
-    if (const auto* api = dynamic_cast<const APIError*>(&e))
-        return api->errorDescription();
+    if (const auto* api = dynamic_cast<const APIError*>(&e)) return api->errorDescription();
     return QString::fromUtf8(e.what());
 }
 
@@ -39,16 +40,17 @@ Uploads::Uploads(Needs needs, QObject* parent)
 }
 
 void Uploads::uploadSession(std::shared_ptr<Session> session) {
-    if (m_uploading.contains(session->dir))
-        return;
+    if (m_uploading.contains(session->dir)) return;
     SessionMeta& meta = session->meta;
     if (meta.personal.value_or(false)) {
         uploadPersonal(std::move(session), false);
         return;
     }
     const std::optional<Workspace> ws = m_settings.workspace(meta.workspaceID);
-    if (!ws && meta.routeDone.value_or(false) && (m_settings.signedIn() || !m_settings.connected().isEmpty())) {
-        slog(QStringLiteral("upload: %1 was for a target that is no longer listed -> asking again").arg(meta.title));
+    if (!ws && meta.routeDone.value_or(false) &&
+        (m_settings.signedIn() || !m_settings.connected().isEmpty())) {
+        slog(QStringLiteral("upload: %1 was for a target that is no longer listed -> asking again")
+                 .arg(meta.title));
         meta.routeDone.reset();
         meta.routed.reset();
         session->save();
@@ -59,7 +61,8 @@ void Uploads::uploadSession(std::shared_ptr<Session> session) {
         start(std::move(session), *api, {ws, false}, false);
     } else if (m_settings.signedIn()) {
         m_status.set(UploadState::Failed{
-            meta.title, QStringLiteral("no project to send it to \u2014 choose Personal or another project")});
+            meta.title,
+            QStringLiteral("no project to send it to \u2014 choose Personal or another project")});
         slog(QStringLiteral("upload waiting: signed in, project not available (%1)").arg(meta.title));
     } else {
         signInNudge(*session);
@@ -82,20 +85,17 @@ void Uploads::start(std::shared_ptr<Session> session, API api, Target target, bo
 }
 
 QCoro::Task<std::optional<QString>> Uploads::selfName(const Target& target, const API& api) {
-    if (target.personal)
-        co_return m_settings.accountName();
+    if (target.personal) co_return m_settings.accountName();
     const QPointer<Uploads> self(this);
     if (target.ws && !m_settings.hasName(*target.ws)) {
         // Who the user is on this server names their side of the call; without it the upload goes on.
         try {
             auto asking = api.me();
             const QString name = co_await std::move(asking);
-            if (self && !name.isEmpty())
-                m_settings.setName(*target.ws, name);
+            if (self && !name.isEmpty()) m_settings.setName(*target.ws, name);
         } catch (const APIError&) {
         }
-        if (!self)
-            co_return std::nullopt;
+        if (!self) co_return std::nullopt;
     }
     co_return m_settings.myName(target.ws);
 }
@@ -117,8 +117,7 @@ QCoro::Task<> Uploads::send(std::shared_ptr<Session> session, API api, Target ta
     try {
         auto naming = selfName(target, api);
         const std::optional<QString> name = co_await std::move(naming);
-        if (!self)
-            co_return;
+        if (!self) co_return;
         auto sending = Uploader::upload(session, api, name, {true, false, progress});
         id = co_await std::move(sending);
     } catch (const APIError& e) {
@@ -127,8 +126,7 @@ QCoro::Task<> Uploads::send(std::shared_ptr<Session> session, API api, Target ta
     } catch (const std::exception& e) {
         failure = describe(e);
     }
-    if (!self)
-        co_return;
+    if (!self) co_return;
     m_uploading.remove(dir);
 
     const QString where = target.personal ? QStringLiteral("Personal")
@@ -142,23 +140,24 @@ QCoro::Task<> Uploads::send(std::shared_ptr<Session> session, API api, Target ta
                  .arg(title, target.personal ? QStringLiteral(" (Personal)") : QString(), *failure));
     } else {
         const std::optional<QString> dest = target.personal ? std::optional<QString>(FiledRef::personal)
-                                            : target.ws    ? target.ws->slug
-                                                           : std::nullopt;
+                                            : target.ws     ? target.ws->slug
+                                                            : std::nullopt;
         const std::optional<QUrl> link =
             target.personal ? m_settings.link(FiledRef::personal, *id)
             : target.ws     ? target.ws->link(QStringLiteral("library/call/") + urlComponent(*id))
                             : std::nullopt;
-        m_status.set(UploadState::Saved{target.personal ? title + QStringLiteral(" \u00b7 Personal") : title, link});
+        m_status.set(
+            UploadState::Saved{target.personal ? title + QStringLiteral(" \u00b7 Personal") : title, link});
         m_notify.saved(*id, title, where.isEmpty() ? QStringLiteral("Orvane") : where, link,
                        QFileInfo(dir).fileName());
-        QString line = QStringLiteral("uploaded %1 -> %2 @ %3").arg(title, *id, where.isEmpty() ? QStringLiteral("?") : where);
+        QString line = QStringLiteral("uploaded %1 -> %2 @ %3")
+                           .arg(title, *id, where.isEmpty() ? QStringLiteral("?") : where);
         if (routed && !target.personal)
             line += QStringLiteral(" (score %1%, auto %2)")
                         .arg(RouteResult{Workspace{}, routed->score, {}}.percent())
                         .arg(routed->isAuto ? QStringLiteral("true") : QStringLiteral("false"));
         slog(line);
-        if (dest)
-            m_settings.setLastFiled(FiledRef{*id, title, *dest, m_now()});
+        if (dest) m_settings.setLastFiled(FiledRef{*id, title, *dest, m_now()});
         emit uploaded(*id, api, link, dest, title);
     }
     emit uploadEnded(dir);
@@ -173,67 +172,61 @@ void Uploads::keepForPersonal(Session& session, bool quiet) {
     m_status.set(UploadState::Idle{});
     slog(QStringLiteral("personal: 404, %1 kept on this computer (Personal opens soon)").arg(title));
     if (!quiet)
-        m_nudges.show({.kind = QStringLiteral("personalSoon"),
-                       .priority = 1,
-                       .title = QStringLiteral("Kept on this computer \u2014 Personal opens soon"),
-                       .message = quotedTitle(title) + QStringLiteral(" stays private here and goes up to Personal "
-                                                                      "by itself once it opens."),
-                       .timeout = 8s});
+        m_nudges.show(
+            {.kind = QStringLiteral("personalSoon"),
+             .priority = 1,
+             .title = QStringLiteral("Kept on this computer \u2014 Personal opens soon"),
+             .message = quotedTitle(title) + QStringLiteral(" stays private here and goes up to Personal "
+                                                            "by itself once it opens."),
+             .timeout = 8s});
 }
 
 void Uploads::signInNudge(const Session& session) {
     const QString title = session.meta.title;
-    m_status.set(UploadState::Failed{title, QStringLiteral("not signed in \u2014 Sign in to Orvane to send it")});
+    m_status.set(
+        UploadState::Failed{title, QStringLiteral("not signed in \u2014 Sign in to Orvane to send it")});
     slog(QStringLiteral("upload waiting: not signed in (%1)").arg(title));
     const QPointer<Uploads> self(this);
-    m_nudges.show({.kind = QStringLiteral("upload"),
-                   .priority = 3,
-                   .title = QStringLiteral("Sign in to send it"),
-                   .message = quotedTitle(title) + QStringLiteral(" is saved on this computer, not sent yet. It "
-                                                                  "uploads as soon as you are signed in."),
-                   .buttons = {{QStringLiteral("Later"), false, [] {}},
-                               {QStringLiteral("Sign in"), true, [self] {
-                                    if (self)
-                                        emit self->signInWanted();
-                                }}}});
+    m_nudges.show(
+        {.kind = QStringLiteral("upload"),
+         .priority = 3,
+         .title = QStringLiteral("Sign in to send it"),
+         .message = quotedTitle(title) + QStringLiteral(" is saved on this computer, not sent yet. It "
+                                                        "uploads as soon as you are signed in."),
+         .buttons = {{QStringLiteral("Later"), false, [] {}}, {QStringLiteral("Sign in"), true, [self] {
+                                                                   if (self) emit self->signInWanted();
+                                                               }}}});
 }
 
 void Uploads::retryUploads() {
     QList<std::shared_ptr<Session>> candidates;
     for (const std::shared_ptr<Session>& s : Session::pending())
-        if (!m_uploading.contains(s->dir) && !m_filing.deciding(s->dir) && !s->meta.waitingPersonal.value_or(false))
+        if (!m_uploading.contains(s->dir) && !m_filing.deciding(s->dir) &&
+            !s->meta.waitingPersonal.value_or(false))
             candidates.append(s);
     m_retrying = candidates.size() >= 2;
-    if (candidates.isEmpty())
-        return;
+    if (candidates.isEmpty()) return;
     m_filing.finish(candidates.first());
     // A session that is asked about starts nothing: the chain looks once the present events are handled.
-    if (m_retrying)
-        QMetaObject::invokeMethod(this, &Uploads::continueRetries, Qt::QueuedConnection);
+    if (m_retrying) QMetaObject::invokeMethod(this, &Uploads::continueRetries, Qt::QueuedConnection);
 }
 
 void Uploads::continueRetries() {
-    if (!m_retrying || !m_uploading.isEmpty() || m_filing.routing())
-        return;
+    if (!m_retrying || !m_uploading.isEmpty() || m_filing.routing()) return;
     m_retrying = false;
     // A failure means the server is in trouble, and the user sees why: the rest waits for the next try.
-    if (!std::holds_alternative<UploadState::Failed>(m_status.state()))
-        retryUploads();
+    if (!std::holds_alternative<UploadState::Failed>(m_status.state())) retryUploads();
 }
 
 void Uploads::retryPersonal(bool force) {
-    if (!m_settings.signedIn())
-        return;
+    if (!m_settings.signedIn()) return;
     const QDateTime now = m_now();
-    if (!force && m_lastPersonalTry.isValid() && m_lastPersonalTry.secsTo(now) <= 1800)
-        return;
+    if (!force && m_lastPersonalTry.isValid() && m_lastPersonalTry.secsTo(now) <= 1800) return;
     m_lastPersonalTry = now;
     QList<std::shared_ptr<Session>> waiting;
     for (const std::shared_ptr<Session>& s : Session::pending())
-        if (s->meta.waitingPersonal.value_or(false) && !m_uploading.contains(s->dir))
-            waiting.append(s);
-    if (!waiting.isEmpty())
-        retryPersonalTask(waiting, !force);
+        if (s->meta.waitingPersonal.value_or(false) && !m_uploading.contains(s->dir)) waiting.append(s);
+    if (!waiting.isEmpty()) retryPersonalTask(waiting, !force);
 }
 
 QCoro::Task<> Uploads::retryPersonalTask(QList<std::shared_ptr<Session>> waiting, bool quiet) {
@@ -243,16 +236,14 @@ QCoro::Task<> Uploads::retryPersonalTask(QList<std::shared_ptr<Session>> waiting
     uploadPersonal(waiting.first(), quiet);
     auto probing = whenNotUploading(probe);
     co_await std::move(probing);
-    if (!self)
-        co_return;
+    if (!self) co_return;
     if (const std::shared_ptr<Session> reloaded = Session::load(probe);
         reloaded && reloaded->meta.waitingPersonal.value_or(false))
         co_return;
     for (qsizetype i = 1; i < waiting.size(); ++i) {
         auto free = whenNotUploading(waiting[i]->dir);
         co_await std::move(free);
-        if (!self)
-            co_return;
+        if (!self) co_return;
         uploadPersonal(waiting[i], quiet);
     }
 }

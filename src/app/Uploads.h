@@ -38,8 +38,8 @@ public:
     void uploadPersonal(std::shared_ptr<Session> session, bool quiet);
     // Finishes the oldest pending session nobody is working on, then the next, until one fails.
     void retryUploads();
-    // Probes Personal with one waiting recording, at most every 30 minutes unless forced; the rest follow once it
-    // is open.
+    // Probes Personal with one waiting recording, at most every 30 minutes unless forced; the rest follow
+    // once it is open.
     void retryPersonal(bool force);
     // Tells the user that a finished recording waits for a sign-in.
     void signInNudge(const Session& session);
@@ -74,7 +74,7 @@ private:
     UploadStatus& m_status;
     Filing& m_filing;
     Clock m_now;
-    QSet<QString> m_uploading; // one upload task per session at most
-    bool m_retrying = false;   // retryUploads goes on when the busy sets drain
+    QSet<QString> m_uploading;   // one upload task per session at most
+    bool m_retrying = false;     // retryUploads goes on when the busy sets drain
     QDateTime m_lastPersonalTry; // null: never
 };

@@ -19,14 +19,14 @@ namespace {
 // With no display at all (a server, a CI shell) the program still runs, drawing off screen; so do the runs
 // that need no screen.
 void drawOffscreenWhenHeadless(const Arguments& args, const Config& config) {
-    if ((!config.hasDisplay || LaunchModes::read(args).headless()) && qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
+    if ((!config.hasDisplay || LaunchModes::read(args).headless()) &&
+        qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
         qputenv("QT_QPA_PLATFORM", "offscreen");
 }
 
 // Qt's own warnings and the os backends' categories end in the one log.
 void toLog(QtMsgType type, const QMessageLogContext& context, const QString& message) {
-    if (type == QtDebugMsg)
-        return;
+    if (type == QtDebugMsg) return;
     const char* category = context.category ? context.category : "qt";
     slog(QStringLiteral("%1: %2").arg(QLatin1String(category), message));
 }

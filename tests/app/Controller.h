@@ -28,8 +28,8 @@ public:
         services.windows = std::make_unique<FakeWindowSystem>();
         services.secrets = std::make_unique<MemorySecretStore>();
         services.keychain = std::make_unique<Keychain>(*services.secrets, QStringLiteral("svc"));
-        services.defaults = std::make_unique<QSettings>(m_dir.filePath(QStringLiteral("orvane.conf")),
-                                                        QSettings::IniFormat);
+        services.defaults =
+            std::make_unique<QSettings>(m_dir.filePath(QStringLiteral("orvane.conf")), QSettings::IniFormat);
         services.settings = std::make_unique<Settings>(*services.defaults, *services.keychain);
         services.settings->setPlatformBase(platformBase);
         auto notifications = std::make_unique<FakeNotifications>();
@@ -39,7 +39,8 @@ public:
         opened = browser.get();
         services.browser = std::move(browser);
         services.signInBrowser = std::make_unique<FakeBrowser>();
-        services.notify = std::make_unique<Notify>(*services.notifications, *services.browser, *services.settings);
+        services.notify =
+            std::make_unique<Notify>(*services.notifications, *services.browser, *services.settings);
         services.notify->setup({});
         auto display = std::make_unique<RecordingNudgeDisplay>();
         nudges = display.get();
@@ -59,7 +60,8 @@ public:
     }
 
     // A finished recording on disk, as the recorder leaves it.
-    std::shared_ptr<Session> recorded(const QString& title, const QDateTime& started = QDateTime::currentDateTimeUtc()) {
+    std::shared_ptr<Session> recorded(const QString& title,
+                                      const QDateTime& started = QDateTime::currentDateTimeUtc()) {
         auto session = Session::create(title, QStringLiteral("Zoom"), std::nullopt, started);
         session->meta.ended = started.addSecs(60);
         session->save();
@@ -72,8 +74,7 @@ public:
     // Presses the button of the nudge on screen; false when there is no such button.
     bool press(const QString& button) {
         const NudgeView* view = shownNudge();
-        if (!view)
-            return false;
+        if (!view) return false;
         for (const NudgeButton& b : view->buttons)
             if (b.title == button) {
                 b.action();

@@ -66,12 +66,14 @@ private slots:
 
     void aRecordingWithoutAccountAsksForTheSignIn() {
         Controller c(m_platform->base());
-        const auto session = c.recorded(QStringLiteral("Weekly sync with the design team and everyone else invited"));
+        const auto session =
+            c.recorded(QStringLiteral("Weekly sync with the design team and everyone else invited"));
         c.app().filing().finish(session);
         QVERIFY(c.showsNudge(QStringLiteral("Sign in to send it")));
-        QCOMPARE(c.shownNudge()->message.value_or(QString()),
-                 QStringLiteral("\u201cWeekly sync with the design team and everyone els\u2026\u201d is saved on "
-                                "this computer, not sent yet. It uploads as soon as you are signed in."));
+        QCOMPARE(
+            c.shownNudge()->message.value_or(QString()),
+            QStringLiteral("\u201cWeekly sync with the design team and everyone els\u2026\u201d is saved on "
+                           "this computer, not sent yet. It uploads as soon as you are signed in."));
         const auto* failed = std::get_if<UploadState::Failed>(&c.app().upload());
         QVERIFY(failed);
         QCOMPARE(failed->message, QStringLiteral("not signed in \u2014 Sign in to Orvane to send it"));

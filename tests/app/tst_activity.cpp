@@ -5,8 +5,8 @@
 #include <QSignalSpy>
 #include <QTest>
 
-// The activity tick on the flows' clock: a break is offered only to someone at work with nothing else on screen,
-// and the work day goes up at most every fifteen minutes, against the local platform.
+// The activity tick on the flows' clock: a break is offered only to someone at work with nothing else on
+// screen, and the work day goes up at most every fifteen minutes, against the local platform.
 class TestActivity : public QObject {
     Q_OBJECT
     std::unique_ptr<LocalPlatform> m_platform;
@@ -52,7 +52,8 @@ private slots:
         c.settings().setBreakMinutes(2);
         static_cast<FakeIdleSource&>(*c.services.idle).seconds = idle;
         if (otherNudge)
-            c.services.nudges->show({.kind = QStringLiteral("upload"), .priority = 3, .title = QStringLiteral("Other")});
+            c.services.nudges->show(
+                {.kind = QStringLiteral("upload"), .priority = 3, .title = QStringLiteral("Other")});
         work(c, 3);
         QCOMPARE(offersBreak(c), offered);
         if (otherNudge) {
@@ -70,7 +71,8 @@ private slots:
         QVERIFY(c.signInAndLoadProjects());
         c.settings().setTrackWorkday(true);
         static_cast<FakeWindowSystem&>(*c.services.windows).active =
-            os::Window{4242, QStringLiteral("Editor"), QStringLiteral("notes.txt"), QStringLiteral("org.example.Editor")};
+            os::Window{4242, QStringLiteral("Editor"), QStringLiteral("notes.txt"),
+                       QStringLiteral("org.example.Editor")};
         QSignalSpy menu(&c.app(), &AppDelegate::menuRebuilt);
 
         work(c, 15); // the fifteenth minute's tick sends the day, none before it

@@ -1,3 +1,4 @@
+#include "RequiredServices.h"
 #include "core/Keychain.h"
 #include "os/FileSecretStore.h"
 #include "recording/Session.h"
@@ -6,7 +7,6 @@
 #include "server/Settings.h"
 #include "support/Await.h"
 #include "support/LocalPlatform.h"
-#include "RequiredServices.h"
 
 #include <QDir>
 #include <QFile>
@@ -28,7 +28,8 @@ class TestProgram : public QObject {
         env.insert(QStringLiteral("ORVANE_SUPPORT_DIR"), m_home->filePath(QStringLiteral("support")));
         env.insert(QStringLiteral("XDG_CONFIG_HOME"), m_home->filePath(QStringLiteral("config")));
         if (deadBus)
-            env.insert(QStringLiteral("DBUS_SESSION_BUS_ADDRESS"), QStringLiteral("unix:path=/nonexistent/bus"));
+            env.insert(QStringLiteral("DBUS_SESSION_BUS_ADDRESS"),
+                       QStringLiteral("unix:path=/nonexistent/bus"));
         return env;
     }
     void start(QProcess& p, const QStringList& args, bool deadBus = false) const {
@@ -63,8 +64,9 @@ class TestProgram : public QObject {
         noDisplay.remove(QStringLiteral("DISPLAY"));
         noDisplay.remove(QStringLiteral("WAYLAND_DISPLAY"));
         dump.setProcessEnvironment(noDisplay);
-        dump.start(QStringLiteral(ORVANE_BINARY), {QStringLiteral("--dump-menu"), QStringLiteral("--dump-menu-delay"),
-                                                   QStringLiteral("0.5")});
+        dump.start(
+            QStringLiteral(ORVANE_BINARY),
+            {QStringLiteral("--dump-menu"), QStringLiteral("--dump-menu-delay"), QStringLiteral("0.5")});
         QVERIFY(dump.waitForFinished(10000));
         QCOMPARE(dump.exitCode(), 0);
         QVERIFY2(dump.readAllStandardOutput().startsWith("Orvane\nNot signed in\n"), qPrintable(log()));
@@ -111,7 +113,8 @@ private slots:
 
     void selftestPasses() {
         QProcess p;
-        start(p, {QStringLiteral("--selftest"), QStringLiteral("--out"), m_home->filePath(QStringLiteral("out"))});
+        start(p, {QStringLiteral("--selftest"), QStringLiteral("--out"),
+                  m_home->filePath(QStringLiteral("out"))});
         QVERIFY(p.waitForFinished(60000));
         QVERIFY2(p.exitCode() == 0, qPrintable(log()));
         QVERIFY(log().contains(QStringLiteral("selftest: 4 of 4 checks passed")));
@@ -124,18 +127,17 @@ private slots:
     }
     void recTest() {
         QFETCH(bool, display);
-        if (display)
-            REQUIRE_SERVICE(!qEnvironmentVariableIsEmpty("DISPLAY"), "an X display");
+        if (display) REQUIRE_SERVICE(!qEnvironmentVariableIsEmpty("DISPLAY"), "an X display");
         QProcess p;
         QProcessEnvironment env = environment();
         env.insert(QStringLiteral("TMPDIR"), m_home->path());
-        if (!display)
-            env.remove(QStringLiteral("DISPLAY"));
+        if (!display) env.remove(QStringLiteral("DISPLAY"));
         p.setProcessEnvironment(env);
         p.start(QStringLiteral(ORVANE_BINARY), {QStringLiteral("--rec-test"), QStringLiteral("3")});
         QVERIFY(p.waitForFinished(60000));
         QCOMPARE(p.exitCode(), display ? 0 : 1);
-        const QRegularExpression ok(QStringLiteral("rec-test OK: 3 s recorded and stopped, ([1-9][0-9]*) screenshots, [0-9]+ KB"));
+        const QRegularExpression ok(
+            QStringLiteral("rec-test OK: 3 s recorded and stopped, ([1-9][0-9]*) screenshots, [0-9]+ KB"));
         QVERIFY2(ok.match(log()).hasMatch() == display, qPrintable(log()));
         QVERIFY(log().contains(QStringLiteral("rec-test FAILED: ")) != display);
         // The scratch folder is gone either way.
@@ -160,18 +162,21 @@ private slots:
             // Personal, and one whose call was created before the audio failed.
             qputenv("XDG_CONFIG_HOME", m_home->filePath(QStringLiteral("config")).toUtf8());
             QVERIFY(QDir().mkpath(m_home->filePath(QStringLiteral("support"))));
-            QSettings defaults(Settings::defaultsPath(qEnvironmentVariable("ORVANE_DEFAULTS_SUITE")), QSettings::IniFormat);
+            QSettings defaults(Settings::defaultsPath(qEnvironmentVariable("ORVANE_DEFAULTS_SUITE")),
+                               QSettings::IniFormat);
             os::FileSecretStore secrets(m_home->filePath(QStringLiteral("support/secrets.json")));
             Keychain keychain(secrets, qEnvironmentVariable("ORVANE_KEYCHAIN_SERVICE"));
             Settings settings(defaults, keychain);
             settings.setPlatformBase(platform.base());
             settings.signIn(QStringLiteral("dev-key"), QStringLiteral("dev@orvane.test"), std::nullopt);
-            const auto [account, projects] = testsupport::await(Platform::me(platform.base(), settings.accountKey()));
+            const auto [account, projects] =
+                testsupport::await(Platform::me(platform.base(), settings.accountKey()));
             settings.apply(account, projects);
             const QString recordings = m_home->filePath(QStringLiteral("support/recordings"));
             const auto decided = [&](const QString& title, int minutesAgo, std::optional<QUuid> project) {
-                auto session = Session::create(title, QStringLiteral("Zoom"), project,
-                                               QDateTime::currentDateTimeUtc().addSecs(-60 * minutesAgo), recordings);
+                auto session =
+                    Session::create(title, QStringLiteral("Zoom"), project,
+                                    QDateTime::currentDateTimeUtc().addSecs(-60 * minutesAgo), recordings);
                 session->meta.ended = session->meta.started.addSecs(30);
                 session->meta.routeDone = true;
                 session->meta.personal = project ? std::nullopt : std::optional<bool>(true);
@@ -199,9 +204,11 @@ private slots:
         }
         QProcess p;
         start(p, {QStringLiteral("--retry-pending")}, true);
-        for (const QString& title : {QStringLiteral("For Brevik"), QStringLiteral("For Personal"), QStringLiteral("Half sent")})
+        for (const QString& title :
+             {QStringLiteral("For Brevik"), QStringLiteral("For Personal"), QStringLiteral("Half sent")})
             QVERIFY2(waitForLog(QStringLiteral("uploaded %1 -> ").arg(title)), qPrintable(log()));
-        QVERIFY(QDir(m_home->filePath(QStringLiteral("support/recordings"))).isEmpty(QDir::Dirs | QDir::NoDotAndDotDot));
+        QVERIFY(QDir(m_home->filePath(QStringLiteral("support/recordings")))
+                    .isEmpty(QDir::Dirs | QDir::NoDotAndDotDot));
         QStringList scopes;
         for (const QJsonValue call : platform.calls())
             scopes << call[QStringLiteral("scope")].toString();

@@ -50,7 +50,8 @@ private slots:
             delegate.beginSave();
             delegate.endSave();
         });
-        // A quit brought by the save would end the loop in the save's own turn; the next turn tells it didn't.
+        // A quit brought by the save would end the loop in the save's own turn; the next turn tells it
+        // didn't.
         QTimer::singleShot(0, qApp, [] { QCoreApplication::exit(1); });
         QCOMPARE(QCoreApplication::exec(), 1);
     }

@@ -35,8 +35,7 @@ class TestUploadFlow : public QObject {
     }
     Workspace project(const QString& slug) {
         for (const Workspace& p : c().settings().projects())
-            if (p.slug == slug)
-                return p;
+            if (p.slug == slug) return p;
         return {};
     }
     QStringList callScopes() {
@@ -76,7 +75,8 @@ private slots:
         QVERIFY2(m_platform->isRunning(), qPrintable(m_platform->error()));
         QVERIFY(m_platform->reviewDelay(0ms));
         // The question's time-out is short where a test waits for it, and longer than any test elsewhere.
-        const bool waitsForDefault = QByteArray(QTest::currentTestFunction()) == "withoutAnAnswerItGoesToPersonal";
+        const bool waitsForDefault =
+            QByteArray(QTest::currentTestFunction()) == "withoutAnAnswerItGoesToPersonal";
         m_c = std::make_unique<Controller>(m_platform->base(), waitsForDefault ? 1 : 120);
         QVERIFY(c().signInAndLoadProjects());
     }
@@ -89,8 +89,9 @@ private slots:
         const auto session = teamCall();
         c().app().filing().finish(session);
         QVERIFY(nudgeSays(QStringLiteral("Where does this go?")));
-        QCOMPARE(buttonTitles(), QStringList({QStringLiteral("Brevik \u00b7 90%"), QStringLiteral("Personal (private)"),
-                                              QStringLiteral("Noctal \u00b7 0%")}));
+        QCOMPARE(buttonTitles(),
+                 QStringList({QStringLiteral("Brevik \u00b7 90%"), QStringLiteral("Personal (private)"),
+                              QStringLiteral("Noctal \u00b7 0%")}));
         QVERIFY(c().shownNudge()->buttons[0].primary);
         QCOMPARE(c().shownNudge()->message.value_or(QString()),
                  QStringLiteral("\u201cWeekly sync\u201d\nSuggested: Brevik \u00b7 with Ivo, Tess\n"
@@ -123,9 +124,11 @@ private slots:
         const auto session = teamCall(QStringLiteral("Brevik planning"));
         c().app().filing().finish(session);
         QVERIFY(nudgeSays(QStringLiteral("Filed in Brevik")));
-        QCOMPARE(c().shownNudge()->message.value_or(QString()),
-                 QStringLiteral("\u201cBrevik planning\u201d \u00b7 with Ivo, Tess. Move it from the menu if that\u2019s "
-                                "wrong."));
+        QCOMPARE(
+            c().shownNudge()->message.value_or(QString()),
+            QStringLiteral(
+                "\u201cBrevik planning\u201d \u00b7 with Ivo, Tess. Move it from the menu if that\u2019s "
+                "wrong."));
         QVERIFY(uploaded(*session));
         QCOMPARE(callScopes(), QStringList{QStringLiteral("project:brevik")});
     }
@@ -140,19 +143,24 @@ private slots:
         QCOMPARE(callScopes().size(), 1);
         QVERIFY(callScopes().first().startsWith(QStringLiteral("personal:")));
         QCOMPARE(c().settings().lastFiled()->dest, FiledRef::personal);
-        const bool toldPersonal = std::any_of(c().posted->posted.begin(), c().posted->posted.end(), [](const auto& n) {
-            return n.title == QStringLiteral("Where does this go? \u2192 Personal");
-        });
+        const bool toldPersonal =
+            std::any_of(c().posted->posted.begin(), c().posted->posted.end(), [](const auto& n) {
+                return n.title == QStringLiteral("Where does this go? \u2192 Personal");
+            });
         QVERIFY(toldPersonal);
     }
 
     void decidingOneQuestionAsksTheNext() {
-        const auto first = c().recorded(QStringLiteral("First"), QDateTime::currentDateTimeUtc().addSecs(-600));
+        const auto first =
+            c().recorded(QStringLiteral("First"), QDateTime::currentDateTimeUtc().addSecs(-600));
         const auto second = c().recorded(QStringLiteral("Second"));
         c().app().uploads().retryUploads();
-        QVERIFY(QTest::qWaitFor([&] { return c().showsNudge(QStringLiteral("Where does this go?")) &&
-                                             c().shownNudge()->message->startsWith(QStringLiteral("\u201cSecond")); },
-                                10000));
+        QVERIFY(QTest::qWaitFor(
+            [&] {
+                return c().showsNudge(QStringLiteral("Where does this go?")) &&
+                       c().shownNudge()->message->startsWith(QStringLiteral("\u201cSecond"));
+            },
+            10000));
         // Decided on disk meanwhile, from elsewhere: its question is not asked again.
         c().app().filing().choose(*first, {true, std::nullopt, {}, false});
         QVERIFY(uploaded(*first));
@@ -180,17 +188,21 @@ private slots:
         first->meta.started = first->meta.started.addSecs(-600);
         first->save();
         const auto second = decided(QStringLiteral("Second"), QStringLiteral("brevik"));
-        QVERIFY(m_platform->fault({QStringLiteral("/api/v1/p/brevik/calls"), 500, R"({"error":"down for a moment"})",
-                                   "application/json", QStringLiteral("POST")}));
+        QVERIFY(m_platform->fault({QStringLiteral("/api/v1/p/brevik/calls"), 500,
+                                   R"({"error":"down for a moment"})", "application/json",
+                                   QStringLiteral("POST")}));
         c().app().uploads().retryUploads();
-        QVERIFY(QTest::qWaitFor([&] { return std::holds_alternative<UploadState::Failed>(c().app().upload()); }, 10000));
-        QCOMPARE(std::get<UploadState::Failed>(c().app().upload()).message, QStringLiteral("down for a moment (HTTP 500)"));
+        QVERIFY(QTest::qWaitFor(
+            [&] { return std::holds_alternative<UploadState::Failed>(c().app().upload()); }, 10000));
+        QCOMPARE(std::get<UploadState::Failed>(c().app().upload()).message,
+                 QStringLiteral("down for a moment (HTTP 500)"));
         // The chain looks on as each upload ends: the failure ended it, and the second never started.
         QVERIFY(!c().app().uploads().uploading(second->dir));
         QCOMPARE(requestsTo(QStringLiteral("/calls")), 1);
         QVERIFY(QFileInfo::exists(first->dir));
         QVERIFY(QFileInfo::exists(second->dir));
-        QCOMPARE(Session::load(first->dir)->meta.lastError.value_or(QString()), QStringLiteral("down for a moment (HTTP 500)"));
+        QCOMPARE(Session::load(first->dir)->meta.lastError.value_or(QString()),
+                 QStringLiteral("down for a moment (HTTP 500)"));
     }
 
     void personalClosedKeepsRecordingsHereAndProbesOnce() {
@@ -256,11 +268,12 @@ private slots:
         QVERIFY(uploaded(*session));
         const FiledRef filed = *c().settings().lastFiled();
 
-        QVERIFY(m_platform->fault({QStringLiteral("/api/v1/p/brevik/calls/*"), 404, R"({"error":"not found"})",
-                                   "application/json", QStringLiteral("POST")}));
+        QVERIFY(m_platform->fault({QStringLiteral("/api/v1/p/brevik/calls/*"), 404,
+                                   R"({"error":"not found"})", "application/json", QStringLiteral("POST")}));
         c().app().filing().askMove();
         QCOMPARE(c().shownNudge()->title, QStringLiteral("\u201cPlanning\u201d?"));
-        QCOMPARE(buttonTitles(), QStringList({QStringLiteral("Personal (private)"), QStringLiteral("Noctal")}));
+        QCOMPARE(buttonTitles(),
+                 QStringList({QStringLiteral("Personal (private)"), QStringLiteral("Noctal")}));
         QVERIFY(c().press(QStringLiteral("Noctal")));
         QVERIFY(nudgeSays(QStringLiteral("Couldn\u2019t move it yet")));
         QCOMPARE(*c().settings().lastFiled(), filed);

@@ -1,5 +1,5 @@
-// Every test keeps its files apart from the user's: CTest names the support folder of each test, and this takes it
-// before anything asks where files go, as the program's main does with its own environment.
+// Every test keeps its files apart from the user's: CTest names the support folder of each test, and this
+// takes it before anything asks where files go, as the program's main does with its own environment.
 #include "core/Paths.h"
 
 namespace {
