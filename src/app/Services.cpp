@@ -2,6 +2,7 @@
 
 #include "core/Paths.h"
 #include "os/linux/Backends.h"
+#include "os/linux/DesktopAnimations.h"
 #include "surfaces/DesktopBrowser.h"
 #include "surfaces/ScreenNudgeDisplay.h"
 
@@ -24,6 +25,7 @@ std::unique_ptr<Services> Services::build() {
     // Until the board window exists, notification clicks open their page in the default browser.
     s->browser = std::make_unique<DesktopBrowser>();
     s->notify = std::make_unique<Notify>(*s->notifications, *s->browser, *s->settings);
-    s->nudges = std::make_unique<Nudges>(std::make_unique<ScreenNudgeDisplay>());
+    s->nudges = std::make_unique<Nudges>(
+        std::make_unique<ScreenNudgeDisplay>([] { return Motion(!os::desktopAnimationsEnabled()); }));
     return s;
 }
