@@ -2,6 +2,7 @@
 
 #include "core/Paths.h"
 #include "os/linux/Backends.h"
+#include "os/linux/DesktopAnimations.h"
 #include "surfaces/DesktopBrowser.h"
 #include "surfaces/ScreenNudgeDisplay.h"
 
@@ -29,6 +30,7 @@ std::unique_ptr<Services> Services::build(const Config& config) {
     s->browser = std::make_unique<DesktopBrowser>(browsing);
     s->signInBrowser = std::make_unique<DesktopBrowser>(browsing, QStringLiteral("sign-in: would open "));
     s->notify = std::make_unique<Notify>(*s->notifications, *s->browser, *s->settings);
-    s->nudges = std::make_unique<Nudges>(std::make_unique<ScreenNudgeDisplay>());
+    s->nudges = std::make_unique<Nudges>(
+        std::make_unique<ScreenNudgeDisplay>([] { return Motion(!os::desktopAnimationsEnabled()); }));
     return s;
 }

@@ -1,12 +1,12 @@
 #include "recording/Recorder.h"
 
 #include "core/Log.h"
+#include "core/Privacy.h"
 #include "core/Strings.h"
 #include "recording/AudioError.h"
 #include "recording/Frames.h"
 #include "recording/Mixer.h"
 #include "recording/Speaking.h"
-#include "workday/Privacy.h"
 
 #include <QCoreApplication>
 #include <QFileInfo>

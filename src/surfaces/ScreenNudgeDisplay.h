@@ -16,7 +16,8 @@ QPoint nudgeOrigin(const QRect& available, const QSize& panel, std::optional<QRe
 // Nudges as windows at the top right of the primary screen, one new panel for each.
 class ScreenNudgeDisplay : public NudgeDisplay {
 public:
-    explicit ScreenNudgeDisplay(std::function<Motion()> motion = &Motion::system);
+    // `motion` is asked again for each nudge, so a change of the desktop's setting shows on the next one.
+    explicit ScreenNudgeDisplay(std::function<Motion()> motion);
     ~ScreenNudgeDisplay() override;
 
     void present(const NudgeView& view, std::optional<QRect> avoid) override;

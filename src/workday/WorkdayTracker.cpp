@@ -3,8 +3,8 @@
 #include "core/Fmt.h"
 #include "core/JSONFile.h"
 #include "core/Log.h"
+#include "core/Privacy.h"
 #include "workday/Idle.h"
-#include "workday/Privacy.h"
 #include "workday/Windows.h"
 
 #include <QFile>

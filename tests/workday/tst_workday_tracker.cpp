@@ -1,7 +1,7 @@
+#include "core/Privacy.h"
 #include "fakes/FakeDesktop.h"
 #include "support/Await.h"
 #include "support/LocalPlatform.h"
-#include "workday/Privacy.h"
 #include "workday/Windows.h"
 #include "workday/WorkdayTracker.h"
 

@@ -1,7 +1,5 @@
 #include "surfaces/design/Motion.h"
 
-#include "os/linux/DesktopAnimations.h"
-
 #include <cmath>
 #include <numbers>
 
@@ -41,10 +39,6 @@ Transition transition(const Spring& spring, QEasingCurve::EasingFunction functio
 }
 
 } // namespace
-
-Motion Motion::system() {
-    return Motion(!os::desktopAnimationsEnabled());
-}
 
 Transition Motion::spring() const {
     using namespace std::chrono_literals;

@@ -13,9 +13,8 @@ struct Transition {
 // seconds) and its damping ratio; under reduced motion each becomes a short ease-out.
 class Motion {
 public:
+    // Reduced when the desktop has turned animations off; the composition root reads that setting.
     explicit Motion(bool reduced) : m_reduced(reduced) {}
-    // Reduced when the desktop has turned animations off. Read once per call; cheap enough for each nudge.
-    static Motion system();
 
     bool reduced() const { return m_reduced; }
     Transition spring() const; // response 0.32, damping 0.82; reduced: ease-out 0.12 s

@@ -1,4 +1,4 @@
-#include "workday/Privacy.h"
+#include "core/Privacy.h"
 
 #include "core/Strings.h"
 
