@@ -1,7 +1,9 @@
 // The per-frame costs of the capture path on a 1440x900 frame: the two grey prints, the JPEG of a kept frame,
-// OCR in both modes, and one X11 grab through shared memory.
-// `bench_frames --write-frame PATH` writes the text-heavy frame as PNG for the tesseract command (bench/frames.sh).
+// OCR in both modes (on that frame and on the six slides of the talk), and one X11 grab through shared
+// memory. `bench_frames --write-frame PATH` writes the text-heavy frame as PNG for the tesseract command
+// (bench/frames.sh).
 
+#include "Talk.h"
 #include "os/linux/TesseractRecognizer.h"
 #include "os/linux/X11ScreenSource.h"
 #include "recording/Frames.h"
@@ -73,8 +75,38 @@ void ocr(benchmark::State& state, bool fast) {
         benchmark::DoNotOptimize(reader.read(frame, fast));
     state.counters["chars"] = double(warm.text.size());
 }
-void ocrAccurate(benchmark::State& state) { ocr(state, false); }
-void ocrFast(benchmark::State& state) { ocr(state, true); }
+void ocrAccurate(benchmark::State& state) {
+    ocr(state, false);
+}
+void ocrFast(benchmark::State& state) {
+    ocr(state, true);
+}
+
+// One slide after another, as a slideshow shows them; `apart` is the highest word similarity between the
+// readings of two different slides (a text change needs less than 0.7).
+void ocrSlides(benchmark::State& state, bool fast) {
+    OCR reader([] { return std::make_unique<os::TesseractRecognizer>(); });
+    std::vector<QImage> slides;
+    for (const auto& lines : talk())
+        slides.push_back(Slides::draw(lines));
+    QStringList texts;
+    for (const QImage& slide : slides)
+        texts << reader.text(slide, fast); // loads the model outside the measured loop
+    std::size_t next = 0;
+    for (auto _ : state)
+        benchmark::DoNotOptimize(reader.read(slides[next++ % slides.size()], fast));
+    double apart = 0;
+    for (qsizetype a = 0; a < texts.size(); ++a)
+        for (qsizetype b = a + 1; b < texts.size(); ++b)
+            apart = std::max(apart, OCR::similarity(texts[a], texts[b]));
+    state.counters["apart"] = apart;
+}
+void ocrSlidesAccurate(benchmark::State& state) {
+    ocrSlides(state, false);
+}
+void ocrSlidesFast(benchmark::State& state) {
+    ocrSlides(state, true);
+}
 
 void x11Grab(benchmark::State& state) {
     os::X11ScreenSource screen;
@@ -100,13 +132,17 @@ BENCHMARK(signatureAndFine)->Unit(benchmark::kMillisecond);
 BENCHMARK(jpegAt60)->Unit(benchmark::kMillisecond);
 BENCHMARK(ocrAccurate)->Unit(benchmark::kMillisecond)->Iterations(5);
 BENCHMARK(ocrFast)->Unit(benchmark::kMillisecond)->Iterations(5);
+BENCHMARK(ocrSlidesAccurate)->Unit(benchmark::kMillisecond)->Iterations(30);
+BENCHMARK(ocrSlidesFast)->Unit(benchmark::kMillisecond)->Iterations(30);
 BENCHMARK(x11Grab)->Unit(benchmark::kMillisecond);
 
 int main(int argc, char** argv) {
     qputenv("QT_QPA_PLATFORM", "offscreen"); // the frames are drawn into images; the grab goes to $DISPLAY
     QGuiApplication app(argc, argv);
     if (argc == 3 && std::strcmp(argv[1], "--write-frame") == 0)
-        return slideFrame().convertToFormat(QImage::Format_Grayscale8).save(QString::fromLocal8Bit(argv[2])) ? 0 : 1;
+        return slideFrame().convertToFormat(QImage::Format_Grayscale8).save(QString::fromLocal8Bit(argv[2]))
+                   ? 0
+                   : 1;
     benchmark::Initialize(&argc, argv);
     benchmark::RunSpecifiedBenchmarks();
     benchmark::Shutdown();

@@ -22,6 +22,12 @@ struct AudioCaptureError : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
+// The default source is the monitor of a sink, as on a computer without a microphone: recording it as the
+// microphone would record the other side a second time.
+struct NoMicrophoneError : AudioCaptureError {
+    using AudioCaptureError::AudioCaptureError;
+};
+
 // What a started source hands to its owner. Both callbacks run on the capture's own thread: they must be
 // quick, and must not call back into the capture (hop to a queue of your own first).
 struct AudioReceiver {
@@ -39,8 +45,8 @@ class AudioCapture {
 public:
     virtual ~AudioCapture() = default;
     // Starts capturing `source` from its current default device; a source that runs is restarted. Throws
-    // AudioCaptureError when there is no sound server or no such device; it never waits more than a few
-    // seconds.
+    // AudioCaptureError when there is no sound server or no such device, NoMicrophoneError when the
+    // microphone's default is a monitor; it never waits more than a few seconds.
     virtual void start(AudioSource source, AudioReceiver receiver) = 0;
     // After it returns no callback of `source` runs any more. Stopping a source that does not run does
     // nothing.

@@ -10,8 +10,9 @@ struct ScreenError : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
-// One picture of the primary screen, cursor drawn in, 32-bit BGRA (QImage::Format_RGB32).
-// `complete` is false when part of it could not be read: a screen reaching past the X screen, no cursor image.
+// One picture of the primary screen, cursor drawn in when the server gives its image, 32-bit BGRA
+// (QImage::Format_RGB32). `complete` is false when part of the screen could not be read (a screen reaching
+// past the X screen); a missing cursor leaves it complete.
 struct ScreenFrame {
     QImage image;
     bool complete = false;

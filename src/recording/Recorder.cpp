@@ -28,15 +28,22 @@ LevelTrack levels(const MonoWriter& writer) {
     return LevelTrack{writer.offset().value_or(0), writer.meter().rms(), writer.meter().window()};
 }
 
-QString oneDecimal(double seconds) { return QString::number(seconds, 'f', 1); }
+QString oneDecimal(double seconds) {
+    return QString::number(seconds, 'f', 1);
+}
 } // namespace
 
 Recorder::Recorder(std::shared_ptr<Session> session, Sources sources)
-    : m_session(std::move(session)), m_sources(std::move(sources)), m_mic(m_session->url(QStringLiteral("mic.m4a"))),
-      m_sys(m_session->url(QStringLiteral("system.m4a"))) {}
+    : m_session(std::move(session)), m_sources(std::move(sources)),
+      m_mic(m_session->url(QStringLiteral("mic.m4a"))), m_sys(m_session->url(QStringLiteral("system.m4a"))) {}
 
-// Without a stop the callbacks must still end before the object does; the tracks stay as the recovery finds them.
-Recorder::~Recorder() { endCapture(); }
+// Without a stop the callbacks must still end before the object does; the tracks stay as the recovery finds
+// them. The frames handed in go through their flow first: a frame on the capture queue, or a text check on
+// the text queue, may still post to the other queue, and the text queue is destroyed first.
+Recorder::~Recorder() {
+    endCapture();
+    settle();
+}
 
 void Recorder::endCapture() {
     m_sources.frames.stop();
@@ -58,8 +65,7 @@ void Recorder::start(bool withMic) {
     m_withMic = withMic;
     m_startedHost = m_sources.hostClock();
     m_sysHealth.emplace(QStringLiteral("system"), m_startedHost);
-    if (withMic)
-        m_micHealth.emplace(QStringLiteral("mic"), m_startedHost);
+    if (withMic) m_micHealth.emplace(QStringLiteral("mic"), m_startedHost);
 
     QSize size;
     m_streaming = true;
@@ -77,8 +83,7 @@ void Recorder::start(bool withMic) {
                                        [this](const QString& error) {
                                            slog(QStringLiteral("stream stopped: ") + error);
                                            onMain([callback = onStreamError, error] {
-                                               if (callback)
-                                                   callback(error);
+                                               if (callback) callback(error);
                                            });
                                        }});
     } catch (const os::ScreenError& error) {
@@ -87,8 +92,7 @@ void Recorder::start(bool withMic) {
     }
     m_q.sync([this] {
         startSystemAudio();
-        if (m_withMic)
-            startMic();
+        if (m_withMic) startMic();
         m_session->meta.micOk = m_micOk;
         m_session->save();
     });
@@ -106,7 +110,8 @@ void Recorder::startSystemAudio() {
         m_sources.audio.start(os::AudioSource::System,
                               {[this](const AudioBuffer& buffer, double at) {
                                    m_sysHealth->heard(m_sources.hostClock(), buffer.allZero());
-                                   m_q.async([this, copy = AudioCopy(buffer), at] { onSystemAudio(copy, at); });
+                                   m_q.async(
+                                       [this, copy = AudioCopy(buffer), at] { onSystemAudio(copy, at); });
                                },
                                [this] { m_q.async([this] { restart(os::AudioSource::System); }); }});
         m_systemRunning = true;
@@ -118,10 +123,13 @@ void Recorder::startSystemAudio() {
 
 void Recorder::startMic() {
     try {
-        m_sources.audio.start(os::AudioSource::Mic, {[this](const AudioBuffer& buffer, double at) { onMicAudio(buffer, at); },
-                                                     [this] { m_q.async([this] { restart(os::AudioSource::Mic); }); }});
+        m_sources.audio.start(os::AudioSource::Mic,
+                              {[this](const AudioBuffer& buffer, double at) { onMicAudio(buffer, at); },
+                               [this] { m_q.async([this] { restart(os::AudioSource::Mic); }); }});
         m_micRunning = true;
         m_micOk = true;
+    } catch (const os::NoMicrophoneError&) {
+        logStartFailure(QStringLiteral("no microphone input"));
     } catch (const os::AudioCaptureError& error) {
         // The recording goes on without the microphone.
         logStartFailure(QStringLiteral("mic start failed: ") + QString::fromUtf8(error.what()));
@@ -140,8 +148,7 @@ void Recorder::logStartFailure(const QString& line) {
 void Recorder::restart(os::AudioSource source) {
     const bool mic = source == os::AudioSource::Mic;
     bool& running = mic ? m_micRunning : m_systemRunning;
-    if (!running)
-        return;
+    if (!running) return;
     slog(QStringLiteral("audio configuration changed: restarting ") +
          (mic ? QStringLiteral("mic") : QStringLiteral("system audio")));
     m_sources.audio.stop(source);
@@ -156,21 +163,17 @@ void Recorder::restart(os::AudioSource source) {
 // Capture thread: the buffer is valid only during the call, so the writer gets a copy.
 void Recorder::onMicAudio(const AudioBuffer& buffer, double at) {
     const double now = m_sources.hostClock();
-    if (buffer.frames <= 0)
-        return;
+    if (buffer.frames <= 0) return;
     m_micHealth->heard(now, buffer.allZero());
-    if (onMicLevel)
-        onMicLevel(buffer.sampledRms(levelStride));
-    if (onMicBuffer)
-        onMicBuffer(buffer);
+    if (onMicLevel) onMicLevel(buffer.sampledRms(levelStride));
+    if (onMicBuffer) onMicBuffer(buffer);
     const double t = std::max(at - m_startedHost, 0.0);
     m_micQ.async([this, copy = AudioCopy(buffer), t] { m_mic.write(copy.buffer(), t); });
 }
 
 void Recorder::onSystemAudio(const AudioCopy& copy, double at) {
     const AudioBuffer& buffer = copy.buffer();
-    if (buffer.frames <= 0 || buffer.format.sampleRate <= 0)
-        return;
+    if (buffer.frames <= 0 || buffer.format.sampleRate <= 0) return;
     const double now = m_sources.hostClock();
     if (!std::isfinite(at) || std::abs(at - now) > stampTolerance)
         at = now - double(buffer.frames) / buffer.format.sampleRate;
@@ -185,11 +188,9 @@ void Recorder::onFrame(os::ScreenFrame frame) {
 }
 
 void Recorder::keepFrame(const os::ScreenFrame& frame) {
-    if (m_shotCount >= Frames::maxShots || !frame.complete || frame.image.isNull())
-        return;
+    if (m_shotCount >= Frames::maxShots || !frame.complete || frame.image.isNull()) return;
     const double now = m_sources.hostClock();
-    if (now - m_lastFrameAt < frameGate)
-        return;
+    if (now - m_lastFrameAt < frameGate) return;
     m_lastFrameAt = now;
 
     Candidate candidate{frame.image, Frames::signature(frame.image), Frames::fine(frame.image), now};
@@ -213,15 +214,12 @@ void Recorder::keepFrame(const os::ScreenFrame& frame) {
     m_ocrQ.async([this, candidate = std::move(candidate), lastKept, keptBefore = int(m_shotCount)]() mutable {
         const QString text = m_sources.ocr.text(candidate.image, true);
         std::optional<QString> lastKeptText;
-        if (lastKept)
-            lastKeptText = m_sources.ocr.text(*lastKept, true);
+        if (lastKept) lastKeptText = m_sources.ocr.text(*lastKept, true);
         m_q.async([this, candidate = std::move(candidate), text, lastKeptText, keptBefore]() mutable {
             m_textCheckRunning = false;
             // A frame kept meanwhile is the new reference: this one was compared with the one before.
-            if (m_shotCount != keptBefore || m_shotCount >= Frames::maxShots)
-                return;
-            if (lastKeptText)
-                m_lastKeptFast = lastKeptText;
+            if (m_shotCount != keptBefore || m_shotCount >= Frames::maxShots) return;
+            if (lastKeptText) m_lastKeptFast = lastKeptText;
             if (!text.isEmpty() &&
                 OCR::similarity(text, m_lastKeptFast.value_or(QString())) < Frames::textKeepSimilarity)
                 keep(std::move(candidate), true, text);
@@ -231,8 +229,7 @@ void Recorder::keepFrame(const os::ScreenFrame& frame) {
 
 void Recorder::keep(Candidate candidate, bool strong, const std::optional<QString>& fastText) {
     const std::optional<QByteArray> jpeg = Frames::jpeg(candidate.image, jpegQuality);
-    if (!jpeg)
-        return;
+    if (!jpeg) return;
     m_lastSig = std::move(candidate.sig);
     m_lastFine = std::move(candidate.fine);
     m_lastKeptImage = candidate.image;
@@ -242,33 +239,30 @@ void Recorder::keep(Candidate candidate, bool strong, const std::optional<QStrin
     m_session->addShot(t, *jpeg);
     m_shotCount = int(m_session->meta.shots.size());
     // A private app in front: the frame is kept, but none of its text, and so no pin comes of it.
-    if (m_frontPrivate)
-        return;
+    if (m_frontPrivate) return;
     m_ocrQ.async([this, image = candidate.image, t, strong, jpeg = *jpeg, app = m_frontApp] {
         readText(image, t, strong, jpeg, app);
     });
 }
 
 // On the text queue; what it found is noted on the capture queue.
-void Recorder::readText(const QImage& image, double t, bool strong, const QByteArray& jpeg, const QString& app) {
+void Recorder::readText(const QImage& image, double t, bool strong, const QByteArray& jpeg,
+                        const QString& app) {
     const Reading reading = m_sources.ocr.read(image);
     const QString text = reading.text.trimmed();
-    if (text.isEmpty())
-        return;
+    if (text.isEmpty()) return;
     m_q.async([this, t, title = reading.title, strong, jpeg, app, text] {
         considerAutoPin(t, title, strong, jpeg);
-        if (OCR::isNearDuplicate(text, m_lastOcrText))
-            return;
+        if (OCR::isNearDuplicate(text, m_lastOcrText)) return;
         m_lastOcrText = text;
-        if (!m_session->meta.ocr)
-            m_session->meta.ocr.emplace();
+        if (!m_session->meta.ocr) m_session->meta.ocr.emplace();
         m_session->meta.ocr->append(OcrEntry{t, app, text});
     });
 }
 
-void Recorder::considerAutoPin(double t, const std::optional<QString>& title, bool strong, const QByteArray& jpeg) {
-    if (!title)
-        return;
+void Recorder::considerAutoPin(double t, const std::optional<QString>& title, bool strong,
+                               const QByteArray& jpeg) {
+    if (!title) return;
     if (autoPinOn && strong && !m_pendingAuto && m_lastTitle && isTitleChange(*title, *m_lastTitle) &&
         t - m_lastAutoPinT >= autoPinGap) {
         m_pendingAuto = PendingPin{t, autoPinPrefix + *title, jpeg};
@@ -279,57 +273,51 @@ void Recorder::considerAutoPin(double t, const std::optional<QString>& title, bo
 }
 
 void Recorder::resolveAutoPin() {
-    if (!m_pendingAuto)
-        return;
+    if (!m_pendingAuto) return;
     const PendingPin pin = std::move(*m_pendingAuto);
     m_pendingAuto.reset();
     LevelTrack mic;
     m_micQ.sync([&] { mic = levels(m_mic); });
-    if (!speech(pin.t, mic, levels(m_sys)))
-        return;
-    if (pin.t - m_lastAutoPinT < autoPinGap)
-        return;
+    if (!speech(pin.t, mic, levels(m_sys))) return;
+    if (pin.t - m_lastAutoPinT < autoPinGap) return;
     m_lastAutoPinT = pin.t;
     m_session->addPin(pin.t, pin.note, pin.jpeg, true);
     m_session->save();
     slog(QStringLiteral("auto-pin at %1s: %2").arg(pin.t).arg(pin.note));
     const QString title = pin.note.mid(autoPinPrefix.size());
     onMain([callback = onEvent, title] {
-        if (callback)
-            callback(FeedItem::Kind::slide, QStringLiteral("screenshot saved — ") + title);
+        if (callback) callback(FeedItem::Kind::slide, QStringLiteral("screenshot saved — ") + title);
     });
 }
 
 bool Recorder::speech(double t, const LevelTrack& mic, const LevelTrack& tab, double window) {
     for (double at = std::max(t - window, 0.0); at <= t + window; at += 0.25) {
-        if (tab.value(at) > Speaking::tabThreshold || mic.value(at) > Speaking::micThreshold)
-            return true;
+        if (tab.value(at) > Speaking::tabThreshold || mic.value(at) > Speaking::micThreshold) return true;
     }
     return false;
 }
 
-bool Recorder::isTitleChange(const QString& a, const QString& from) { return OCR::similarity(a, from) < 0.5; }
+bool Recorder::isTitleChange(const QString& a, const QString& from) {
+    return OCR::similarity(a, from) < 0.5;
+}
 
 void Recorder::noteApp(const QString& name, const QString& bundleID, const std::optional<QString>& title) {
     const auto [app, kept] = Privacy::classify(name, bundleID, title, true);
     const double t = round1(elapsed());
     const QString label = kept ? app + QStringLiteral(" — ") + OCR::clip(*kept, 60) : app;
-    if (m_lastNoted && *m_lastNoted != label && onEvent)
-        onEvent(FeedItem::Kind::nowIn, label);
+    if (m_lastNoted && *m_lastNoted != label && onEvent) onEvent(FeedItem::Kind::nowIn, label);
     m_lastNoted = label;
     m_q.async([this, app = app, kept = kept, t] {
         m_frontApp = app;
         m_frontPrivate = app == Privacy::privateApp;
-        if (!m_session->meta.apps)
-            m_session->meta.apps.emplace();
+        if (!m_session->meta.apps) m_session->meta.apps.emplace();
         AppSpan::merge(*m_session->meta.apps, t, app, kept);
     });
 }
 
 void Recorder::markCall(const QString& app) {
     m_q.async([this, app] {
-        if (m_session->meta.callApp)
-            return;
+        if (m_session->meta.callApp) return;
         m_session->meta.callApp = app;
         slog(QStringLiteral("recording is a call: ") + app);
     });
@@ -349,8 +337,7 @@ Recorder::LiveSnapshot Recorder::liveSnapshot(qsizetype since) const {
     m_q.sync([&] {
         const SessionMeta& meta = m_session->meta;
         const QList<OcrEntry> ocr = meta.ocr.value_or(QList<OcrEntry>());
-        if (since < ocr.size())
-            snapshot.ocr = ocr.mid(since);
+        if (since < ocr.size()) snapshot.ocr = ocr.mid(since);
         snapshot.ocrCount = ocr.size();
         snapshot.apps = meta.apps.value_or(QList<AppSpan>());
         snapshot.pins = meta.pins;
@@ -374,30 +361,23 @@ void Recorder::settle() {
 
 Recorder::TrackStates Recorder::trackStates() const {
     TrackStates states;
-    if (m_sysHealth)
-        states.system = m_sysHealth->state();
-    if (m_micHealth)
-        states.mic = m_micHealth->state();
+    if (m_sysHealth) states.system = m_sysHealth->state();
+    if (m_micHealth) states.mic = m_micHealth->state();
     return states;
 }
 
 // Capture queue, every few seconds while the recording runs.
 void Recorder::checkHealth() {
-    if (!m_streaming)
-        return;
+    if (!m_streaming) return;
     const double now = m_sources.hostClock();
     for (TrackHealth* health : {&*m_sysHealth, m_micHealth ? &*m_micHealth : nullptr}) {
-        if (!health)
-            continue;
-        if (const auto line = health->check(now))
-            slog(*line);
+        if (!health) continue;
+        if (const auto line = health->check(now)) slog(*line);
     }
     // A source that could not start, or whose server went away, gets another chance: the sound server may be
     // back.
-    if (!m_systemRunning)
-        startSystemAudio();
-    if (m_withMic && !m_micRunning)
-        startMic();
+    if (!m_systemRunning) startSystemAudio();
+    if (m_withMic && !m_micRunning) startMic();
     m_q.after(healthInterval, [this] { checkHealth(); });
 }
 
@@ -419,24 +399,21 @@ std::shared_ptr<Session> Recorder::stop() {
     });
 
     std::optional<LevelTrack> mic, tab;
-    if (m_mic.hasAudio())
-        mic = levels(m_mic);
-    if (m_sys.hasAudio())
-        tab = levels(m_sys);
+    if (m_mic.hasAudio()) mic = levels(m_mic);
+    if (m_sys.hasAudio()) tab = levels(m_sys);
     const Speaking::Spans spans = Speaking::spans(mic, tab);
 
     QList<Mixer::Input> inputs;
-    if (tab)
-        inputs.append({m_sys.path(), tab->offset});
-    if (mic)
-        inputs.append({m_mic.path(), mic->offset});
+    if (tab) inputs.append({m_sys.path(), tab->offset});
+    if (mic) inputs.append({m_mic.path(), mic->offset});
     std::optional<QString> audioFile;
     if (!inputs.isEmpty()) {
         try {
             Mixer::mix(inputs, m_session->url(QStringLiteral("mixed.m4a")));
             audioFile = QStringLiteral("mixed.m4a");
         } catch (const AudioError& error) {
-            slog(QStringLiteral("mix failed: ") + error.text() + QStringLiteral("; falling back to one track"));
+            slog(QStringLiteral("mix failed: ") + error.text() +
+                 QStringLiteral("; falling back to one track"));
             audioFile = QFileInfo(inputs.last().path).fileName();
         }
     }
@@ -452,7 +429,8 @@ std::shared_ptr<Session> Recorder::stop() {
         if (meta.kind == QLatin1String("call") && meta.app == QLatin1String("Screen") && meta.callApp)
             meta.app = *meta.callApp;
         m_session->save();
-        slog(QStringLiteral("recording stopped: %1, %2 ocr, %3 app spans, %4 shots, %5 pins, audio=%6 sys=%7s mic=%8s")
+        slog(QStringLiteral(
+                 "recording stopped: %1, %2 ocr, %3 app spans, %4 shots, %5 pins, audio=%6 sys=%7s mic=%8s")
                  .arg(meta.kind.value_or(QStringLiteral("?")))
                  .arg(meta.ocr ? meta.ocr->size() : 0)
                  .arg(meta.apps ? meta.apps->size() : 0)

@@ -2,6 +2,7 @@
 
 #include <QTest>
 #include <atomic>
+#include <future>
 #include <mutex>
 #include <vector>
 
@@ -16,8 +17,7 @@ private slots:
         for (int i = 0; i < 1000; ++i)
             queue.async([&, i] {
                 seen.push_back(i);
-                if (std::this_thread::get_id() == caller)
-                    onCaller = true;
+                if (std::this_thread::get_id() == caller) onCaller = true;
             });
         queue.sync([] {});
         QCOMPARE(int(seen.size()), 1000);
@@ -35,11 +35,14 @@ private slots:
 
     void destructionRunsWhatIsQueued() {
         std::atomic<int> ran = 0;
+        std::promise<void> queued;
         {
             SerialQueue queue(QStringLiteral("test.drain"));
-            queue.async([] { std::this_thread::sleep_for(std::chrono::milliseconds(50)); });
+            // The first job holds the queue until the others wait behind it.
+            queue.async([done = queued.get_future().share()] { done.wait(); });
             for (int i = 0; i < 10; ++i)
                 queue.async([&] { ++ran; });
+            queued.set_value();
         }
         QCOMPARE(ran.load(), 10);
     }

@@ -26,13 +26,6 @@ bool soundServerRuns() {
     return QProcess::execute(QStringLiteral("pactl"), {QStringLiteral("info")}) == 0;
 }
 
-QString pactl(const QStringList& arguments) {
-    QProcess process;
-    process.start(QStringLiteral("pactl"), arguments);
-    process.waitForFinished();
-    return QString::fromUtf8(process.readAllStandardOutput()).trimmed();
-}
-
 // Plays a lead of silence and then a tone into `sink`; returns the monotonic time at which the tone's first
 // sample is played.
 double playTone(const char* sink) {
@@ -134,45 +127,6 @@ private slots:
         // A buffer after `stop` would have reached a closed writer.
         QCOMPARE(system.writer.lastError(), std::nullopt);
         QCOMPARE(mic.writer.lastError(), std::nullopt);
-    }
-
-    // A microphone that goes away, or another one made the default, ends its capture with a change event.
-    void microphoneChanges_data() {
-        QTest::addColumn<bool>("unplug");
-        QTest::newRow("another default source") << false;
-        QTest::newRow("the microphone's module unloaded") << true;
-    }
-    void microphoneChanges() {
-        REQUIRE_SERVICE(soundServerRuns(), "a PulseAudio daemon");
-        QFETCH(bool, unplug);
-        // A second microphone hearing the same input, so that tests that run meanwhile hear the same.
-        const QString module = pactl({QStringLiteral("load-module"), QStringLiteral("module-remap-source"),
-                                      QStringLiteral("master=orvane_mic_in.monitor"),
-                                      QStringLiteral("source_name=orvane_spare_mic")});
-        QVERIFY(!module.isEmpty());
-        if (unplug)
-            pactl({QStringLiteral("set-default-source"), QStringLiteral("orvane_spare_mic")});
-
-        Recording mic(m_dir.filePath(QStringLiteral("changes.m4a")));
-        os::PulseAudioCapture capture;
-        capture.start(AudioSource::Mic, mic.receiver());
-        QTRY_VERIFY_WITH_TIMEOUT(mic.reached > 0, 5000);
-        if (unplug)
-            pactl({QStringLiteral("unload-module"), module});
-        else
-            pactl({QStringLiteral("set-default-source"), QStringLiteral("orvane_spare_mic")});
-        QTRY_VERIFY_WITH_TIMEOUT(mic.changed, 5000);
-
-        // The recorder restarts the microphone on the event, and gets the default one.
-        pactl({QStringLiteral("set-default-source"), QStringLiteral("orvane_mic")});
-        capture.start(AudioSource::Mic, mic.receiver());
-        const double restarted = mic.reached;
-        QTRY_VERIFY_WITH_TIMEOUT(mic.reached > restarted + 0.1, 5000);
-        capture.stop(AudioSource::Mic);
-        mic.writer.close();
-        QCOMPARE(mic.writer.lastError(), std::nullopt);
-        if (!unplug)
-            pactl({QStringLiteral("unload-module"), module});
     }
 
     void noSoundServerIsAnError() {

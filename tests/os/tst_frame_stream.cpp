@@ -1,18 +1,19 @@
-#include "support/Swatch.h"
 #include "RequiredServices.h"
 #include "os/linux/X11FrameStream.h"
 #include "os/linux/X11ScreenSource.h"
+#include "support/PrivateXServer.h"
+#include "support/Swatch.h"
 
+#include <QDir>
+#include <QFile>
 #include <QGuiApplication>
 #include <QPainter>
-#include <QProcess>
 #include <QRasterWindow>
 #include <QStandardPaths>
 #include <QTest>
 #include <cstring>
 #include <mutex>
 #include <unistd.h>
-#include <xcb/randr.h>
 #include <xcb/xcb.h>
 
 namespace {
@@ -32,7 +33,8 @@ public:
         xcb_intern_atom_reply_t* pidAtom =
             xcb_intern_atom_reply(m_c, xcb_intern_atom(m_c, 0, std::strlen(name), name), nullptr);
         const uint32_t parent = uint32_t(getppid());
-        xcb_change_property(m_c, XCB_PROP_MODE_REPLACE, m_window, pidAtom->atom, XCB_ATOM_CARDINAL, 32, 1, &parent);
+        xcb_change_property(m_c, XCB_PROP_MODE_REPLACE, m_window, pidAtom->atom, XCB_ATOM_CARDINAL, 32, 1,
+                            &parent);
         std::free(pidAtom);
         xcb_map_window(m_c, m_window);
         sync();
@@ -90,79 +92,19 @@ os::ScreenFrame frameAfter(Collected& collected, qsizetype count) {
     return collected.last();
 }
 
+bool framesThreadRuns() {
+    const QDir tasks(QStringLiteral("/proc/self/task"));
+    for (const QString& task : tasks.entryList(QDir::Dirs | QDir::NoDotAndDotDot)) {
+        QFile comm(tasks.filePath(task + QStringLiteral("/comm")));
+        if (comm.open(QIODevice::ReadOnly) && comm.readAll().trimmed() == "orvane.frames") return true;
+    }
+    return false;
+}
+
 bool near(QRgb a, QRgb b) {
     return std::abs(qRed(a) - qRed(b)) <= 8 && std::abs(qGreen(a) - qGreen(b)) <= 8 &&
            std::abs(qBlue(a) - qBlue(b)) <= 8;
 }
-
-// A private X server, so that it can be resized and killed without disturbing the other tests.
-class PrivateXServer {
-public:
-    bool start() {
-        m_server.start(QStringLiteral("Xvfb"), {QStringLiteral("-displayfd"), QStringLiteral("1"),
-                                                QStringLiteral("-screen"), QStringLiteral("0"),
-                                                QStringLiteral("800x600x24"), QStringLiteral("-nolisten"),
-                                                QStringLiteral("tcp")});
-        if (!m_server.waitForStarted())
-            return false;
-        while (!m_server.canReadLine())
-            if (!m_server.waitForReadyRead(10000))
-                return false;
-        m_display = QStringLiteral(":") + QString::fromLatin1(m_server.readLine().trimmed());
-        return true;
-    }
-    ~PrivateXServer() {
-        m_server.kill();
-        m_server.waitForFinished();
-    }
-    const QString& display() const { return m_display; }
-    void kill() {
-        m_server.kill();
-        m_server.waitForFinished();
-    }
-
-    // Shrinks the screen as xrandr does: a new mode on the one output, then the screen's new size.
-    bool shrinkTo(uint16_t width, uint16_t height) {
-        xcb_connection_t* c = xcb_connect(m_display.toLatin1().constData(), nullptr);
-        const xcb_window_t root = xcb_setup_roots_iterator(xcb_get_setup(c)).data->root;
-        std::free(xcb_randr_query_version_reply(c, xcb_randr_query_version(c, 1, 5), nullptr));
-        auto* resources = xcb_randr_get_screen_resources_reply(c, xcb_randr_get_screen_resources(c, root), nullptr);
-        xcb_randr_crtc_t crtc = xcb_randr_get_screen_resources_crtcs(resources)[0];
-        xcb_randr_output_t output = xcb_randr_get_screen_resources_outputs(resources)[0];
-        xcb_randr_mode_info_t info{};
-        info.width = width;
-        info.height = height;
-        info.htotal = width;
-        info.vtotal = height;
-        info.dot_clock = uint32_t(width) * height * 60;
-        const QByteArray name = QByteArray::number(width) + 'x' + QByteArray::number(height);
-        info.name_len = uint16_t(name.size());
-        auto* mode = xcb_randr_create_mode_reply(c, xcb_randr_create_mode(c, root, info, name.size(), name.constData()),
-                                                 nullptr);
-        bool done = false;
-        if (mode) {
-            xcb_randr_add_output_mode(c, output, mode->mode);
-            auto* set = xcb_randr_set_crtc_config_reply(
-                c,
-                xcb_randr_set_crtc_config(c, crtc, XCB_CURRENT_TIME, resources->config_timestamp, 0, 0, mode->mode,
-                                          XCB_RANDR_ROTATION_ROTATE_0, 1, &output),
-                nullptr);
-            xcb_generic_error_t* error =
-                xcb_request_check(c, xcb_randr_set_screen_size_checked(c, root, width, height, width / 4, height / 4));
-            done = set && set->status == XCB_RANDR_SET_CONFIG_SUCCESS && !error;
-            std::free(set);
-            std::free(error);
-        }
-        std::free(mode);
-        std::free(resources);
-        xcb_disconnect(c);
-        return done;
-    }
-
-private:
-    QProcess m_server;
-    QString m_display;
-};
 
 const QRgb background = qRgb(0, 128, 128);
 const QRgb ours = qRgb(255, 0, 255);
@@ -170,33 +112,39 @@ const QRgb theirs = qRgb(255, 255, 0);
 
 } // namespace
 
-// The recording's frames from the X server of the test environment (Xvfb at 1920x1080 with openbox), and
-// from a private Xvfb that the tests resize and kill.
+// The recording's frames from the X server of the test environment (Xvfb with openbox, of whatever size), and
+// from private Xvfb servers of known sizes that the tests resize and kill.
 class TestFrameStream : public QObject {
     Q_OBJECT
 private slots:
     void paintsOutOwnWindowsOnly() {
         REQUIRE_SERVICE(!qEnvironmentVariableIsEmpty("DISPLAY"), "an X server");
-        const QRect screen(0, 0, 1920, 1080);
+        const QImage shared = os::X11ScreenSource().grabPrimary().image;
+        const QRect screen(QPoint(), shared.size());
+        // Places and sizes in hundredths of the screen.
+        const auto rect = [&](int x, int y, int w, int h) {
+            return QRect(screen.width() * x / 100, screen.height() * y / 100, screen.width() * w / 100,
+                         screen.height() * h / 100);
+        };
         ForeignWindow desktop(screen, background);
         desktop.stack(XCB_STACK_MODE_BELOW);
         // Two windows of ours, one in openbox's frame, one a popup of its own (override-redirect).
         Swatch nudge(QColor::fromRgb(ours));
-        nudge.setGeometry(600, 300, 400, 200);
+        nudge.setGeometry(rect(30, 30, 20, 20));
         nudge.show();
         Swatch tooltip(QColor::fromRgb(ours));
         tooltip.setFlags(Qt::ToolTip);
-        tooltip.setGeometry(100, 700, 300, 100);
+        tooltip.setGeometry(rect(5, 65, 15, 10));
         tooltip.show();
         QVERIFY(QTest::qWaitForWindowExposed(&nudge));
         QVERIFY(QTest::qWaitForWindowExposed(&tooltip));
-        ForeignWindow above(QRect(900, 400, 300, 200), theirs);
+        ForeignWindow above(rect(45, 40, 15, 20), theirs);
         above.stack(XCB_STACK_MODE_ABOVE);
 
-        const QPoint nudgeOnly(700, 400), overlap(950, 450), tooltipAt(250, 750), elsewhere(300, 200);
+        const QPoint nudgeOnly = rect(35, 35, 0, 0).topLeft(), overlap = rect(47, 42, 0, 0).topLeft(),
+                     tooltipAt = rect(10, 70, 0, 0).topLeft(), elsewhere = rect(15, 15, 0, 0).topLeft();
         // Without the eraser our windows are on screen: the checks below are not vacuous.
         const QImage plain = os::X11ScreenSource().grabPrimary().image;
-        QVERIFY(plain.size() == screen.size());
         QVERIFY(near(plain.pixel(nudgeOnly), ours));
         QVERIFY(near(plain.pixel(tooltipAt), ours));
 
@@ -221,16 +169,19 @@ private slots:
         QTest::newRow("a narrow screen as it is") << 4000 << QSize(1920, 1080);
     }
     void narrowsToTheWidth() {
-        REQUIRE_SERVICE(!qEnvironmentVariableIsEmpty("DISPLAY"), "an X server");
+        REQUIRE_SERVICE(!QStandardPaths::findExecutable(QStringLiteral("Xvfb")).isEmpty(), "Xvfb");
         QFETCH(int, maxWidth);
         QFETCH(QSize, size);
+        PrivateXServer server;
+        QVERIFY(server.start(QStringLiteral("1920x1080x24")));
         Collected collected;
-        os::X11FrameStream stream(0.05, maxWidth);
+        os::X11FrameStream stream(0.05, maxWidth, server.display());
         QCOMPARE(stream.start(collected.receiver()), size);
         const os::ScreenFrame frame = frameAfter(collected, 0);
         stream.stop();
         QCOMPARE(frame.image.size(), size);
         QCOMPARE(frame.image.format(), QImage::Format_RGB32);
+        QVERIFY(frame.complete);
     }
 
     void followsTheDisplayUntilItGoesAway() {
@@ -245,12 +196,14 @@ private slots:
 
         QVERIFY(server.shrinkTo(640, 480));
         const qsizetype before = collected.frameCount();
-        QTRY_VERIFY_WITH_TIMEOUT(collected.frameCount() > before && collected.last().image.size() == QSize(640, 480),
-                                 10000);
+        QTRY_VERIFY_WITH_TIMEOUT(
+            collected.frameCount() > before && collected.last().image.size() == QSize(640, 480), 10000);
 
         server.kill();
         QTRY_COMPARE_WITH_TIMEOUT(collected.stopCount(), 1, 10000);
-        QTest::qWait(300); // a dozen intervals: neither a frame nor a second stop may follow
+        // The stream's thread ends by itself once it has told: then neither a frame nor a second stop can
+        // follow.
+        QTRY_VERIFY_WITH_TIMEOUT(!framesThreadRuns(), 10000);
         stream.stop();
         stream.stop();
         QCOMPARE(collected.stopCount(), 1);
@@ -273,7 +226,8 @@ private slots:
 };
 
 int main(int argc, char** argv) {
-    // Real windows on the X server, the ones the stream must leave out; without one the tests that need it skip.
+    // Real windows on the X server, the ones the stream must leave out; without one the tests that need it
+    // skip.
     qputenv("QT_QPA_PLATFORM", qEnvironmentVariableIsEmpty("DISPLAY") ? "offscreen" : "xcb");
     QGuiApplication app(argc, argv);
     TestFrameStream test;

@@ -1,7 +1,8 @@
 // Records the screen, the computer's sound and the microphone with the real capture services into a new
 // session under the folder named on its command line, until it is killed: what a crash leaves, for the tests
-// of the recovery. Once recording it prints "recording <monotonic seconds of the timeline's zero>", and at the
-// microphone's first buffer "mic <seconds on the timeline>": where the microphone's track begins.
+// of the recovery. Once recording it prints "recording <monotonic seconds of the timeline's zero>", and at
+// the microphone's first buffer "mic <seconds on the timeline>": where the microphone's track begins; then
+// "frame" for each frame of the screen.
 #include "os/linux/Backends.h"
 #include "recording/Recorder.h"
 
@@ -29,6 +30,11 @@ int main(int argc, char** argv) {
             std::printf("mic %.6f\n", recorder.elapsed());
             std::fflush(stdout);
         });
+    };
+    // Each frame that went through the capture queue, so that the test changes its slides frame by frame.
+    recorder.onFrameTick = [](double) {
+        std::printf("frame\n");
+        std::fflush(stdout);
     };
     recorder.start(true);
     std::printf("recording %.6f\n", recorder.startedHost());

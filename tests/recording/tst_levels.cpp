@@ -12,22 +12,6 @@ class TestLevels : public QObject {
     Q_OBJECT
 
 private slots:
-    void windowLength_data() {
-        QTest::addColumn<double>("window");
-        QTest::addColumn<int>("rate");
-        QTest::addColumn<qint64>("per");
-        QTest::newRow("a quarter second at 48 kHz") << 0.25 << 48000 << qint64(12000);
-        QTest::newRow("a quarter second at 44.1 kHz") << 0.25 << 44100 << qint64(11025);
-        QTest::newRow("a fraction of a sample is cut off") << 0.1 << 22051 << qint64(2205);
-        QTest::newRow("a window shorter than a sample holds one") << 0.0001 << 1000 << qint64(1);
-    }
-    void windowLength() {
-        QFETCH(double, window);
-        QFETCH(int, rate);
-        QFETCH(qint64, per);
-        QCOMPARE(LevelMeter(window, rate).per(), per);
-    }
-
     void partWindowIsNeverEmitted_data() {
         QTest::addColumn<qint64>("samples");
         QTest::addColumn<int>("values");
@@ -106,13 +90,6 @@ private slots:
         const LevelTrack track{2.0, {0.1f, 0.2f, 0.3f}};
         QCOMPARE(track.end(), 2.75);
         QCOMPARE(track.value(t), value);
-    }
-
-    void errorCarriesItsText() {
-        const AudioError error(AudioError::Kind::Export, QStringLiteral("nothing to mix — übrig"));
-        QCOMPARE(error.kind(), AudioError::Kind::Export);
-        QCOMPARE(error.text(), QStringLiteral("nothing to mix — übrig"));
-        QCOMPARE(QString::fromUtf8(error.what()), error.text());
     }
 };
 

@@ -78,13 +78,6 @@ private slots:
                  QByteArray::number(levelAt(levels, 1.0)));
     }
 
-    void aMixReplacesAnOldFile() {
-        const QString mixed = path("replaced.m4a");
-        writeFile(mixed, QByteArray(1'000'000, 'x'));
-        Mixer::mix({{m_mic, 0.0}}, mixed);
-        QVERIFY(std::abs(Mixer::duration(mixed) - 4.0) < 0.03);
-    }
-
     // Inputs that can't be read drop out; the rest is mixed.
     void unreadableInputsAreSkipped_data() {
         QTest::addColumn<QByteArray>("bytes");
@@ -144,13 +137,6 @@ private slots:
             QCOMPARE(error.kind(), AudioError::Kind::Export);
             QVERIFY2(error.text().startsWith(QStringLiteral("export failed: ")), error.what());
         }
-    }
-
-    void durationOfWhatIsNoMediaIsZero() {
-        QCOMPARE(Mixer::duration(path("absent.m4a")), 0.0);
-        const QString text = path("text.m4a");
-        writeFile(text, QByteArray("not audio\n").repeated(100));
-        QCOMPARE(Mixer::duration(text), 0.0);
     }
 };
 

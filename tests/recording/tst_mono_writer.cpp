@@ -46,35 +46,6 @@ class TestMonoWriter : public QObject {
 private slots:
     void initTestCase() { QVERIFY(m_dir.isValid()); }
 
-    void nothingHappensBeforeTheFirstBuffer() {
-        MonoWriter writer(track("idle.m4a"));
-        writer.write(AudioBuffer{Tone::mono48k(), 0, {nullptr}}, 3.0);
-        QVERIFY(!QFile::exists(writer.path()));
-        QCOMPARE(writer.offset(), std::nullopt);
-        QCOMPARE(writer.lastError(), std::nullopt);
-        QVERIFY(!writer.hasAudio());
-    }
-
-    void firstBufferSetsTheOffset_data() {
-        QTest::addColumn<std::optional<double>>("at");
-        QTest::addColumn<double>("offset");
-        QTest::newRow("at 1.0") << std::optional<double>(1.0) << 1.0;
-        QTest::newRow("at 0") << std::optional<double>(0.0) << 0.0;
-        QTest::newRow("at a negative time") << std::optional<double>(-0.4) << 0.0;
-        QTest::newRow("with no time") << std::optional<double>() << 0.0;
-    }
-    void firstBufferSetsTheOffset() {
-        QFETCH(std::optional<double>, at);
-        QFETCH(double, offset);
-        MonoWriter writer(track("first.m4a"));
-        const Tone::Block block = Tone::make(Tone::mono48k(), 0, 4800, 0.5);
-        writer.write(block.buffer, at);
-        QCOMPARE(writer.offset(), offset);
-        // The track begins with the buffer itself: no silence ahead of it.
-        QCOMPARE(writer.framesWritten(), qint64(4800));
-        QCOMPARE(writer.nextTime(), at.value_or(0) + 0.1);
-    }
-
     // A first buffer of 4800 frames at 1.0 is expected to end at 1.1; the second comes at `at`.
     void gapsArePaddedWithSilence_data() {
         QTest::addColumn<std::optional<double>>("at");
@@ -121,17 +92,6 @@ private slots:
                  QByteArray::number(read.back()));
     }
 
-    void buffersWithoutTimeFollowOnFromTheLast() {
-        MonoWriter writer(track("untimed.m4a"));
-        const Tone::Block block = Tone::make(Tone::mono48k(), 0, 2400, 0.5);
-        writer.write(block.buffer, std::nullopt);
-        writer.write(block.buffer, std::nullopt);
-        QCOMPARE(writer.nextTime(), 0.1);
-        // A timed buffer after them is measured against where they ended.
-        writer.write(block.buffer, 0.2);
-        QCOMPARE(writer.framesWritten(), qint64(3 * 2400 + 4800));
-    }
-
     // One second of a sine at amplitude 0.5 in each source format: it must come out as one second of 48 kHz
     // mono at the same level, through one converter for the whole run.
     void formatsBecomeMono48k_data() {
@@ -141,12 +101,12 @@ private slots:
         QTest::addColumn<int>("converters");
         const double sine = 0.5 / std::sqrt(2.0);
         QTest::newRow("48 kHz mono float as it is") << Tone::mono48k() << std::vector<double>{} << sine << 0;
-        QTest::newRow("44.1 kHz stereo float") << AudioFormat{SampleType::Float32, 44100, 2, false}
-                                                << std::vector<double>{} << sine << 1;
-        QTest::newRow("44.1 kHz stereo int16 planar") << AudioFormat{SampleType::Int16, 44100, 2, true}
-                                                       << std::vector<double>{} << sine << 1;
-        QTest::newRow("16 kHz mono int32") << AudioFormat{SampleType::Int32, 16000, 1, false}
-                                           << std::vector<double>{} << sine << 1;
+        QTest::newRow("44.1 kHz stereo float")
+            << AudioFormat{SampleType::Float32, 44100, 2, false} << std::vector<double>{} << sine << 1;
+        QTest::newRow("44.1 kHz stereo int16 planar")
+            << AudioFormat{SampleType::Int16, 44100, 2, true} << std::vector<double>{} << sine << 1;
+        QTest::newRow("16 kHz mono int32")
+            << AudioFormat{SampleType::Int32, 16000, 1, false} << std::vector<double>{} << sine << 1;
         QTest::newRow("stereo with the right channel silent is averaged")
             << AudioFormat{SampleType::Float32, 48000, 2, false} << std::vector<double>{1.0, 0.0} << sine / 2
             << 1;
@@ -180,46 +140,6 @@ private slots:
         QVERIFY(std::abs(writer.duration() - 1.5) < 0.01);
     }
 
-    void hasAudioNeedsMoreThanAQuarterSecond_data() {
-        QTest::addColumn<int>("frames");
-        QTest::addColumn<bool>("hasAudio");
-        QTest::newRow("12000 frames") << 12000 << false;
-        QTest::newRow("12001 frames") << 12001 << true;
-    }
-    void hasAudioNeedsMoreThanAQuarterSecond() {
-        QFETCH(int, frames);
-        QFETCH(bool, hasAudio);
-        MonoWriter writer(track("short.m4a"));
-        const Tone::Block block = Tone::make(Tone::mono48k(), 0, frames, 0.5);
-        writer.write(block.buffer, 0.0);
-        writer.close();
-        QCOMPARE(writer.framesWritten(), qint64(frames));
-        QCOMPARE(writer.hasAudio(), hasAudio);
-    }
-
-    void hasAudioNeedsTheFile() {
-        MonoWriter writer(track("removed.m4a"));
-        const Tone::Block block = Tone::make(Tone::mono48k(), 0, 24000, 0.5);
-        writer.write(block.buffer, 0.0);
-        writer.close();
-        QVERIFY(writer.hasAudio());
-        QVERIFY(QFile::remove(writer.path()));
-        QVERIFY(!writer.hasAudio());
-    }
-
-    void aRestartReplacesAnOldTrack() {
-        const QString path = track("restart.m4a");
-        QFile old(path);
-        QVERIFY(old.open(QIODevice::WriteOnly));
-        old.write(QByteArray(1'000'000, 'x'));
-        old.close();
-        MonoWriter writer(path);
-        const Tone::Block block = Tone::make(Tone::mono48k(), 0, 4800, 0.5);
-        writer.write(block.buffer, 0.0);
-        writer.close();
-        QVERIFY(QFileInfo(path).size() < 10'000);
-    }
-
     void aFailingTrackLogsOnce() {
         const qsizetype logged = logBytes().size();
         MonoWriter writer(m_dir.filePath(QStringLiteral("missing/folder/fail.m4a")));
@@ -251,26 +171,6 @@ private slots:
         const Tone::Block block = Tone::make(Tone::mono48k(), 0, 4800, 0.5);
         writer.write(block.buffer, 0.0);
         QCOMPARE(writer.framesWritten(), qint64(4800));
-    }
-
-    void aBufferMustHoldItsPlanes() {
-        MonoWriter writer(track("planes.m4a"));
-        const AudioFormat planar{SampleType::Float32, 48000, 2, true};
-        const std::vector<float> left(480);
-        writer.write(AudioBuffer{planar, 480, {left.data()}}, 0.0);
-        QCOMPARE(writer.lastError(), QStringLiteral("buffer does not match ") + planar.description());
-    }
-
-    void aClosedTrackTakesNoMore() {
-        MonoWriter writer(track("closed.m4a"));
-        const Tone::Block block = Tone::make(Tone::mono48k(), 0, 24000, 0.5);
-        writer.write(block.buffer, 0.0);
-        writer.close();
-        const qint64 size = QFileInfo(writer.path()).size();
-        writer.write(block.buffer, 0.5);
-        QCOMPARE(writer.framesWritten(), qint64(24000));
-        QCOMPARE(writer.lastError(), QStringLiteral("the track is closed"));
-        QCOMPARE(QFileInfo(writer.path()).size(), size);
     }
 };
 

@@ -1,15 +1,17 @@
 #include "RequiredServices.h"
 #include "SlideWindow.h"
-#include "support/Speech.h"
-#include "support/Slides.h"
 #include "core/Log.h"
 #include "core/Paths.h"
 #include "os/linux/Backends.h"
+#include "os/linux/X11FrameStream.h"
 #include "recording/LevelReader.h"
 #include "recording/Mixer.h"
 #include "recording/Recorder.h"
 #include "recording/Recovery.h"
 #include "recording/Speaking.h"
+#include "support/PrivateXServer.h"
+#include "support/Slides.h"
+#include "support/Speech.h"
 
 #include <QDir>
 #include <QFile>
@@ -17,33 +19,42 @@
 #include <QGuiApplication>
 #include <QProcess>
 #include <QRandomGenerator>
+#include <QStandardPaths>
 #include <QTemporaryDir>
 #include <QTest>
 #include <algorithm>
+#include <atomic>
 #include <csignal>
 #include <map>
 
 namespace {
 
-bool soundServerRuns() { return QProcess::execute(QStringLiteral("pactl"), {QStringLiteral("info")}) == 0; }
+bool soundServerRuns() {
+    return QProcess::execute(QStringLiteral("pactl"), {QStringLiteral("info")}) == 0;
+}
 
-bool xServerRuns() { return SlideWindow().open(); }
+bool xServerRuns() {
+    return SlideWindow().open();
+}
 
 // Grounds far apart, as slides of different layouts are: each change of slide is a visual one.
 const QList<QColor> grounds{Qt::white, QColor(250, 220, 150), QColor(170, 200, 240)};
 
 QImage slide(const QString& title, qsizetype number, QSize size) {
-    return Slides::draw({{title, 72}, {QStringLiteral("First point of slide %1").arg(number + 1), 40},
+    return Slides::draw({{title, 72},
+                         {QStringLiteral("First point of slide %1").arg(number + 1), 40},
                          {QStringLiteral("Second point, with more words"), 40}},
                         size, grounds[number % grounds.size()]);
 }
 
-// Keeps `window` painted until the monotonic time `until`.
-void present(SlideWindow& window, double until) {
-    while (os::monotonicSeconds() < until) {
-        window.keepPainted();
-        QTest::qWait(100);
-    }
+// Keeps `window` painted until `done` holds, for at most `timeout` milliseconds.
+template <typename Done> bool present(SlideWindow& window, Done done, int timeout = 20000) {
+    return QTest::qWaitFor(
+        [&] {
+            window.keepPainted();
+            return done();
+        },
+        timeout);
 }
 
 QString pactl(const QStringList& arguments) {
@@ -56,7 +67,7 @@ QString pactl(const QStringList& arguments) {
 // For the recordings that are about sound: a screen that starts and never shows a frame.
 class NoFrames final : public os::FrameStream {
 public:
-    QSize start(Receiver) override { return {1920, 1080}; }
+    QSize start(Receiver) override { return {640, 360}; }
     void stop() override {}
 };
 
@@ -70,9 +81,23 @@ struct AudioRig {
         Session::create(QStringLiteral("Platform"), QStringLiteral("Screen"), std::nullopt,
                         QDateTime::currentDateTimeUtc(), dir.path());
     Recorder recorder{session, {frames, *audio, ocr}};
+    std::atomic<int> micBuffers = 0;
+    // Timeline seconds when the microphone's first buffer came, about where its track begins.
+    std::atomic<double> micFrom = -1;
 
+    AudioRig() {
+        recorder.onMicLevel = [this](float) {
+            if (micBuffers++ == 0) micFrom = recorder.elapsed();
+        };
+    }
     // Seconds on the recording's timeline of a monotonic time.
     double timeline(double monotonic) const { return monotonic - recorder.startedHost(); }
+    // Returns once the microphone has handed on `count` more buffers: the second holds only sound that came
+    // after the call, so all before it is on the track.
+    bool micMoves(int count = 2) {
+        const int from = micBuffers;
+        return QTest::qWaitFor([&] { return micBuffers >= from + count; }, 10000);
+    }
 };
 
 // The log lines written since it was made.
@@ -81,8 +106,7 @@ public:
     LogWatch() : m_from(size()) {}
     QString text() const {
         QFile file(Paths::logFile());
-        if (!file.open(QIODevice::ReadOnly) || !file.seek(m_from))
-            return {};
+        if (!file.open(QIODevice::ReadOnly) || !file.seek(m_from)) return {};
         return QString::fromUtf8(file.readAll());
     }
 
@@ -122,7 +146,8 @@ public:
 
     SpareMic()
         : m_module(pactl({QStringLiteral("load-module"), QStringLiteral("module-remap-source"),
-                          QStringLiteral("master=orvane_mic_in.monitor"), QStringLiteral("source_name=") + name})) {}
+                          QStringLiteral("master=orvane_mic_in.monitor"),
+                          QStringLiteral("source_name=") + name})) {}
     ~SpareMic() {
         pactl({QStringLiteral("set-default-source"), QStringLiteral("orvane_mic")});
         unplug();
@@ -133,13 +158,40 @@ public:
     bool loaded() const { return !m_module.isEmpty(); }
     void makeDefault() { pactl({QStringLiteral("set-default-source"), name}); }
     void unplug() {
-        if (loaded())
-            pactl({QStringLiteral("unload-module"), m_module});
+        if (loaded()) pactl({QStringLiteral("unload-module"), m_module});
         m_module.clear();
     }
 
 private:
     QString m_module;
+};
+
+// The sound server as it is on a computer without a microphone, until it goes: the microphone's module
+// unloaded, and the speaker's monitor the default source, as PulseAudio makes it when a monitor is all there
+// is.
+class NoMicrophone {
+public:
+    NoMicrophone() {
+        const QStringList modules =
+            pactl({QStringLiteral("list"), QStringLiteral("short"), QStringLiteral("modules")})
+                .split(QLatin1Char('\n'));
+        for (const QString& module : modules)
+            if (module.contains(QLatin1String("source_name=orvane_mic ")))
+                pactl({QStringLiteral("unload-module"), module.section(QLatin1Char('\t'), 0, 0)});
+        pactl({QStringLiteral("set-default-source"), QStringLiteral("orvane_speaker.monitor")});
+    }
+    ~NoMicrophone() {
+        pactl({QStringLiteral("load-module"), QStringLiteral("module-remap-source"),
+               QStringLiteral("master=orvane_mic_in.monitor"), QStringLiteral("source_name=orvane_mic"),
+               QStringLiteral("source_properties=device.description=Microphone")});
+        pactl({QStringLiteral("set-default-source"), QStringLiteral("orvane_mic")});
+    }
+    NoMicrophone(const NoMicrophone&) = delete;
+    NoMicrophone& operator=(const NoMicrophone&) = delete;
+    static bool micGone() {
+        return !pactl({QStringLiteral("list"), QStringLiteral("short"), QStringLiteral("sources")})
+                    .contains(QLatin1String("orvane_mic\t"));
+    }
 };
 
 } // namespace
@@ -166,8 +218,7 @@ private slots:
             Speech microphone("orvane_mic_in");
             you = rig.timeline(microphone.speak(talk));
         }
-        // The capture hands buffers on every few tens of milliseconds.
-        QTest::qWait(300);
+        QVERIFY(rig.micMoves());
         const auto session = rig.recorder.stop();
 
         const SessionMeta& meta = session->meta;
@@ -194,24 +245,22 @@ private slots:
         QFETCH(bool, unplug);
         SpareMic spare;
         QVERIFY(spare.loaded());
-        if (unplug)
-            spare.makeDefault();
+        if (unplug) spare.makeDefault();
         // An idle null sink hands its monitor's first samples over only after seconds: a sink that plays has
         // the microphone deliver within a second of the start.
         const Playing hush("orvane_mic_in", false);
-        QTest::qWait(1000);
         AudioRig rig;
         const LogWatch log;
         rig.recorder.start(true);
         QVERIFY(rig.recorder.micOk());
-        QTest::qWait(1000);
+        QVERIFY(rig.micMoves());
 
         if (unplug)
             spare.unplug();
         else
             spare.makeDefault();
-        QTRY_VERIFY_WITH_TIMEOUT(log.text().contains(QStringLiteral("audio configuration changed: restarting mic")),
-                                 5000);
+        QTRY_VERIFY_WITH_TIMEOUT(
+            log.text().contains(QStringLiteral("audio configuration changed: restarting mic")), 5000);
         QVERIFY(rig.recorder.micOk());
         // What was said after the restart is on the track, where it was said.
         constexpr double talk = 1.5;
@@ -220,21 +269,64 @@ private slots:
             Speech microphone("orvane_mic_in");
             you = rig.timeline(microphone.speak(talk));
         }
-        QTest::qWait(300);
+        QVERIFY(rig.micMoves());
         const double elapsed = rig.recorder.elapsed();
         const auto session = rig.recorder.stop();
 
         QVERIFY(session->meta.micOk);
         expectOneSpan(session->meta.levelsMic, you, you + talk);
         // The time the microphone was away is silence on its one track, which goes on to the stop.
-        const double mic = Mixer::duration(session->url(QStringLiteral("mic.m4a")));
-        QVERIFY2(mic >= elapsed - 1,
-                 qPrintable(QStringLiteral("the mic track lasts %1 s of %2 s").arg(mic).arg(elapsed)));
+        const double micEnd = rig.micFrom + Mixer::duration(session->url(QStringLiteral("mic.m4a")));
+        QVERIFY2(micEnd >= elapsed - 0.5,
+                 qPrintable(QStringLiteral("the mic track ends at %1 s of %2 s").arg(micEnd).arg(elapsed)));
         QVERIFY(!log.text().contains(QStringLiteral("mic start failed")));
     }
 
-    // A recording killed at a random moment leaves a folder that the next start recovers: the sound up to about
-    // the last second, and every shot that reached the disk.
+    // Without a microphone the sound server's default source is the speaker's monitor: recorded as the user,
+    // the other side would be there twice. The recording goes on with the system audio alone.
+    void aSoundServerWithoutAMicrophone() {
+        REQUIRE_SERVICE(soundServerRuns(), "a PulseAudio daemon");
+        const NoMicrophone machine;
+        QVERIFY(NoMicrophone::micGone());
+        AudioRig rig;
+        const LogWatch log;
+        rig.recorder.start(true);
+        QVERIFY(!rig.recorder.micOk());
+        double other = 0;
+        {
+            Speech speaker("orvane_speaker");
+            other = rig.timeline(speaker.speak(1.5));
+        }
+        const auto session = rig.recorder.stop();
+
+        QVERIFY(log.text().contains(QStringLiteral("no microphone input")));
+        QVERIFY(!session->meta.micOk);
+        QCOMPARE(rig.micBuffers.load(), 0);
+        QCOMPARE(session->meta.levelsMic, QList<Span>());
+        expectOneSpan(session->meta.levelsTab, other, other + 1.5);
+        QCOMPARE(session->meta.audioFile, QStringLiteral("mixed.m4a"));
+    }
+
+    // An X server without XFixes gives no cursor image: the frames are whole pictures all the same.
+    void anXServerWithoutXFixesGivesShots() {
+        REQUIRE_SERVICE(!QStandardPaths::findExecutable(QStringLiteral("Xvfb")).isEmpty(), "Xvfb");
+        PrivateXServer server;
+        QVERIFY(server.start(QStringLiteral("640x480x24"),
+                             {QStringLiteral("-extension"), QStringLiteral("XFIXES")}));
+        os::X11FrameStream frames(2.0, 1440, server.display());
+        const std::unique_ptr<os::AudioCapture> audio = os::linux_backends::makeAudioCapture();
+        OCR ocr([] { return os::linux_backends::makeTextRecognizer(); });
+        QTemporaryDir dir;
+        const auto session = Session::create(QStringLiteral("No XFixes"), QStringLiteral("Screen"),
+                                             std::nullopt, QDateTime::currentDateTimeUtc(), dir.path());
+        Recorder recorder(session, {frames, *audio, ocr});
+        recorder.start(false);
+        QTRY_COMPARE_WITH_TIMEOUT(recorder.shotCount(), 1, 10000);
+        QCOMPARE(recorder.stop()->meta.shots.size(), 1);
+    }
+
+    // A recording killed at a random moment leaves a folder that the next start recovers: the sound up to
+    // about the last second, and every shot that reached the disk.
     void aKilledRecordingIsRecovered() {
         REQUIRE_SERVICE(soundServerRuns(), "a PulseAudio daemon");
         REQUIRE_SERVICE(xServerRuns(), "an X server");
@@ -252,20 +344,27 @@ private slots:
         while (said.size() < 2 && victim.waitForReadyRead(10000)) {
             while (victim.canReadLine()) {
                 const QList<QByteArray> words = victim.readLine().trimmed().split(' ');
-                if (words.size() == 2)
-                    said[words[0]] = words[1].toDouble();
+                if (words.size() == 2) said[words[0]] = words[1].toDouble();
             }
         }
-        QVERIFY2(said.count("recording") && said.count("mic"), "the recording did not start with the microphone");
+        QVERIFY2(said.count("recording") && said.count("mic"),
+                 "the recording did not start with the microphone");
         const double startedHost = said["recording"];
 
-        const double killAfter = 3 + QRandomGenerator::global()->bounded(5.0);
-        qInfo("killed %.1f s into the recording", killAfter);
-        // A new slide every two seconds: shots that meta.json does not name until the recording's next save.
-        for (qsizetype i = 1; os::monotonicSeconds() < startedHost + killAfter; ++i) {
+        // A new slide at each frame: shots that meta.json does not name until the recording's next save. The
+        // kill comes at a random frame, anywhere in a fragment of the sound.
+        const int killAfter = 2 + QRandomGenerator::global()->bounded(3);
+        int frames = 0;
+        for (qsizetype i = 1; frames < killAfter; ++i) {
             window.show(slide(QStringLiteral("Slide %1 before the crash").arg(i), i, window.size()));
-            present(window, std::min(os::monotonicSeconds() + 2, startedHost + killAfter));
+            const int seen = frames;
+            QVERIFY(present(window, [&] {
+                while (victim.canReadLine())
+                    frames += victim.readLine().startsWith("frame");
+                return frames > seen;
+            }));
         }
+        qInfo("killed %.1f s into the recording", os::monotonicSeconds() - startedHost);
         ::kill(pid_t(victim.processId()), SIGKILL);
         const double killedAt = os::monotonicSeconds() - startedHost;
         QVERIFY(victim.waitForFinished(5000));
@@ -282,12 +381,13 @@ private slots:
         // The microphone's track on disk reaches to within a fragment of the kill.
         const double micEnd = said["mic"] + Mixer::duration(session->url(QStringLiteral("mic.m4a")));
         QVERIFY2(micEnd >= killedAt - 1.5 && micEnd <= killedAt + 0.5,
-                 qPrintable(QStringLiteral("the mic track ends at %1 s, killed at %2 s").arg(micEnd).arg(killedAt)));
+                 qPrintable(
+                     QStringLiteral("the mic track ends at %1 s, killed at %2 s").arg(micEnd).arg(killedAt)));
 
-        // Every shot on disk is listed, and every listed one is there: the first at the start and one for about
-        // every slide after it.
-        const QStringList onDisk =
-            QDir(session->url(QStringLiteral("shots"))).entryList({QStringLiteral("*.jpg")}, QDir::Files, QDir::Name);
+        // Every shot on disk is listed, and every listed one is there: the first at the start and one for
+        // about every slide after it.
+        const QStringList onDisk = QDir(session->url(QStringLiteral("shots")))
+                                       .entryList({QStringLiteral("*.jpg")}, QDir::Files, QDir::Name);
         QVERIFY2(onDisk.size() >= 2, qPrintable(onDisk.join(QLatin1Char(' '))));
         QStringList listed;
         for (const ShotMeta& shot : meta.shots) {
@@ -302,7 +402,8 @@ private slots:
         REQUIRE_SERVICE(xServerRuns(), "an X server");
         SlideWindow window;
         QVERIFY(window.open());
-        const QStringList titles{QStringLiteral("Quarterly revenue review"), QStringLiteral("Hiring plan for spring"),
+        const QStringList titles{QStringLiteral("Quarterly revenue review"),
+                                 QStringLiteral("Hiring plan for spring"),
                                  QStringLiteral("Roadmap and open questions")};
         window.show(slide(titles[0], 0, window.size()));
         QTemporaryDir dir;
@@ -312,12 +413,14 @@ private slots:
         const auto session = Session::create(QStringLiteral("Slides"), QStringLiteral("Screen"), std::nullopt,
                                              QDateTime::currentDateTimeUtc(), dir.path());
         Recorder recorder(session, {*frames, *audio, ocr});
+        std::atomic<int> ticks = 0;
+        recorder.onFrameTick = [&](double) { ++ticks; };
         recorder.start(false);
         for (qsizetype i = 0; i < titles.size(); ++i) {
-            if (i > 0)
-                window.show(slide(titles[i], i, window.size()));
-            // Two frames of each slide at the stream's pace of one every two seconds.
-            present(window, os::monotonicSeconds() + 4.2);
+            if (i > 0) window.show(slide(titles[i], i, window.size()));
+            // Two frames of each slide.
+            const int from = ticks;
+            QVERIFY(present(window, [&] { return ticks >= from + 2; }));
         }
         recorder.stop();
 
@@ -327,7 +430,9 @@ private slots:
         const QList<OcrEntry> read = session->meta.ocr.value_or(QList<OcrEntry>());
         for (const QString& title : titles)
             QVERIFY2(std::any_of(read.begin(), read.end(),
-                                 [&](const OcrEntry& entry) { return entry.text.contains(title, Qt::CaseInsensitive); }),
+                                 [&](const OcrEntry& entry) {
+                                     return entry.text.contains(title, Qt::CaseInsensitive);
+                                 }),
                      qPrintable(title + QStringLiteral(" not read")));
     }
 };

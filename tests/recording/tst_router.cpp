@@ -21,25 +21,26 @@ private slots:
         QTest::addColumn<bool>("isAuto");
         const auto people = result("Brevik", 0.93, {"\"Brevik\" on screen 4\u00d7", "with Ivo, Tess"});
         const auto low = result("Noctal", 0.2, {"with Mara"});
-        QTest::newRow("screen words only") << QList<RouteResult>{result("Brevik", 0.77, {"\"Brevik\" on screen 4\u00d7"})}
-                                           << true << true << "Personal \u00b7 no team signals on this call" << false;
+        QTest::newRow("screen words only")
+            << QList<RouteResult>{result("Brevik", 0.77, {"\"Brevik\" on screen 4\u00d7"})} << true << true
+            << "Personal \u00b7 no team signals on this call" << false;
         QTest::newRow("people, clear lead, auto-file on")
             << QList<RouteResult>{low, people} << true << true << "Brevik \u00b7 with Ivo, Tess" << true;
-        QTest::newRow("auto-file off asks") << QList<RouteResult>{people, low} << true << false
-                                            << "Brevik \u00b7 with Ivo, Tess" << false;
+        QTest::newRow("auto-file off asks")
+            << QList<RouteResult>{people, low} << true << false << "Brevik \u00b7 with Ivo, Tess" << false;
         QTest::newRow("a name in the title is not enough to file alone")
-            << QList<RouteResult>{result("Brevik", 0.92, {"Ivo in the title"}), result("Noctal", 0.1, {})} << true
-            << true << "Brevik \u00b7 Ivo in the title" << false;
-        QTest::newRow("no clear lead") << QList<RouteResult>{result("Brevik", 0.7, {"with Ivo"}),
-                                                             result("Noctal", 0.6, {"with Mara"})}
-                                       << true << true << "Personal \u00b7 not clearly one project" << false;
-        QTest::newRow("a work session stays personal") << QList<RouteResult>{people} << false << true
-                                                       << "Personal \u00b7 a work session \u2014 only you see it"
-                                                       << false;
+            << QList<RouteResult>{result("Brevik", 0.92, {"Ivo in the title"}), result("Noctal", 0.1, {})}
+            << true << true << "Brevik \u00b7 Ivo in the title" << false;
+        QTest::newRow("no clear lead")
+            << QList<RouteResult>{result("Brevik", 0.7, {"with Ivo"}), result("Noctal", 0.6, {"with Mara"})}
+            << true << true << "Personal \u00b7 not clearly one project" << false;
+        QTest::newRow("a work session stays personal")
+            << QList<RouteResult>{people} << false << true
+            << "Personal \u00b7 a work session \u2014 only you see it" << false;
         QTest::newRow("nothing reachable") << QList<RouteResult>{} << true << true
                                            << "Personal \u00b7 no team signals on this call" << false;
-        QTest::newRow("exactly 0.6 alone") << QList<RouteResult>{result("Brevik", 0.6, {"with Ivo"})} << true << true
-                                           << "Brevik \u00b7 with Ivo" << false;
+        QTest::newRow("exactly 0.6 alone") << QList<RouteResult>{result("Brevik", 0.6, {"with Ivo"})} << true
+                                           << true << "Brevik \u00b7 with Ivo" << false;
     }
     void suggest() {
         QFETCH(QList<RouteResult>, results);
@@ -50,29 +51,6 @@ private slots:
         const Suggestion s = Router::suggest(results, isCall, autoFile);
         QCOMPARE(s.label(), label);
         QCOMPARE(s.isAuto, isAuto);
-    }
-
-    void decide_data() {
-        QTest::addColumn<double>("best");
-        QTest::addColumn<double>("second"); // negative: no second result
-        QTest::addColumn<bool>("isAuto");
-        QTest::newRow("72 against 31 files") << 0.72 << 0.31 << true;
-        QTest::newRow("65 against 50 asks") << 0.65 << 0.5 << false;
-        QTest::newRow("a single 55 asks") << 0.55 << -1.0 << false;
-        QTest::newRow("0.7 against 0.5 is under 0.2") << 0.7 << 0.5 << false;
-    }
-    void decide() {
-        QFETCH(double, best);
-        QFETCH(double, second);
-        QFETCH(bool, isAuto);
-        QList<RouteResult> results{result("B", best, {})};
-        if (second >= 0)
-            results.prepend(result("S", second, {}));
-        const auto d = Router::decide(results);
-        QVERIFY(d);
-        QCOMPARE(d->best.ws.name, QStringLiteral("B"));
-        QCOMPARE(d->isAuto, isAuto);
-        QVERIFY(!Router::decide({}));
     }
 
     void routingText() {

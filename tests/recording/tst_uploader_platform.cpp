@@ -97,8 +97,6 @@ private slots:
         QTest::addColumn<QString>("scope");
         QTest::newRow("to a project") << "brevik" << true << false << "project:brevik";
         QTest::newRow("to Personal") << "personal" << true << false << "personal:1";
-        QTest::newRow("to a legacy workspace") << "legacy" << true << false << "legacy:local";
-        QTest::newRow("keeping the files") << "noctal" << true << true << "project:noctal";
         QTest::newRow("without audio the notes still start") << "brevik" << false << true << "project:brevik";
     }
     void aSessionArrivesInThreeSteps() {
@@ -144,7 +142,6 @@ private slots:
     void withoutProcessingTheNotesCanStartLater_data() {
         QTest::addColumn<bool>("keepFiles");
         QTest::newRow("the folder stays for the notes step") << true;
-        QTest::newRow("the folder goes after the audio") << false;
     }
     void withoutProcessingTheNotesCanStartLater() {
         QFETCH(bool, keepFiles);
@@ -220,10 +217,6 @@ private slots:
         QTest::addColumn<int>("callsOnServer");
         QTest::newRow("the same project goes on") << "brevik"
                                                   << "brevik" << 1;
-        QTest::newRow("re-routed to another project") << "brevik"
-                                                      << "noctal" << 2;
-        QTest::newRow("re-routed from a project to Personal") << "client-x"
-                                                              << "personal" << 2;
         QTest::newRow("re-routed to a legacy workspace") << "personal"
                                                          << "legacy" << 2;
     }
@@ -271,9 +264,6 @@ private slots:
             << "Brevik planning with Jonas" << QStringList{} << "Slides: Brevik roadmap"
             << QStringList{"Brevik 50% Brevik in the title | \"Brevik\" on screen 1\u00d7",
                            "Client X 30% Jonas in the title"};
-        QTest::newRow("only screen words")
-            << "Notes" << QStringList{} << "Brevik\nbrevik board\nBrevik\nBREVIK"
-            << QStringList{"Brevik 80% \"Brevik\" on screen 4\u00d7", "Client X 0% "};
     }
     void projectsAreScoredByTheirServers() {
         QFETCH(QString, title);

@@ -23,12 +23,10 @@ class Locked {
 public:
     explicit Locked(pa_threaded_mainloop* loop)
         : m_loop(pa_threaded_mainloop_in_thread(loop) ? nullptr : loop) {
-        if (m_loop)
-            pa_threaded_mainloop_lock(m_loop);
+        if (m_loop) pa_threaded_mainloop_lock(m_loop);
     }
     ~Locked() {
-        if (m_loop)
-            pa_threaded_mainloop_unlock(m_loop);
+        if (m_loop) pa_threaded_mainloop_unlock(m_loop);
     }
     Locked(const Locked&) = delete;
     Locked& operator=(const Locked&) = delete;
@@ -66,8 +64,7 @@ QString deviceQuery(AudioSource source) {
 PulseAudioCapture::PulseAudioCapture() = default;
 
 PulseAudioCapture::~PulseAudioCapture() {
-    if (!m_loop)
-        return;
+    if (!m_loop) return;
     {
         Locked lock(m_loop);
         m_streams.clear();
@@ -82,8 +79,7 @@ void PulseAudioCapture::start(AudioSource source, AudioReceiver receiver) {
     // The loop's thread starts with the first source, so that a program that never records never starts it.
     if (!m_loop) {
         pa_threaded_mainloop* loop = pa_threaded_mainloop_new();
-        if (!loop)
-            fail(QStringLiteral("no audio thread"));
+        if (!loop) fail(QStringLiteral("no audio thread"));
         if (pa_threaded_mainloop_start(loop) < 0) {
             pa_threaded_mainloop_free(loop);
             fail(QStringLiteral("no audio thread"));
@@ -98,6 +94,11 @@ void PulseAudioCapture::start(AudioSource source, AudioReceiver receiver) {
     m_streams.erase(source);
     connect();
     const Device found = device(source);
+    if (source == AudioSource::Mic && found.monitor) {
+        qCWarning(lcPulseCapture).noquote()
+            << "audio capture: the default source" << found.name << "is a monitor, no microphone";
+        throw NoMicrophoneError("the default source " + found.name.toStdString() + " is a monitor");
+    }
     std::unique_ptr<PulseRecordStream> stream;
     try {
         stream = std::make_unique<PulseRecordStream>(m_loop, m_context, source, found.spec, found.channels,
@@ -114,17 +115,15 @@ void PulseAudioCapture::start(AudioSource source, AudioReceiver receiver) {
                  .arg(sourceName(source), found.name, errorText(m_context)));
     char spec[PA_SAMPLE_SPEC_SNPRINT_MAX];
     qCInfo(lcPulseCapture).noquote() << sourceName(source) << "capture from" << found.name
-                              << pa_sample_spec_snprint(spec, sizeof spec, &found.spec);
+                                     << pa_sample_spec_snprint(spec, sizeof spec, &found.spec);
     m_streams[source] = std::move(stream);
 }
 
 void PulseAudioCapture::stop(AudioSource source) {
-    if (!m_loop)
-        return;
+    if (!m_loop) return;
     Locked lock(m_loop);
     const auto running = m_streams.find(source);
-    if (running == m_streams.end())
-        return;
+    if (running == m_streams.end()) return;
     std::unique_ptr<PulseRecordStream> stopping = std::move(running->second);
     m_streams.erase(running);
     // A stream that is stopped from its own callback is still in use further up that thread's stack.
@@ -137,15 +136,13 @@ void PulseAudioCapture::stop(AudioSource source) {
 }
 
 void PulseAudioCapture::connect() {
-    if (m_context && pa_context_get_state(m_context) == PA_CONTEXT_READY)
-        return;
+    if (m_context && pa_context_get_state(m_context) == PA_CONTEXT_READY) return;
     // A connection lost when the server died or restarted cannot be revived; its streams are dead as well,
     // and their owners have been told.
     m_streams.clear();
     disconnect();
     m_context = pa_context_new(pa_threaded_mainloop_get_api(m_loop), "Orvane");
-    if (!m_context)
-        fail(QStringLiteral("no sound server connection"));
+    if (!m_context) fail(QStringLiteral("no sound server connection"));
     pa_context_set_state_callback(m_context, &PulseAudioCapture::onContextState, this);
     const auto settled = [this] {
         const pa_context_state_t state = pa_context_get_state(m_context);
@@ -169,8 +166,7 @@ void PulseAudioCapture::connect() {
 }
 
 void PulseAudioCapture::disconnect() {
-    if (!m_context)
-        return;
+    if (!m_context) return;
     pa_context_set_state_callback(m_context, nullptr, nullptr);
     pa_context_set_subscribe_callback(m_context, nullptr, nullptr);
     pa_context_disconnect(m_context);
@@ -204,18 +200,15 @@ template <typename Done> bool PulseAudioCapture::wait(Done done) {
         &timeout);
     while (!done() && !timeout.expired)
         pa_threaded_mainloop_wait(m_loop);
-    if (timer)
-        pa_threaded_mainloop_get_api(m_loop)->time_free(timer);
+    if (timer) pa_threaded_mainloop_get_api(m_loop)->time_free(timer);
     return done();
 }
 
 bool PulseAudioCapture::answered(pa_operation* request) {
-    if (!request)
-        return false;
+    if (!request) return false;
     const bool done = wait([request] { return pa_operation_get_state(request) != PA_OPERATION_RUNNING; });
     // A late answer must not reach a reply that is gone.
-    if (!done)
-        pa_operation_cancel(request);
+    if (!done) pa_operation_cancel(request);
     pa_operation_unref(request);
     return done;
 }
@@ -241,8 +234,7 @@ void PulseAudioCapture::onServerEvent(pa_context* context, pa_subscription_event
 
 void PulseAudioCapture::onServerChange(pa_context*, const pa_server_info* server, void* self) {
     auto* capture = static_cast<PulseAudioCapture*>(self);
-    if (!server)
-        return;
+    if (!server) return;
     const QString sink = QString::fromUtf8(server->default_sink_name);
     const QString source = QString::fromUtf8(server->default_source_name);
     const std::pair<AudioSource, QString> changes[] = {
@@ -254,8 +246,7 @@ void PulseAudioCapture::onServerChange(pa_context*, const pa_server_info* server
     capture->m_defaultSource = source;
     for (const auto& [kind, why] : changes) {
         const auto running = capture->m_streams.find(kind);
-        if (!why.isEmpty() && running != capture->m_streams.end())
-            running->second->changed(why);
+        if (!why.isEmpty() && running != capture->m_streams.end()) running->second->changed(why);
     }
 }
 
@@ -270,7 +261,8 @@ void PulseAudioCapture::onServerInfo(pa_context*, const pa_server_info* server, 
 void PulseAudioCapture::onSourceInfo(pa_context*, const pa_source_info* source, int last, void* reply) {
     auto* device = static_cast<Reply<Device>*>(reply);
     if (source && last == 0)
-        device->value = Device{QString::fromUtf8(source->name), source->sample_spec, source->channel_map};
+        device->value = Device{QString::fromUtf8(source->name), source->sample_spec, source->channel_map,
+                               source->monitor_of_sink != PA_INVALID_INDEX};
     pa_threaded_mainloop_signal(device->loop, 0);
 }
 

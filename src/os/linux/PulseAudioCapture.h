@@ -15,7 +15,8 @@ namespace os {
 class PulseRecordStream;
 
 // The sound server's capture through libpulse, on a threaded main loop of its own that starts with the first
-// source. "system" records the monitor of the default sink, "mic" the default source. The connection is made
+// source. "system" records the monitor of the default sink, "mic" the default source unless that is a monitor
+// (the default of a sound server without a microphone). The connection is made
 // again after the server went away, at the next start.
 class PulseAudioCapture final : public AudioCapture {
 public:
@@ -32,6 +33,7 @@ private:
         QString name;
         pa_sample_spec spec;
         pa_channel_map channels;
+        bool monitor = false;
     };
 
     // With the lock held: a ready connection, made anew if there is none. Throws AudioCaptureError.

@@ -7,8 +7,8 @@
 namespace os {
 
 // Tesseract 5 with the English model, loaded on first use. Accurate reads the full image with the LSTM engine
-// and its dictionaries; fast reads a half-size image without dictionaries and without the second pass on
-// inverted text, which is enough to tell two screens apart at a fraction of the cost.
+// and its dictionaries; fast reads a small copy as one block, without dictionaries and without the second
+// pass on inverted text, which is enough to tell two screens apart at a fraction of the cost.
 class TesseractRecognizer : public TextRecognizer {
 public:
     TesseractRecognizer();

@@ -14,7 +14,9 @@
 namespace os {
 
 template <class T> using XcbReply = std::unique_ptr<T, decltype(&std::free)>;
-template <class T> XcbReply<T> xcbReply(T* r) { return XcbReply<T>(r, &std::free); }
+template <class T> XcbReply<T> xcbReply(T* r) {
+    return XcbReply<T>(r, &std::free);
+}
 
 bool xcbHasExtension(xcb_connection_t* c, xcb_extension_t* extension);
 
@@ -37,14 +39,14 @@ public:
     // `rect` of a window or pixmap of the screen's depth as 32-bit pixels; throws ScreenError.
     QImage read(xcb_drawable_t drawable, const QRect& rect);
 
-    // The primary monitor as it is now, cursor drawn in; `touchUp` may change the pixels first (it gets the
-    // area of the root window the image shows). Throws ScreenError.
+    // The primary monitor as it is now, cursor drawn in where the server gives its image; `touchUp` may
+    // change the pixels first (it gets the area of the root window the image shows). Throws ScreenError.
     ScreenFrame grab(const std::function<void(QImage& image, const QRect& area)>& touchUp = {});
 
 private:
     void release();
     bool reserve(std::size_t bytes);
-    bool drawCursor(QImage& frame, const QRect& area);
+    void drawCursor(QImage& frame, const QRect& area);
 
     xcb_connection_t* m_c = nullptr;
     const xcb_screen_t* m_screen = nullptr;
