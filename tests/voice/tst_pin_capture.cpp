@@ -101,14 +101,6 @@ private slots:
         QTRY_VERIFY(shownOverlays().isEmpty());
     }
 
-    void aClosedOverlayCancels() {
-        Answer answer;
-        startPicker(answer);
-        shownOverlays().first()->close();
-        QTRY_VERIFY(answer.answered);
-        QVERIFY(!answer.jpeg);
-    }
-
     void theNoteDialog_data() {
         QTest::addColumn<bool>("recording");
         QTest::addColumn<QString>("title");

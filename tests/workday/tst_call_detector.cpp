@@ -1,5 +1,6 @@
 #include "core/Fmt.h"
 #include "fakes/FakeDesktop.h"
+#include "support/Rows.h"
 #include "workday/CallApps.h"
 #include "workday/CallDetector.h"
 #include "workday/MicUsage.h"
@@ -8,6 +9,7 @@
 #include <QTest>
 
 using namespace Qt::Literals::StringLiterals;
+using testsupport::row;
 namespace {
 
 constexpr qint32 ownPid = 100;
@@ -71,8 +73,6 @@ private slots:
         QTest::addColumn<QString>("app");
         QTest::addColumn<QString>("windowTitle");
         QTest::addColumn<QString>("expected"); // empty: the app's name and the time
-        const auto row = [](const char* name, const QString& app, const QString& title,
-                            const QString& expected) { QTest::newRow(name) << app << title << expected; };
         row("Meet in Chrome keeps the meeting code", "Google Meet", "Meet - abc-defg-hij - Google Chrome",
             "abc-defg-hij");
         row("Meet with an en dash", "Google Meet", "Meet \u2013 xyz-abcd-efg", "xyz-abcd-efg");
@@ -95,12 +95,8 @@ private slots:
     void webCall_data() {
         QTest::addColumn<QString>("title");
         QTest::addColumn<QString>("call"); // empty: none
-        const auto row = [](const char* name, const QString& title, const QString& call) {
-            QTest::newRow(name) << title << call;
-        };
         row("Meet by its host", "meet.google.com/abc - Chromium", "Google Meet");
         row("Meet by its prefix, en dash", "Meet \u2013 xyz-abcd-efg", "Google Meet");
-        row("Google Meet by name", "Standup - Google Meet", "Google Meet");
         row("Zoom in a browser", "Launch Meeting - Zoom - Mozilla Firefox", "Zoom");
         row("mail is no call", "Inbox (3) - Gmail", "");
         row("meeting notes are no call", "Meeting notes - Docs", "");
@@ -109,26 +105,6 @@ private slots:
         QFETCH(QString, title);
         QFETCH(QString, call);
         QCOMPARE(CallApps::webCall(title).value_or(QString()), call);
-    }
-
-    void linuxIdentitiesMatchTheirApps_data() {
-        QTest::addColumn<QString>("appId");
-        QTest::addColumn<QString>("native");
-        QTest::addColumn<QString>("browser");
-        const auto row = [](const char* name, const QString& appId, const QString& native,
-                            const QString& browser) { QTest::newRow(name) << appId << native << browser; };
-        row("Zoom's Flatpak", "us.zoom.Zoom", "Zoom", "");
-        row("Teams for Linux", "teams-for-linux", "Teams", "");
-        row("Firefox ESR", "firefox-esr", "", "Firefox");
-        row("Chromium's Flatpak", "org.chromium.Chromium", "", "Chromium");
-        row("an editor is neither", "org.gnome.TextEditor", "", "");
-    }
-    void linuxIdentitiesMatchTheirApps() {
-        QFETCH(QString, appId);
-        QFETCH(QString, native);
-        QFETCH(QString, browser);
-        QCOMPARE(CallApps::nativeName(appId).value_or(QString()), native);
-        QCOMPARE(CallApps::browserName(appId).value_or(QString()), browser);
     }
 
     void identify_data() {

@@ -62,10 +62,6 @@ private slots:
         row("1Password by name", "1Password", "x", Title("Vault"), true, hidden, Title());
         row("a 1Password bundle named Vault", "Vault", "com.1password.1password", Title(), true, hidden,
             Title());
-        row("KeePassXC's Flatpak", "KeePassXC", "org.keepassxc.KeePassXC", Title("db"), true, hidden,
-            Title());
-        row("Seahorse, the keyring manager", "Passwords and Keys", "org.gnome.seahorse.Application", Title(),
-            true, hidden, Title());
         row("a private browsing window hides the app too", "Safari", "com.apple.Safari",
             Title("Bank \u2014 Private Browsing"), true, hidden, Title());
         row("a Chrome incognito window", "Google Chrome", "google-chrome",
