@@ -1,8 +1,9 @@
-// Main-thread cost of one CallDetector.tick and one WorkdayTracker.sample on a busy desktop: 50 windows of other
-// programs and 10 recording streams on the microphone, under the real X server and PulseAudio daemon
-// (run inside scripts/with-test-services). The tick is measured in its dearest state: the microphone is in use,
-// nothing has been offered and no window is a call, so every tick reads both systems in full and finds nothing.
-// The reference is the same question asked of the daemon by its own command line, `pactl list source-outputs`.
+// Main-thread cost of one CallDetector.tick and one WorkdayTracker.sample on a busy desktop: 50 windows of
+// other programs (Python Tk windows, each its own process, that name no process id of their own) and 10
+// recording streams on the microphone (parec), under the real X server and PulseAudio daemon (run inside
+// scripts/with-test-services). The tick is measured in its dearest state: the microphone is in use, nothing
+// has been offered and no window is a call, so every tick reads both systems in full and finds nothing. The
+// reference is the same question asked of the daemon by its own command line, `pactl list source-outputs`.
 
 #include "core/Fmt.h"
 #include "os/linux/AppIdentities.h"
@@ -16,11 +17,11 @@
 
 #include <QCoreApplication>
 #include <QElapsedTimer>
-#include <QThread>
 #include <QFile>
 #include <QJsonDocument>
 #include <QProcess>
 #include <QTemporaryDir>
+#include <QThread>
 #include <benchmark/benchmark.h>
 #include <memory>
 #include <vector>
@@ -30,34 +31,37 @@ namespace {
 constexpr int windowCount = 50;
 constexpr int recorderCount = 10;
 
-// The other programs: each helper has a window; the first ten also record.
+// The other programs: fifty windows, and ten recorders besides.
 struct Desktop {
-    std::vector<std::unique_ptr<QProcess>> helpers;
+    std::vector<std::unique_ptr<QProcess>> programs;
 
     Desktop() {
-        for (int i = 0; i < windowCount; ++i) {
-            auto helper = std::make_unique<QProcess>();
-            QStringList args{QStringLiteral("--title"), QStringLiteral("Document %1 - Editor").arg(i),
-                             QStringLiteral("--class"), QStringLiteral("editor%1").arg(i % 7)};
-            if (i < recorderCount)
-                args << QStringLiteral("--record");
-            helper->start(QStringLiteral(ORVANE_CALL_HELPER), args);
-            helpers.push_back(std::move(helper));
+        for (int i = 0; i < windowCount + recorderCount; ++i) {
+            auto program = std::make_unique<QProcess>();
+            if (i < windowCount)
+                program->start(QStringLiteral("/usr/bin/python3"),
+                               {QStringLiteral(ORVANE_TK_WINDOW), QStringLiteral("editor%1").arg(i % 7),
+                                QStringLiteral("Document %1 - Editor").arg(i)});
+            else
+                program->start(QStringLiteral("parec"),
+                               {QStringLiteral("--raw"), QStringLiteral("/dev/null")});
+            programs.push_back(std::move(program));
         }
         for (int i = 0; i < windowCount; ++i)
-            waitFor(*helpers[size_t(i)], i < recorderCount ? "recording" : "window");
+            waitFor(*programs[size_t(i)], "window");
     }
     ~Desktop() {
-        for (auto& helper : helpers)
-            helper->closeWriteChannel();
-        for (auto& helper : helpers)
-            helper->waitForFinished(5000);
+        for (auto& program : programs) {
+            program->closeWriteChannel();
+            if (program->program() == QLatin1String("parec")) program->terminate();
+        }
+        for (auto& program : programs)
+            program->waitForFinished(5000);
     }
-    static void waitFor(QProcess& helper, const char* word) {
-        while (helper.waitForReadyRead(10000) || helper.canReadLine()) {
-            while (helper.canReadLine()) {
-                if (helper.readLine().startsWith(word))
-                    return;
+    static void waitFor(QProcess& program, const char* word) {
+        while (program.waitForReadyRead(30000) || program.canReadLine()) {
+            while (program.canReadLine()) {
+                if (program.readLine().startsWith(word)) return;
             }
         }
     }
@@ -121,6 +125,10 @@ void BM_WorkdayTrackerSample(benchmark::State& state) {
     for (auto _ : state) {
         now = now.addSecs(WorkdayTracker::interval);
         tracker.sample(true, now);
+        // Samples come 15 s apart: each finds the writer idle, as here.
+        state.PauseTiming();
+        tracker.flush();
+        state.ResumeTiming();
     }
     state.counters["spans"] = double(tracker.spans().size());
 }

@@ -191,7 +191,8 @@ std::optional<QString> Session::writeImage(const QString& folder, qsizetype inde
                                            const QString& logPrefix) {
     const QString name = folder + QLatin1Char('/') + QString::asprintf("%03lld.jpg", static_cast<long long>(index));
     QFile file(url(name));
-    if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate) || file.write(jpeg) != jpeg.size()) {
+    // A short image is written to the buffer in full: only the flush tells of a full disk.
+    if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate) || file.write(jpeg) != jpeg.size() || !file.flush()) {
         slog(logPrefix + file.errorString());
         return std::nullopt;
     }

@@ -35,11 +35,13 @@ public:
     QList<QueuedPin> all() const;
     qsizetype count() const { return all().size(); }
 
-    // Writes the image and appends the pin; a failure is logged ("queue pin: ...") and leaves the queue as it was.
+    // Writes the image and appends the pin; a failure is logged ("queue pin: ...") and leaves the queue as it
+    // was.
     void add(const QByteArray& jpeg, const QString& note, bool textOnly = false,
              const QDateTime& now = QDateTime::currentDateTimeUtc());
-    // Turns the queue into one finished session and empties it; nothing (and no folder) for an empty queue.
-    // A pin whose image is gone is skipped.
+    // Turns the queue into one finished session; nothing (and no folder) for an empty queue. A pin whose
+    // image is gone is skipped and dropped; one whose image could not be read or copied stays queued with its
+    // image. When no pin could be copied there is no session either.
     std::shared_ptr<Session> toSession(const std::optional<QUuid>& workspace,
                                        const QString& recordings = Paths::recordings());
 

@@ -12,7 +12,9 @@ CallDetector::CallDetector(MicUsage& mic, Windows& windows, Clock clock, QObject
     connect(&m_timer, &QTimer::timeout, this, &CallDetector::tick);
 }
 
-void CallDetector::start() { m_timer.start(); }
+void CallDetector::start() {
+    m_timer.start();
+}
 
 void CallDetector::tick() {
     if (isRecording())
@@ -22,14 +24,12 @@ void CallDetector::tick() {
 }
 
 void CallDetector::watchForEnd() {
-    if (!recordingFromCall())
-        return;
+    if (!recordingFromCall()) return;
     bool inUse = false;
     if (recordingUsesMic()) {
         // The recording holds the microphone itself: only someone else's use says that the call goes on.
         const std::optional<bool> others = m_mic.othersUsingInput();
-        if (!others)
-            return;
+        if (!others) return;
         inUse = *others;
     } else {
         inUse = m_mic.inputRunningSomewhere();
@@ -39,10 +39,8 @@ void CallDetector::watchForEnd() {
         return;
     }
     const QDateTime now = m_clock();
-    if (!m_quietSince)
-        m_quietSince = now;
-    if (m_endPrompted)
-        return;
+    if (!m_quietSince) m_quietSince = now;
+    if (m_endPrompted) return;
     if (m_quietSince->msecsTo(now) >= qint64(quietSeconds * 1000)) {
         m_endPrompted = true;
         onCallEnded();
@@ -50,18 +48,18 @@ void CallDetector::watchForEnd() {
 }
 
 void CallDetector::watchForStart() {
-    if (!m_mic.inputRunningSomewhere()) {
+    // One reading of the sound server serves the whole tick.
+    const MicUsage::Reading mic = m_mic.read();
+    if (!mic.running) {
         m_micWasOn = false;
         m_offered = false;
         return;
     }
     m_micWasOn = true;
-    if (m_offered || !enabled())
-        return;
+    if (m_offered || !enabled()) return;
     // A call app's window may still be opening: the next tick tries again.
-    const std::optional<CallHit> hit = identify();
-    if (!hit)
-        return;
+    const std::optional<CallHit> hit = identify(mic.procs);
+    if (!hit) return;
     m_offered = true;
     slog(QStringLiteral("call detected: %1 \u201c%2\u201d").arg(hit->app, hit->title.value_or(QString())));
     onCallStart(*hit);
@@ -69,21 +67,21 @@ void CallDetector::watchForStart() {
 
 std::optional<CallHit> CallDetector::browserScan(const QList<Windows::Win>& windows) const {
     for (const Windows::Win& w : windows) {
-        if (!CallApps::browserName(w.appId))
-            continue;
-        if (const std::optional<QString> call = CallApps::webCall(w.title))
-            return CallHit{*call, w.title};
+        if (!CallApps::browserName(w.appId)) continue;
+        if (const std::optional<QString> call = CallApps::webCall(w.title)) return CallHit{*call, w.title};
     }
     return std::nullopt;
 }
 
 std::optional<CallHit> CallDetector::identify() {
+    return identify(m_mic.processesUsingInput());
+}
+
+std::optional<CallHit> CallDetector::identify(const std::optional<QList<MicUsage::Proc>>& procs) {
     const QList<Windows::Win> windows = m_windows.list();
-    const std::optional<QList<MicUsage::Proc>> procs = m_mic.processesUsingInput();
     if (procs) {
         for (const MicUsage::Proc& p : *procs) {
-            if (p.pid == m_mic.ownPid())
-                continue;
+            if (p.pid == m_mic.ownPid()) continue;
             if (const std::optional<QString> name = CallApps::nativeName(p.appId)) {
                 // A helper process of a call app leads to the app's main window.
                 for (const Windows::Win& app : Windows::running(windows)) {
@@ -93,8 +91,7 @@ std::optional<CallHit> CallDetector::identify() {
                 return CallHit{*name, std::nullopt};
             }
             if (const std::optional<QString> browser = CallApps::browserName(p.appId)) {
-                if (std::optional<CallHit> hit = browserScan(windows))
-                    return hit;
+                if (std::optional<CallHit> hit = browserScan(windows)) return hit;
                 return CallHit{*browser, std::nullopt};
             }
         }
@@ -104,15 +101,12 @@ std::optional<CallHit> CallDetector::identify() {
         if (const std::optional<QString> name = CallApps::nativeName(front->appId))
             return CallHit{*name, title};
         if (CallApps::browserName(front->appId) && title) {
-            if (const std::optional<QString> call = CallApps::webCall(*title))
-                return CallHit{*call, title};
+            if (const std::optional<QString> call = CallApps::webCall(*title)) return CallHit{*call, title};
         }
     }
-    if (std::optional<CallHit> hit = browserScan(windows))
-        return hit;
+    if (std::optional<CallHit> hit = browserScan(windows)) return hit;
     // Someone else holds the microphone, a dictation tool say: no call.
-    if (procs && !procs->isEmpty())
-        return std::nullopt;
+    if (procs && !procs->isEmpty()) return std::nullopt;
     // The system can't say who records: a call app that is open is the best guess, apart from the ones that
     // stay open all day.
     for (const Windows::Win& app : Windows::running(windows)) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "core/Clock.h"
+#include "os/AudioSystem.h"
 #include "os/WindowSystem.h"
 #include "workday/CallHit.h"
 
@@ -48,6 +49,7 @@ public:
 private:
     void watchForEnd();
     void watchForStart();
+    std::optional<CallHit> identify(const std::optional<QList<os::InputClient>>& procs);
     std::optional<CallHit> browserScan(const QList<os::Window>& windows) const;
 
     MicUsage& m_mic;

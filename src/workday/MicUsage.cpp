@@ -2,32 +2,42 @@
 
 #include <algorithm>
 
+MicUsage::MicUsage(os::AudioSystem& audio, qint32 ownPid, std::function<QString()> ownAppId)
+    : m_audio(audio), m_ownPid(ownPid), m_identifyOwn(std::move(ownAppId)) {}
+
 MicUsage::MicUsage(os::AudioSystem& audio, qint32 ownPid, QString ownAppId)
     : m_audio(audio), m_ownPid(ownPid), m_ownAppId(std::move(ownAppId)) {}
+
+const QString& MicUsage::ownAppId() {
+    if (!m_ownAppId) m_ownAppId = m_identifyOwn();
+    return *m_ownAppId;
+}
 
 std::optional<QString> MicUsage::defaultInputDevice() {
     const std::optional<os::InputState> state = m_audio.inputState();
     return state ? state->defaultSource : std::nullopt;
 }
 
-bool MicUsage::inputRunningSomewhere() {
+MicUsage::Reading MicUsage::read() {
     const std::optional<os::InputState> state = m_audio.inputState();
-    return state && !state->clients.isEmpty();
+    if (!state) return {};
+    return {!state->clients.isEmpty(), state->clients};
+}
+
+bool MicUsage::inputRunningSomewhere() {
+    return read().running;
 }
 
 std::optional<QList<MicUsage::Proc>> MicUsage::processesUsingInput() {
-    const std::optional<os::InputState> state = m_audio.inputState();
-    if (!state)
-        return std::nullopt;
-    return state->clients;
+    return read().procs;
 }
 
 std::optional<bool> MicUsage::othersUsingInput() {
     const std::optional<QList<Proc>> procs = processesUsingInput();
-    if (!procs)
-        return std::nullopt;
-    return std::any_of(procs->cbegin(), procs->cend(), [this](const Proc& p) {
+    if (!procs) return std::nullopt;
+    const QString& own = ownAppId();
+    return std::any_of(procs->cbegin(), procs->cend(), [this, &own](const Proc& p) {
         // Without an identity of its own, any other pid counts.
-        return p.pid != m_ownPid && (m_ownAppId.isEmpty() || p.appId != m_ownAppId);
+        return p.pid != m_ownPid && (own.isEmpty() || p.appId != own);
     });
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "core/Clock.h"
+#include "core/SerialQueue.h"
 #include "server/API.h"
 #include "workday/WorkSpan.h"
 
@@ -17,7 +18,9 @@ class IdleSource;
 }
 
 // Notes which app is in front every 15 seconds, merges the samples into spans, keeps one file per day
-// (<dir>/<day>.jsonl) and sends the day to the home destination. Lives on the main thread.
+// (<dir>/<day>.jsonl) and sends the day to the home destination. Lives on the main thread; the day file is
+// written on a queue of its own ("orvane.workday"), in the order of the saves, so that its fsyncs never hold
+// up the main thread. The queue writes whatever is still queued when the tracker goes.
 class WorkdayTracker : public QObject {
     Q_OBJECT
 public:
@@ -38,7 +41,10 @@ public:
     // One sample of the app in front, unless paused, idle or nothing is in front; saved at once.
     void sample(bool includeTitles, const QDateTime& now);
     void sample(bool includeTitles) { sample(includeTitles, m_clock()); }
+    // Queues a rewrite of the day file with the spans as they are now.
     void save();
+    // Returns once every save queued so far is on disk.
+    void flush();
     // Sends the whole day (today by default); gives the number of spans sent. Throws APIError.
     QCoro::Task<qsizetype> upload(API api, std::optional<QString> day = std::nullopt);
 
@@ -62,4 +68,5 @@ private:
     std::optional<QDateTime> m_lastUpload;
     bool m_needsUpdate = false;
     std::optional<QString> m_lastError;
+    SerialQueue m_writer{QStringLiteral("orvane.workday")};
 };

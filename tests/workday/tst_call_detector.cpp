@@ -1,5 +1,6 @@
 #include "core/Fmt.h"
 #include "fakes/FakeDesktop.h"
+#include "support/Rows.h"
 #include "workday/CallApps.h"
 #include "workday/CallDetector.h"
 #include "workday/MicUsage.h"
@@ -7,12 +8,21 @@
 
 #include <QTest>
 
+using namespace Qt::Literals::StringLiterals;
+using testsupport::row;
 namespace {
 
 constexpr qint32 ownPid = 100;
+using WindowList = QList<os::Window>;
+using Clients = std::optional<QList<os::InputClient>>; // nothing: the sound server can't say who records
+using Hit = std::optional<CallHit>;
+using Steps = QList<std::pair<int, Clients>>;
 
-os::Window window(qint32 pid, const QString& appId, const QString& title, const QString& owner = {}) {
-    return {pid, owner.isEmpty() ? appId : owner, title, appId};
+os::Window window(qint32 pid, const QString& appId, const QString& title) {
+    return {pid, appId, title, appId};
+}
+Clients recording(qint32 pid, const QString& appId) {
+    return QList<os::InputClient>{{pid, appId}};
 }
 
 } // namespace
@@ -23,6 +33,7 @@ class TestCallDetector : public QObject {
 
     FakeAudioSystem m_audio;
     FakeWindowSystem m_windowSystem;
+    int m_ownIdentityReads = 0;
     std::unique_ptr<MicUsage> m_mic;
     std::unique_ptr<Windows> m_windows;
     std::unique_ptr<CallDetector> m_detector;
@@ -30,25 +41,29 @@ class TestCallDetector : public QObject {
     QList<CallHit> m_starts;
     int m_ends = 0;
     bool m_recording = false;
-    bool m_usesMic = false;
 
-    void recorders(const QList<os::InputClient>& clients) { m_audio.state = os::InputState{QStringLiteral("mic"), clients}; }
+    void recorders(const Clients& clients) {
+        m_audio.state = clients ? std::optional(os::InputState{u"mic"_s, *clients}) : std::nullopt;
+    }
     void later(int seconds) { m_now = m_now.addSecs(seconds); }
 
 private slots:
     void init() {
         m_audio = FakeAudioSystem();
         m_windowSystem = FakeWindowSystem();
-        m_mic = std::make_unique<MicUsage>(m_audio, ownPid, QStringLiteral("app.orvane.Orvane"));
+        m_ownIdentityReads = 0;
+        m_mic = std::make_unique<MicUsage>(m_audio, ownPid, [this] {
+            ++m_ownIdentityReads;
+            return u"app.orvane.Orvane"_s;
+        });
         m_windows = std::make_unique<Windows>(m_windowSystem);
         m_now = QDateTime(QDate(2026, 3, 4), QTime(10, 0), Qt::UTC);
         m_detector = std::make_unique<CallDetector>(*m_mic, *m_windows, [this] { return m_now; });
         m_starts.clear();
         m_ends = 0;
         m_recording = false;
-        m_usesMic = false;
         m_detector->isRecording = [this] { return m_recording; };
-        m_detector->recordingUsesMic = [this] { return m_usesMic; };
+        m_detector->recordingUsesMic = [] { return true; };
         m_detector->recordingFromCall = [] { return true; };
         m_detector->onCallStart = [this](const CallHit& hit) { m_starts.append(hit); };
         m_detector->onCallEnded = [this] { ++m_ends; };
@@ -58,15 +73,15 @@ private slots:
         QTest::addColumn<QString>("app");
         QTest::addColumn<QString>("windowTitle");
         QTest::addColumn<QString>("expected"); // empty: the app's name and the time
-        QTest::newRow("Meet in Chrome keeps the meeting code")
-            << "Google Meet" << "Meet - abc-defg-hij - Google Chrome" << "abc-defg-hij";
-        QTest::newRow("Meet with an en dash") << "Google Meet" << "Meet \u2013 xyz-abcd-efg" << "xyz-abcd-efg";
-        QTest::newRow("Teams suffix goes") << "Teams" << "Weekly sync | Microsoft Teams" << "Weekly sync";
-        QTest::newRow("Zoom's own window says nothing") << "Zoom" << "Zoom Meeting" << "";
-        QTest::newRow("an app name alone says nothing") << "Slack" << "  slack " << "";
-        QTest::newRow("two characters say nothing") << "Zoom" << "ab" << "";
-        QTest::newRow("no title") << "Discord" << "" << "";
-        QTest::newRow("200 characters keep 120") << "Zoom" << QString(200, QLatin1Char('x')) << QString(120, QLatin1Char('x'));
+        row("Meet in Chrome keeps the meeting code", "Google Meet", "Meet - abc-defg-hij - Google Chrome",
+            "abc-defg-hij");
+        row("Meet with an en dash", "Google Meet", "Meet \u2013 xyz-abcd-efg", "xyz-abcd-efg");
+        row("Teams suffix goes", "Teams", "Weekly sync | Microsoft Teams", "Weekly sync");
+        row("Zoom's own window says nothing", "Zoom", "Zoom Meeting", "");
+        row("an app name alone says nothing", "Slack", "  slack ", "");
+        row("two characters say nothing", "Zoom", "ab", "");
+        row("200 characters keep 120", "Zoom", QString(200, QLatin1Char('x')),
+            QString(120, QLatin1Char('x')));
     }
     void recordingTitle() {
         QFETCH(QString, app);
@@ -74,22 +89,17 @@ private slots:
         QFETCH(QString, expected);
         const QDateTime now(QDate(2026, 3, 4), QTime(13, 5));
         const QString title = CallApps::recordingTitle(app, windowTitle, now);
-        QCOMPARE(title, expected.isEmpty() ? app + QStringLiteral(" call \u00b7 ") + Fmt::human(now) : expected);
+        QCOMPARE(title, expected.isEmpty() ? app + u" call \u00b7 "_s + Fmt::human(now) : expected);
     }
 
     void webCall_data() {
         QTest::addColumn<QString>("title");
         QTest::addColumn<QString>("call"); // empty: none
-        QTest::newRow("Meet by its host") << "meet.google.com/abc - Chromium" << "Google Meet";
-        QTest::newRow("Meet by its prefix, hyphen") << "Meet - abc-defg-hij - Google Chrome" << "Google Meet";
-        QTest::newRow("Meet by its prefix, en dash") << "Meet \u2013 xyz-abcd-efg" << "Google Meet";
-        QTest::newRow("Google Meet by name") << "Standup - Google Meet" << "Google Meet";
-        QTest::newRow("Zoom in a browser") << "Launch Meeting - Zoom - Mozilla Firefox" << "Zoom";
-        QTest::newRow("Teams") << "Chat | Microsoft Teams" << "Teams";
-        QTest::newRow("Whereby") << "Whereby - room" << "Whereby";
-        QTest::newRow("Jitsi") << "Jitsi Meet" << "Jitsi";
-        QTest::newRow("mail is no call") << "Inbox (3) - Gmail" << "";
-        QTest::newRow("meeting notes are no call") << "Meeting notes - Docs" << "";
+        row("Meet by its host", "meet.google.com/abc - Chromium", "Google Meet");
+        row("Meet by its prefix, en dash", "Meet \u2013 xyz-abcd-efg", "Google Meet");
+        row("Zoom in a browser", "Launch Meeting - Zoom - Mozilla Firefox", "Zoom");
+        row("mail is no call", "Inbox (3) - Gmail", "");
+        row("meeting notes are no call", "Meeting notes - Docs", "");
     }
     void webCall() {
         QFETCH(QString, title);
@@ -97,172 +107,105 @@ private slots:
         QCOMPARE(CallApps::webCall(title).value_or(QString()), call);
     }
 
-    void linuxIdentitiesMatchTheirApps_data() {
-        QTest::addColumn<QString>("appId");
-        QTest::addColumn<QString>("native");
-        QTest::addColumn<QString>("browser");
-        QTest::newRow("Zoom's Flatpak") << "us.zoom.Zoom" << "Zoom" << "";
-        QTest::newRow("Zoom's window class") << "zoom" << "Zoom" << "";
-        QTest::newRow("Slack's Flatpak") << "com.slack.Slack" << "Slack" << "";
-        QTest::newRow("Discord's Flatpak") << "com.discordapp.Discord" << "Discord" << "";
-        QTest::newRow("Teams for Linux") << "teams-for-linux" << "Teams" << "";
-        QTest::newRow("Chrome's desktop file") << "google-chrome" << "" << "Chrome";
-        QTest::newRow("Chromium's Flatpak") << "org.chromium.Chromium" << "" << "Chromium";
-        QTest::newRow("Firefox ESR") << "firefox-esr" << "" << "Firefox";
-        QTest::newRow("Firefox's Flatpak") << "org.mozilla.firefox" << "" << "Firefox";
-        QTest::newRow("Brave's executable") << "brave-browser" << "" << "Brave";
-        QTest::newRow("an editor is neither") << "org.gnome.TextEditor" << "" << "";
+    void identify_data() {
+        QTest::addColumn<WindowList>("windows"); // front to back; the first is the focused one
+        QTest::addColumn<Clients>("clients");
+        QTest::addColumn<Hit>("hit");
+        const auto row = [](const char* name, const WindowList& windows, const Clients& clients,
+                            const Hit& hit) { QTest::newRow(name) << windows << clients << hit; };
+        const QString meet = u"Meet - abc-defg-hij - Google Chrome"_s;
+        const os::Window editor = window(9, "org.gnome.TextEditor", "draft");
+        row("a recording browser with a Meet window is that Meet", {editor, window(8, "google-chrome", meet)},
+            recording(8, "google-chrome"), CallHit{"Google Meet", meet});
+        row("a recording browser without a call window is the browser", {window(8, "firefox", "Inbox")},
+            recording(8, "firefox"), CallHit{"Firefox", std::nullopt});
+        row("a call app's helper process leads to its main window",
+            {window(30, "us.zoom.Zoom", ""), window(30, "us.zoom.Zoom", "Zoom Meeting")},
+            recording(31, "us.zoom.Zoom"), CallHit{"Zoom", "Zoom Meeting"});
+        row("the frontmost call app is the call", {window(40, "com.discordapp.Discord", "#general")},
+            recording(41, "pipewire-helper"), CallHit{"Discord", "#general"});
+        row("a dictation tool alone is no call", {editor}, recording(9, "nerd-dictation"), std::nullopt);
+        row("without a process list an open Zoom is the guess", {editor, window(50, "us.zoom.Zoom", "Main")},
+            std::nullopt, CallHit{"Zoom", "Main"});
+        row("without a process list an open Slack is no call, open all day",
+            {editor, window(50, "com.slack.Slack", "Main")}, std::nullopt, std::nullopt);
+        row("without a process list an open Teams is no call, open all day",
+            {editor, window(50, "teams-for-linux", "Main")}, std::nullopt, std::nullopt);
     }
-    void linuxIdentitiesMatchTheirApps() {
-        QFETCH(QString, appId);
-        QFETCH(QString, native);
-        QFETCH(QString, browser);
-        QCOMPARE(CallApps::nativeName(appId).value_or(QString()), native);
-        QCOMPARE(CallApps::browserName(appId).value_or(QString()), browser);
+    void identify() {
+        QFETCH(WindowList, windows);
+        QFETCH(Clients, clients);
+        QFETCH(Hit, hit);
+        m_windowSystem.list = windows;
+        m_windowSystem.active = windows.first();
+        recorders(clients);
+        QCOMPARE(m_detector->identify(), hit);
     }
 
     void aBrowserCallIsOfferedOncePerMicrophoneSession() {
-        m_windowSystem.list = {window(7, QStringLiteral("org.gnome.TextEditor"), QStringLiteral("notes")),
-                               window(8, QStringLiteral("google-chrome"), QStringLiteral("Meet - abc-defg-hij - Google Chrome"))};
-        recorders({{8, QStringLiteral("google-chrome")}});
+        const QString meet = u"Meet - abc-defg-hij - Google Chrome"_s;
+        m_windowSystem.list = {window(8, u"google-chrome"_s, meet)};
+        recorders(QList<os::InputClient>{{8, u"google-chrome"_s}});
         m_detector->tick();
         m_detector->tick();
-        QCOMPARE(m_starts, (QList<CallHit>{{QStringLiteral("Google Meet"), QStringLiteral("Meet - abc-defg-hij - Google Chrome")}}));
-        QVERIFY(m_detector->offered());
-        recorders({});
+        QCOMPARE(m_starts, (QList<CallHit>{{u"Google Meet"_s, meet}}));
+        recorders(QList<os::InputClient>{});
         m_detector->tick();
-        QVERIFY(!m_detector->offered());
-        QVERIFY(!m_detector->micWasOn());
-        recorders({{8, QStringLiteral("google-chrome")}});
+        QVERIFY(!m_detector->offered() && !m_detector->micWasOn());
+        recorders(QList<os::InputClient>{{8, u"google-chrome"_s}});
         m_detector->tick();
         QCOMPARE(m_starts.size(), 2);
     }
 
-    void aCallAppsHelperLeadsToItsMainWindow() {
-        m_windowSystem.list = {window(30, QStringLiteral("us.zoom.Zoom"), QString()),
-                               window(30, QStringLiteral("us.zoom.Zoom"), QStringLiteral("Zoom Meeting"))};
-        recorders({{31, QStringLiteral("us.zoom.Zoom")}});
-        QCOMPARE(m_detector->identify(), (CallHit{QStringLiteral("Zoom"), QStringLiteral("Zoom Meeting")}));
+    void noOffer_data() {
+        QTest::addColumn<bool>("enabled");
+        QTest::newRow("while offers are off") << false;
+        QTest::newRow("for the microphone session going on when a recording stopped") << true;
     }
-
-    void aDictationToolAloneIsNoCall() {
-        m_windowSystem.list = {window(9, QStringLiteral("org.gnome.TextEditor"), QStringLiteral("draft"))};
-        m_windowSystem.active = m_windowSystem.list.first();
-        recorders({{9, QStringLiteral("nerd-dictation")}});
-        QCOMPARE(m_detector->identify(), std::nullopt);
+    void noOffer() {
+        QFETCH(bool, enabled);
+        m_windowSystem.list = {window(8, u"firefox"_s, u"Meet - abc - Mozilla Firefox"_s)};
+        recorders(QList<os::InputClient>{{8, u"firefox"_s}});
+        m_detector->enabled = [enabled] { return enabled; };
+        if (enabled) m_detector->suppressCurrent();
         m_detector->tick();
         QVERIFY(m_starts.isEmpty());
         QVERIFY(m_detector->micWasOn());
     }
 
-    void theFrontmostCallAppIsTheCall() {
-        m_windowSystem.list = {window(40, QStringLiteral("com.discordapp.Discord"), QStringLiteral("#general"))};
-        m_windowSystem.active = m_windowSystem.list.first();
-        recorders({{41, QStringLiteral("pipewire-helper")}});
-        QCOMPARE(m_detector->identify(), (CallHit{QStringLiteral("Discord"), QStringLiteral("#general")}));
+    void theEndOfACallFromTheMicrophone_data() {
+        QTest::addColumn<Steps>("steps"); // each: seconds later (-1: a new recording), who records, a tick
+        QTest::addColumn<int>("ends");
+        const auto row = [](const char* name, const Steps& steps, int ends) {
+            QTest::newRow(name) << steps << ends;
+        };
+        const Clients own = recording(ownPid, "app.orvane.Orvane");
+        const Clients zoom = QList<os::InputClient>{{ownPid, "app.orvane.Orvane"}, {200, "us.zoom.Zoom"}};
+        row("the program's own microphone is no call going on", {{0, own}, {20, own}}, 1);
+        row("sound after 19 quiet seconds starts the 20 again",
+            {{0, own}, {19, own}, {0, zoom}, {1, own}, {19, own}}, 0);
+        row("20 quiet seconds after the sound end the call",
+            {{0, own}, {19, own}, {0, zoom}, {1, own}, {20, own}}, 1);
+        row("a prompted call prompts no more",
+            {{0, own}, {20, own}, {0, zoom}, {3, own}, {20, own}, {30, own}}, 1);
+        row("a new recording watches anew", {{0, own}, {20, own}, {-1, own}, {20, own}}, 2);
+        row("an unknown process list leaves the end watch alone", {{0, std::nullopt}, {60, std::nullopt}}, 0);
     }
-
-    void withoutAProcessListAnOpenCallAppIsTheGuess_data() {
-        QTest::addColumn<QString>("appId");
-        QTest::addColumn<bool>("hit");
-        QTest::newRow("Zoom running") << "us.zoom.Zoom" << true;
-        QTest::newRow("Slack running, open all day") << "com.slack.Slack" << false;
-        QTest::newRow("Teams running, open all day") << "teams-for-linux" << false;
-    }
-    void withoutAProcessListAnOpenCallAppIsTheGuess() {
-        QFETCH(QString, appId);
-        QFETCH(bool, hit);
-        m_windowSystem.list = {window(50, appId, QStringLiteral("Main"))};
-        m_audio.state = std::nullopt;
-        QCOMPARE(m_detector->identify().has_value(), hit);
-    }
-
-    void offersOnlyWhenEnabled() {
-        m_windowSystem.list = {window(8, QStringLiteral("firefox"), QStringLiteral("Meet - abc - Mozilla Firefox"))};
-        recorders({{8, QStringLiteral("firefox")}});
-        m_detector->enabled = [] { return false; };
-        m_detector->tick();
-        QVERIFY(m_starts.isEmpty());
-        QVERIFY(!m_detector->offered());
-    }
-
-    void suppressingTheCurrentSessionBringsNoOffer() {
-        m_windowSystem.list = {window(8, QStringLiteral("firefox"), QStringLiteral("Meet - abc - Mozilla Firefox"))};
-        recorders({{8, QStringLiteral("firefox")}});
-        m_detector->suppressCurrent();
-        QVERIFY(m_detector->micWasOn());
-        m_detector->tick();
-        QVERIFY(m_starts.isEmpty());
-    }
-
-    void theProgramsOwnMicrophoneIsNoCallGoingOn() {
+    void theEndOfACallFromTheMicrophone() {
+        QFETCH(Steps, steps);
+        QFETCH(int, ends);
         m_recording = true;
-        m_usesMic = true;
-        recorders({{ownPid, QStringLiteral("orvane")}});
-        m_detector->tick();
-        later(20);
-        m_detector->tick();
-        QCOMPARE(m_ends, 1);
-        later(30);
-        m_detector->tick();
-        QCOMPARE(m_ends, 1); // once per quiet spell
-    }
-
-    void soundAfter19QuietSecondsStartsThe20Again() {
-        m_recording = true;
-        m_usesMic = true;
-        recorders({{ownPid, QStringLiteral("orvane")}});
-        m_detector->tick();
-        later(19);
-        m_detector->tick();
-        recorders({{ownPid, QStringLiteral("orvane")}, {200, QStringLiteral("us.zoom.Zoom")}});
-        m_detector->tick();
-        QCOMPARE(m_detector->quietSince(), std::nullopt);
-        recorders({{ownPid, QStringLiteral("orvane")}});
-        later(1);
-        m_detector->tick();
-        later(19);
-        m_detector->tick();
-        QCOMPARE(m_ends, 0);
-        later(1);
-        m_detector->tick();
-        QCOMPARE(m_ends, 1);
-    }
-
-    void anUnknownProcessListLeavesTheEndWatchAlone() {
-        m_recording = true;
-        m_usesMic = true;
-        m_audio.state = std::nullopt;
-        m_detector->tick();
-        later(60);
-        m_detector->tick();
-        QCOMPARE(m_detector->quietSince(), std::nullopt);
-        QCOMPARE(m_ends, 0);
-    }
-
-    void aPromptedCallPromptsNoMoreUntilTheNextRecording() {
-        m_recording = true;
-        recorders({});
-        m_detector->tick();
-        later(20);
-        m_detector->tick();
-        QCOMPARE(m_ends, 1);
-        recorders({{200, QStringLiteral("us.zoom.Zoom")}});
-        m_detector->tick();
-        recorders({});
-        later(3);
-        m_detector->tick();
-        later(20);
-        m_detector->tick();
-        QCOMPARE(m_ends, 1);
-        QVERIFY(m_detector->endPrompted());
-        m_detector->resetForRecording();
-        QVERIFY(!m_detector->endPrompted());
-        QCOMPARE(m_detector->quietSince(), std::nullopt);
-        m_detector->tick();
-        later(20);
-        m_detector->tick();
-        QCOMPARE(m_ends, 2);
+        for (const auto& [seconds, clients] : steps) {
+            if (seconds < 0) m_detector->resetForRecording();
+            later(std::max(seconds, 0));
+            recorders(clients);
+            m_detector->tick();
+        }
+        QCOMPARE(m_ends, ends);
+        // This program's identity is asked for once, when first needed, not at start.
+        const bool known =
+            std::any_of(steps.cbegin(), steps.cend(), [](const auto& step) { return step.second; });
+        QCOMPARE(m_ownIdentityReads, known ? 1 : 0);
     }
 };
 

@@ -1,7 +1,11 @@
+#include "support/Rows.h"
 #include "workday/Coach.h"
 
 #include <QTemporaryDir>
 #include <QTest>
+
+using namespace Qt::Literals::StringLiterals;
+using testsupport::row;
 
 namespace {
 // A morning of today, local time, so that daily reminders fall on this day.
@@ -29,24 +33,32 @@ class TestCoach : public QObject {
 
 private slots:
     void init() {
-        m_d = std::make_unique<QSettings>(m_tmp.filePath(QStringLiteral("%1.conf").arg(QTest::currentTestFunction())),
+        m_d = std::make_unique<QSettings>(m_tmp.filePath(u"%1.conf"_s.arg(QTest::currentTestFunction())),
                                           QSettings::IniFormat);
         m_d->clear();
         m_now = at(9, 0);
     }
 
-    void breakIsDueAfterTheSetMinutes_data() {
-        QTest::addColumn<int>("minutes");
-        QTest::addColumn<bool>("due");
-        QTest::newRow("49 minutes") << 49 << false;
-        QTest::newRow("50 minutes") << 50 << true;
+    void theNextBreak_data() {
+        QTest::addColumn<QString>("then");     // what the user does when the first break is due at 9:50
+        QTest::addColumn<QTime>("quietUntil"); // the last tick of 15 s with no break due
+        row("a break is due after 50 minutes of work", u""_s, QTime(9, 49, 45));
+        row("a snooze of 10 minutes holds it back", u"snooze"_s, QTime(9, 59, 45));
+        row("a break taken starts the 50 minutes over", u"break"_s, QTime(10, 39, 45));
     }
-    void breakIsDueAfterTheSetMinutes() {
-        QFETCH(int, minutes);
-        QFETCH(bool, due);
+    void theNextBreak() {
+        QFETCH(QString, then);
+        QFETCH(QTime, quietUntil);
         Coach c = coach();
-        QCOMPARE(workThrough(c, at(9, 0), at(9, minutes)), due);
-        QCOMPARE(c.activeMinutes(), minutes);
+        QDateTime from = at(9, 0);
+        if (!then.isEmpty()) {
+            QVERIFY(workThrough(c, from, at(9, 50)));
+            then == u"snooze"_s ? c.snooze(10) : c.tookBreak();
+            from = at(9, 50);
+        }
+        QVERIFY(!workThrough(c, from, QDateTime(QDate::currentDate(), quietUntil)));
+        QVERIFY(workThrough(c, QDateTime(QDate::currentDate(), quietUntil),
+                            QDateTime(QDate::currentDate(), quietUntil).addSecs(15)));
     }
 
     void fiveIdleMinutesResetTheStreak() {
@@ -59,23 +71,6 @@ private slots:
         QVERIFY(!c.activity(60, m_now, 50));
         QCOMPARE(c.activeMinutes(), 1);
         QVERIFY(!workThrough(c, at(9, 51), at(10, 39)));
-        QVERIFY(workThrough(c, at(10, 39), at(10, 40)));
-    }
-
-    void snoozeHoldsTheBreakBack() {
-        Coach c = coach();
-        QVERIFY(workThrough(c, at(9, 0), at(9, 50)));
-        c.snooze(10);
-        QVERIFY(!workThrough(c, at(9, 50), at(9, 59, 45)));
-        QVERIFY(workThrough(c, at(9, 59, 45), at(10, 0)));
-    }
-
-    void takingABreakStartsOver() {
-        Coach c = coach();
-        QVERIFY(workThrough(c, at(9, 0), at(9, 50)));
-        c.tookBreak();
-        QCOMPARE(c.activeMinutes(), 0);
-        QVERIFY(!workThrough(c, at(9, 50), at(10, 39)));
         QVERIFY(workThrough(c, at(10, 39), at(10, 40)));
     }
 
@@ -93,29 +88,29 @@ private slots:
     void dailyReminder_data() {
         QTest::addColumn<QTime>("time");
         QTest::addColumn<bool>("due");
-        QTest::newRow("before") << QTime(17, 29, 59) << false;
-        QTest::newRow("on time") << QTime(17, 30) << true;
-        QTest::newRow("almost two hours late") << QTime(19, 29, 59) << true;
-        QTest::newRow("two hours late") << QTime(19, 30) << false;
+        row("before", QTime(17, 29, 59), false);
+        row("on time", QTime(17, 30), true);
+        row("almost two hours late", QTime(19, 29, 59), true);
+        row("two hours late", QTime(19, 30), false);
     }
     void dailyReminder() {
         QFETCH(QTime, time);
         QFETCH(bool, due);
-        QCOMPARE(coach().due(QStringLiteral("workout"), 1050, QDateTime(QDate::currentDate(), time)), due);
+        QCOMPARE(coach().due(u"workout"_s, 1050, QDateTime(QDate::currentDate(), time)), due);
     }
 
     void reminderOnceADayUnlessSnoozed() {
         Coach c = coach();
         m_now = at(17, 31);
-        QVERIFY(c.due(QStringLiteral("workout"), 1050, m_now));
-        c.markShown(QStringLiteral("workout"));
-        QVERIFY(!c.due(QStringLiteral("workout"), 1050, m_now));
-        QVERIFY(c.due(QStringLiteral("wrap"), 1050, m_now)); // each reminder counts for itself
+        QVERIFY(c.due(u"workout"_s, 1050, m_now));
+        c.markShown(u"workout"_s);
+        QVERIFY(!c.due(u"workout"_s, 1050, m_now));
+        QVERIFY(c.due(u"wrap"_s, 1050, m_now)); // each reminder counts for itself
         // "In 30 min": shown again after the snooze, still within two hours of the time.
-        c.clearShown(QStringLiteral("workout"));
-        c.snoozeReminder(QStringLiteral("workout"), 30);
-        QVERIFY(!coach().due(QStringLiteral("workout"), 1050, at(18, 0)));
-        QVERIFY(coach().due(QStringLiteral("workout"), 1050, at(18, 1, 1)));
+        c.clearShown(u"workout"_s);
+        c.snoozeReminder(u"workout"_s, 30);
+        QVERIFY(!coach().due(u"workout"_s, 1050, at(18, 0)));
+        QVERIFY(coach().due(u"workout"_s, 1050, at(18, 1, 1)));
     }
 };
 

@@ -2,6 +2,7 @@
 #include "fakes/FakeDesktop.h"
 #include "support/Await.h"
 #include "support/LocalPlatform.h"
+#include "support/Rows.h"
 #include "workday/Windows.h"
 #include "workday/WorkdayTracker.h"
 
@@ -9,6 +10,9 @@
 #include <QJsonDocument>
 #include <QTemporaryDir>
 #include <QTest>
+
+using namespace Qt::Literals::StringLiterals;
+using testsupport::row;
 
 namespace {
 
@@ -36,6 +40,7 @@ class TestWorkdayTracker : public QObject {
     std::unique_ptr<WorkdayTracker> tracker(const QDateTime& now) {
         return std::make_unique<WorkdayTracker>(m_windows, m_idle, m_dir.path(), [now] { return now; });
     }
+    QString dayFile() const { return WorkdayTracker::file(u"2026-03-04"_s, m_dir.path()); }
 
 private slots:
     void init() {
@@ -43,7 +48,7 @@ private slots:
         QDir(m_dir.path()).removeRecursively();
         QDir().mkpath(m_dir.path());
         m_idle.seconds = 0;
-        front(QStringLiteral("org.gnome.TextEditor"), QStringLiteral("Text Editor"), QStringLiteral("notes.txt"));
+        front(u"org.gnome.TextEditor"_s, u"Text Editor"_s, u"notes.txt"_s);
     }
 
     void classify_data() {
@@ -54,23 +59,20 @@ private slots:
         QTest::addColumn<QString>("storedApp");
         QTest::addColumn<Title>("storedTitle");
         const QString hidden = Privacy::privateApp;
-        QTest::newRow("1Password by name") << "1Password" << "x" << Title("Vault") << true << hidden << Title();
-        QTest::newRow("a 1Password bundle named Vault") << "Vault" << "com.1password.1password" << Title() << true << hidden << Title();
-        QTest::newRow("Keychain Access by bundle") << "Keys" << "com.apple.keychainaccess" << Title() << true << hidden << Title();
-        QTest::newRow("KeePassXC's Flatpak") << "KeePassXC" << "org.keepassxc.KeePassXC" << Title("db") << true << hidden << Title();
-        QTest::newRow("Bitwarden's desktop file") << "Vaultish" << "bitwarden" << Title() << true << hidden << Title();
-        QTest::newRow("Proton Pass's Flatpak") << "PP" << "me.proton.Pass" << Title() << true << hidden << Title();
-        QTest::newRow("Seahorse, the keyring manager") << "Passwords and Keys" << "org.gnome.seahorse.Application" << Title() << true << hidden << Title();
-        QTest::newRow("KWalletManager") << "Wallet" << "org.kde.kwalletmanager5" << Title() << true << hidden << Title();
-        QTest::newRow("a private browsing window hides the app too")
-            << "Safari" << "com.apple.Safari" << Title("Bank \u2014 Private Browsing") << true << hidden << Title();
-        QTest::newRow("a Chrome incognito window")
-            << "Google Chrome" << "google-chrome" << Title("Bank - Google Chrome (Incognito)") << true << hidden << Title();
-        QTest::newRow("titles off keep the app") << "Text Editor" << "org.gnome.TextEditor" << Title("notes") << false << "Text Editor" << Title();
-        QTest::newRow("a title is trimmed") << "Text Editor" << "x" << Title("  notes \n") << true << "Text Editor" << Title("notes");
-        QTest::newRow("a blank title is none") << "Text Editor" << "x" << Title("   ") << true << "Text Editor" << Title();
-        QTest::newRow("301 characters keep 300")
-            << "Text Editor" << "x" << Title(QString(301, QLatin1Char('t'))) << true << "Text Editor" << Title(QString(300, QLatin1Char('t')));
+        row("1Password by name", "1Password", "x", Title("Vault"), true, hidden, Title());
+        row("a 1Password bundle named Vault", "Vault", "com.1password.1password", Title(), true, hidden,
+            Title());
+        row("a private browsing window hides the app too", "Safari", "com.apple.Safari",
+            Title("Bank \u2014 Private Browsing"), true, hidden, Title());
+        row("a Chrome incognito window", "Google Chrome", "google-chrome",
+            Title("Bank - Google Chrome (Incognito)"), true, hidden, Title());
+        row("titles off keep the app", "Text Editor", "org.gnome.TextEditor", Title("notes"), false,
+            "Text Editor", Title());
+        row("a title is trimmed", "Text Editor", "x", Title("  notes \n"), true, "Text Editor",
+            Title("notes"));
+        row("a blank title is none", "Text Editor", "x", Title("   "), true, "Text Editor", Title());
+        row("301 characters keep 300", "Text Editor", "x", Title(QString(301, QLatin1Char('t'))), true,
+            "Text Editor", Title(QString(300, QLatin1Char('t'))));
     }
     void classify() {
         QFETCH(QString, app);
@@ -79,26 +81,24 @@ private slots:
         QFETCH(bool, includeTitles);
         QFETCH(QString, storedApp);
         QFETCH(Title, storedTitle);
-        const auto [kept, keptTitle] = Privacy::classify(app, appId, title, includeTitles);
-        QCOMPARE(kept, storedApp);
-        QCOMPARE(keptTitle, storedTitle);
+        QCOMPARE(Privacy::classify(app, appId, title, includeTitles), std::make_pair(storedApp, storedTitle));
     }
 
     void merge_data() {
-        QTest::addColumn<QList<int>>("seconds");   // sample times after 10:00
-        QTest::addColumn<QStringList>("titles");   // one per sample
-        QTest::addColumn<QList<int>>("expected");  // start and end of each span, after 10:00
-        QTest::newRow("same title at 15 s steps is one span")
-            << QList<int>{0, 15, 30} << QStringList{"a", "a", "a"} << QList<int>{0, 45};
-        QTest::newRow("a title change splits") << QList<int>{0, 15, 30} << QStringList{"a", "a", "b"}
-                                               << QList<int>{0, 30, 30, 45};
-        QTest::newRow("7.5 s late still merges") << QList<int>{0, 22} << QStringList{"a", "a"} << QList<int>{0, 37};
-        QTest::newRow("a gap beyond half the interval splits") << QList<int>{0, 23} << QStringList{"a", "a"}
-                                                                << QList<int>{0, 15, 23, 38};
-        QTest::newRow("an early sample with a new title cuts back") << QList<int>{0, 10} << QStringList{"a", "b"}
-                                                                     << QList<int>{0, 10, 10, 25};
-        QTest::newRow("a clock set back before the last span drops it")
-            << QList<int>{100, 50} << QStringList{"a", "b"} << QList<int>{50, 65};
+        QTest::addColumn<QList<int>>("seconds");  // sample times after 10:00
+        QTest::addColumn<QStringList>("titles");  // one per sample
+        QTest::addColumn<QList<int>>("expected"); // start and end of each span, after 10:00
+        row("same title at 15 s steps is one span", QList<int>{0, 15, 30}, QStringList{"a", "a", "a"},
+            QList<int>{0, 45});
+        row("a title change splits", QList<int>{0, 15, 30}, QStringList{"a", "a", "b"},
+            QList<int>{0, 30, 30, 45});
+        row("7.5 s late still merges", QList<int>{0, 22}, QStringList{"a", "a"}, QList<int>{0, 37});
+        row("a gap beyond half the interval splits", QList<int>{0, 23}, QStringList{"a", "a"},
+            QList<int>{0, 15, 23, 38});
+        row("an early sample with a new title cuts back", QList<int>{0, 10}, QStringList{"a", "b"},
+            QList<int>{0, 10, 10, 25});
+        row("a clock set back before the last span drops it", QList<int>{100, 50}, QStringList{"a", "b"},
+            QList<int>{50, 65});
     }
     void merge() {
         QFETCH(QList<int>, seconds);
@@ -107,7 +107,7 @@ private slots:
         const QDateTime base = at(10, 0);
         QList<WorkSpan> spans;
         for (int i = 0; i < seconds.size(); ++i)
-            WorkdayTracker::merge(spans, base.addSecs(seconds[i]), QStringLiteral("App"), titles[i]);
+            WorkdayTracker::merge(spans, base.addSecs(seconds[i]), u"App"_s, titles[i]);
         QList<int> got;
         for (const WorkSpan& s : spans)
             got << int(base.secsTo(s.start)) << int(base.secsTo(s.end));
@@ -117,35 +117,59 @@ private slots:
     void aSpanSurvivesTheDayFile() {
         auto t = tracker(at(10, 0));
         t->sample(true, at(10, 0));
-        front(QStringLiteral("bitwarden"), QStringLiteral("Bitwarden"), QStringLiteral("Vault"));
+        front(u"bitwarden"_s, u"Bitwarden"_s, u"Vault"_s);
         t->sample(true, at(10, 0, 15));
-        QFile file(WorkdayTracker::file(QStringLiteral("2026-03-04"), m_dir.path()));
+        t->flush();
+        QFile file(dayFile());
         QVERIFY(file.open(QIODevice::ReadOnly));
         const QList<QByteArray> lines = file.readAll().split('\n');
         QCOMPARE(lines.size(), 3); // two spans and the final line feed
         QVERIFY(lines[2].isEmpty());
         const QJsonObject first = QJsonDocument::fromJson(lines[0]).object();
         QCOMPARE(first.keys(), (QStringList{"app", "end", "start", "title"}));
-        QCOMPARE(first.value("title").toString(), QStringLiteral("notes.txt"));
+        QCOMPARE(first.value("title").toString(), u"notes.txt"_s);
         QVERIFY(!QJsonDocument::fromJson(lines[1]).object().contains("title"));
-        QCOMPARE(WorkdayTracker::load(QStringLiteral("2026-03-04"), m_dir.path()), t->spans());
+        QCOMPARE(WorkdayTracker::load(u"2026-03-04"_s, m_dir.path()), t->spans());
         QCOMPARE(t->spans().last().app, Privacy::privateApp);
         const QJsonObject sent = t->spans().last().dict();
         QVERIFY(sent.value("title").isNull());
-        QVERIFY(sent.value("start").toString().endsWith(QStringLiteral(".000Z")));
+        QVERIFY(sent.value("start").toString().endsWith(u".000Z"_s));
+    }
+
+    void everySaveQueuedBeforeTheTrackerGoesIsWritten() {
+        auto t = tracker(at(10, 0));
+        for (int i = 0; i < 40; ++i) {
+            front(u"x"_s, u"Editor"_s, u"file %1"_s.arg(i));
+            t->sample(true, at(10, 0).addSecs(15 * i));
+        }
+        const QList<WorkSpan> spans = t->spans();
+        t.reset(); // no flush: the writer finishes its queue, in order
+        QCOMPARE(WorkdayTracker::load(u"2026-03-04"_s, m_dir.path()), spans);
+    }
+
+    void anUntitledFocusedWindowTakesItsAppsFirstTitle() {
+        m_windowSystem.active->title.clear();
+        m_windowSystem.list = {os::Window{8, "Other", "other", "y"},
+                               os::Window{7, "Text Editor", "draft.txt", "x"}};
+        auto t = tracker(at(10, 0));
+        t->sample(true, at(10, 0));
+        QCOMPARE(t->spans().first().title, Title("draft.txt"));
     }
 
     void aDamagedLineCostsOnlyItself() {
-        QFile file(WorkdayTracker::file(QStringLiteral("2026-03-04"), m_dir.path()));
+        QFile file(dayFile());
         QVERIFY(file.open(QIODevice::WriteOnly));
-        file.write(R"({"app":"A","end":"2026-03-04T09:00:15Z","start":"2026-03-04T09:00:00Z"})" "\n"
+        file.write(R"({"app":"A","end":"2026-03-04T09:00:15Z","start":"2026-03-04T09:00:00Z"})"
+                   "\n"
                    "{\"app\":\"B\",\"end\":\n"
-                   R"({"app":"C","end":"2026-03-04T09:01:15Z","start":"not a date"})" "\n\n"
-                   R"({"app":"D","end":"2026-03-04T09:02:15Z","start":"2026-03-04T09:02:00Z","title":"x"})" "\n");
+                   R"({"app":"C","end":"2026-03-04T09:01:15Z","start":"not a date"})"
+                   "\n\n"
+                   R"({"app":"D","end":"2026-03-04T09:02:15Z","start":"2026-03-04T09:02:00Z","title":"x"})"
+                   "\n");
         file.close();
-        const QList<WorkSpan> spans = WorkdayTracker::load(QStringLiteral("2026-03-04"), m_dir.path());
+        const QList<WorkSpan> spans = WorkdayTracker::load(u"2026-03-04"_s, m_dir.path());
         QCOMPARE(spans.size(), 2);
-        QCOMPARE(spans[0].app, QStringLiteral("A"));
+        QCOMPARE(spans[0].app, u"A"_s);
         QCOMPARE(spans[1].title, Title("x"));
     }
 
@@ -153,50 +177,47 @@ private slots:
         auto t = tracker(at(23, 59, 50));
         t->sample(true, at(23, 59, 50));
         t->sample(true, at(0, 0, 5, 5));
-        QCOMPARE(t->day(), QStringLiteral("2026-03-05"));
+        QCOMPARE(t->day(), u"2026-03-05"_s);
         QCOMPARE(t->spans().size(), 1);
         QCOMPARE(t->spans().first().start, at(0, 0, 5, 5));
-        QCOMPARE(WorkdayTracker::load(QStringLiteral("2026-03-04"), m_dir.path()).size(), 1);
+        QCOMPARE(WorkdayTracker::load(u"2026-03-04"_s, m_dir.path()).size(), 1);
     }
 
-    void pausedOrIdleTakesNoSample_data() {
+    void noSampleIsTaken_data() {
         QTest::addColumn<bool>("paused");
         QTest::addColumn<double>("idle");
-        QTest::newRow("paused") << true << 0.0;
-        QTest::newRow("idle for 300 s") << false << 300.0;
+        QTest::addColumn<bool>("nothingInFront");
+        row("while paused", true, 0.0, false);
+        row("from 300 s of idle on", false, 300.0, false);
+        row("with nothing in front", false, 0.0, true);
     }
-    void pausedOrIdleTakesNoSample() {
+    void noSampleIsTaken() {
         QFETCH(bool, paused);
         QFETCH(double, idle);
+        QFETCH(bool, nothingInFront);
         auto t = tracker(at(10, 0));
-        if (paused)
-            t->setPausedUntil(at(11, 0));
+        if (paused) t->setPausedUntil(at(11, 0));
         m_idle.seconds = idle;
+        if (nothingInFront) m_windowSystem.active.reset();
         t->sample(true, at(10, 0));
+        t->flush();
         QVERIFY(t->spans().isEmpty());
-        QVERIFY(!QFile::exists(WorkdayTracker::file(QStringLiteral("2026-03-04"), m_dir.path())));
-    }
-
-    void nothingInFrontTakesNoSample() {
-        m_windowSystem.active.reset();
-        auto t = tracker(at(10, 0));
-        t->sample(true, at(10, 0));
-        QVERIFY(t->spans().isEmpty());
+        QVERIFY(!QFile::exists(dayFile()));
     }
 
     void aMissingEndpointNeedsAnUpdateUntilASuccess() {
         LocalPlatform platform;
         QVERIFY2(platform.isRunning(), qPrintable(platform.error()));
-        const API home(platform.base() + QStringLiteral("/app/p/brevik"), QStringLiteral("dev-key"),
-                       platform.base() + QStringLiteral("/api/v1/p/brevik"));
+        const API home(platform.base() + u"/app/p/brevik"_s, u"dev-key"_s,
+                       platform.base() + u"/api/v1/p/brevik"_s);
         auto t = tracker(at(10, 0));
         t->sample(true, at(10, 0));
-        QVERIFY(platform.setGeneration(QStringLiteral("old")));
+        QVERIFY(platform.setGeneration(u"old"_s));
         QVERIFY_THROWS_EXCEPTION(APIError, testsupport::await(t->upload(home)));
         QVERIFY(t->needsUpdate());
         QVERIFY(t->lastError().has_value());
         QCOMPARE(t->lastUpload(), std::nullopt);
-        QVERIFY(platform.setGeneration(QStringLiteral("current")));
+        QVERIFY(platform.setGeneration(u"current"_s));
         QCOMPARE(testsupport::await(t->upload(home)), 1);
         QVERIFY(!t->needsUpdate());
         QCOMPARE(t->lastError(), std::nullopt);

@@ -90,3 +90,21 @@ std::int64_t Database::lastInsertId() const {
 int Database::changes() const {
     return sqlite3_changes(m_db);
 }
+
+Transaction::Transaction(Database& db) : m_db(db) {
+    m_db.exec("BEGIN");
+}
+
+Transaction::~Transaction() {
+    if (!m_open) return;
+    try {
+        m_db.exec("ROLLBACK");
+    } catch (const std::exception&) {
+        // SQLite has rolled back by itself already (as after a full disk); nothing is left open.
+    }
+}
+
+void Transaction::commit() {
+    m_db.exec("COMMIT");
+    m_open = false;
+}

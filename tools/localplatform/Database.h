@@ -60,3 +60,19 @@ public:
 private:
     sqlite3* m_db = nullptr;
 };
+
+// BEGIN on construction; ROLLBACK on destruction unless commit() ran, so that a statement that throws halfway
+// leaves neither half its changes nor an open transaction that would refuse the next BEGIN.
+class Transaction {
+public:
+    explicit Transaction(Database& db);
+    ~Transaction();
+    Transaction(const Transaction&) = delete;
+    Transaction& operator=(const Transaction&) = delete;
+
+    void commit();
+
+private:
+    Database& m_db;
+    bool m_open = true;
+};

@@ -67,17 +67,12 @@ void Store::reset() {
 }
 
 void Store::createAndSeed() {
-    m_db.exec("BEGIN");
-    try {
-        m_db.exec(dropAll);
-        m_db.exec(schema);
-        m_db.exec(seed);
-        m_db.exec("PRAGMA user_version = " + std::to_string(schemaVersion));
-        m_db.exec("COMMIT");
-    } catch (...) {
-        m_db.exec("ROLLBACK");
-        throw;
-    }
+    Transaction transaction(m_db);
+    m_db.exec(dropAll);
+    m_db.exec(schema);
+    m_db.exec(seed);
+    m_db.exec("PRAGMA user_version = " + std::to_string(schemaVersion));
+    transaction.commit();
 }
 
 std::optional<Store::Account> Store::findAccount(std::string_view sql, const auto& value) {
@@ -251,26 +246,21 @@ void Store::setCallState(std::int64_t number, const std::string& state) {
 
 std::int64_t Store::moveCall(std::int64_t number, const std::string& scope) {
     const std::lock_guard lock(m_mutex);
-    m_db.exec("BEGIN");
-    try {
-        m_db.prepare("INSERT INTO calls (scope, fields, state, audio_bytes, processing_since) "
-                     "SELECT ?, fields, state, audio_bytes, processing_since FROM calls WHERE number = ?")
-            .bind(scope, number)
-            .run();
-        const std::int64_t moved = m_db.lastInsertId();
-        m_db.prepare("DELETE FROM calls WHERE number = ?").bind(number).run();
-        m_db.exec("COMMIT");
-        return moved;
-    } catch (...) {
-        m_db.exec("ROLLBACK");
-        throw;
-    }
+    Transaction transaction(m_db);
+    m_db.prepare("INSERT INTO calls (scope, fields, state, audio_bytes, processing_since) "
+                 "SELECT ?, fields, state, audio_bytes, processing_since FROM calls WHERE number = ?")
+        .bind(scope, number)
+        .run();
+    const std::int64_t moved = m_db.lastInsertId();
+    m_db.prepare("DELETE FROM calls WHERE number = ?").bind(number).run();
+    transaction.commit();
+    return moved;
 }
 
 Store::DeviceGrant Store::startDevice(const std::string& client, const std::string& name, std::int64_t now,
                                       std::int64_t lifetime) {
     const std::lock_guard lock(m_mutex);
-    m_db.exec("BEGIN");
+    Transaction transaction(m_db);
     m_db.prepare("INSERT INTO devices (client, name, state, expires_at) VALUES (?, ?, ?, ?)")
         .bind(client, name, int(DeviceState::Pending), now + lifetime)
         .run();
@@ -278,7 +268,7 @@ Store::DeviceGrant Store::startDevice(const std::string& client, const std::stri
     m_db.prepare("UPDATE devices SET device_code = ?, user_code = ? WHERE number = ?")
         .bind(DeviceCodes::deviceCode(n), DeviceCodes::userCode(n), n)
         .run();
-    m_db.exec("COMMIT");
+    transaction.commit();
     return {n,
             DeviceCodes::deviceCode(n),
             DeviceCodes::userCode(n),
@@ -310,12 +300,12 @@ bool Store::approveDevice(const std::string& userCode, std::int64_t account) {
     const std::optional<std::int64_t> n = pendingDevice(userCode);
     if (!n) return false;
     const std::string key = DeviceCodes::accountKey(*n);
-    m_db.exec("BEGIN");
+    Transaction transaction(m_db);
     m_db.prepare("INSERT INTO account_keys VALUES (?, ?)").bind(key, account).run();
     m_db.prepare("UPDATE devices SET state = ?, key = ?, account = ? WHERE number = ?")
         .bind(int(DeviceState::Approved), key, account, *n)
         .run();
-    m_db.exec("COMMIT");
+    transaction.commit();
     return true;
 }
 

@@ -4,9 +4,10 @@
 
 #include <QHash>
 #include <QLoggingCategory>
+#include <algorithm>
+#include <array>
 #include <memory>
 #include <pulse/context.h>
-#include <pulse/error.h>
 #include <pulse/introspect.h>
 #include <pulse/mainloop.h>
 #include <pulse/proplist.h>
@@ -15,8 +16,6 @@ Q_LOGGING_CATEGORY(lcPulseUsers, "audio.users")
 
 namespace os {
 namespace {
-
-using Clock = std::chrono::steady_clock;
 
 struct Recorder {
     quint32 source = 0;
@@ -63,14 +62,16 @@ void onSourceOutput(pa_context*, const pa_source_output_info* info, int eol, voi
         return;
     }
     // A corked stream records nothing; a peak-detecting one is a level meter (pavucontrol and the like).
-    if (info->corked || (info->resample_method && qstrcmp(info->resample_method, "peaks") == 0))
-        return;
+    if (info->corked || (info->resample_method && qstrcmp(info->resample_method, "peaks") == 0)) return;
     reading->recorders.append({info->source, property(info->proplist, PA_PROP_APPLICATION_PROCESS_ID).toInt(),
                                property(info->proplist, PA_PROP_APPLICATION_PROCESS_BINARY)});
 }
 
-// One short-lived connection on a private main loop, driven by hand with a deadline.
-class Connection {
+} // namespace
+
+// A connection on a private main loop, driven by hand with a deadline while a question is asked and left
+// alone in between: the daemon sends nothing unasked.
+class PulseAudioSystem::Connection {
 public:
     Connection() : m_loop(pa_mainloop_new(), &pa_mainloop_free) {
         pa_proplist* props = pa_proplist_new();
@@ -89,29 +90,30 @@ public:
     Connection& operator=(const Connection&) = delete;
 
     pa_context* context() const { return m_context; }
+    bool ready() const { return m_context && pa_context_get_state(m_context) == PA_CONTEXT_READY; }
 
-    // Runs the loop until `done` or the deadline; false on the deadline or a broken loop.
+    // Runs the loop until `done`, the deadline or a broken connection; true only for `done`.
     template <class Done> bool runUntil(Done done, Clock::time_point deadline) {
         while (!done()) {
+            if (!PA_CONTEXT_IS_GOOD(pa_context_get_state(m_context))) return false;
             const auto left = std::chrono::duration_cast<std::chrono::microseconds>(deadline - Clock::now());
-            if (left.count() <= 0)
-                return false;
-            if (pa_mainloop_prepare(m_loop.get(), int(left.count())) < 0 || pa_mainloop_poll(m_loop.get()) < 0 ||
-                pa_mainloop_dispatch(m_loop.get()) < 0)
+            if (left.count() <= 0) return false;
+            if (pa_mainloop_prepare(m_loop.get(), int(left.count())) < 0 ||
+                pa_mainloop_poll(m_loop.get()) < 0 || pa_mainloop_dispatch(m_loop.get()) < 0)
                 return false;
         }
         return true;
     }
 
+    // Takes in what arrived since the last question, such as the daemon hanging up.
+    void catchUp() { pa_mainloop_iterate(m_loop.get(), 0, nullptr); }
+
     bool connect(Clock::time_point deadline) {
         // Never start a daemon: no daemon means nobody is recording.
         if (!m_context || pa_context_connect(m_context, nullptr, PA_CONTEXT_NOAUTOSPAWN, nullptr) < 0)
             return false;
-        const auto settled = [this] {
-            const pa_context_state_t state = pa_context_get_state(m_context);
-            return state == PA_CONTEXT_READY || !PA_CONTEXT_IS_GOOD(state);
-        };
-        return runUntil(settled, deadline) && pa_context_get_state(m_context) == PA_CONTEXT_READY;
+        const auto settled = [this] { return pa_context_get_state(m_context) == PA_CONTEXT_READY; };
+        return runUntil(settled, deadline);
     }
 
 private:
@@ -119,45 +121,68 @@ private:
     pa_context* m_context = nullptr;
 };
 
-bool started(pa_operation* operation) {
-    if (!operation)
-        return false;
-    pa_operation_unref(operation);
-    return true;
-}
-
-} // namespace
-
 PulseAudioSystem::PulseAudioSystem(AppIdentities& identities, std::chrono::milliseconds deadline)
     : m_identities(identities), m_deadline(deadline) {}
 
-std::optional<InputState> PulseAudioSystem::inputState() {
-    const Clock::time_point deadline = Clock::now() + m_deadline;
-    // Declared first, so that it outlives the connection and any callback that the disconnect may still run.
-    Reading reading;
-    Connection connection;
-    if (!connection.connect(deadline))
-        return std::nullopt;
+PulseAudioSystem::~PulseAudioSystem() = default;
+
+PulseAudioSystem::Connection* PulseAudioSystem::connection(Clock::time_point deadline) {
+    if (m_connection) {
+        m_connection->catchUp();
+        if (m_connection->ready()) return m_connection.get();
+        m_connection.reset();
+    }
+    auto fresh = std::make_unique<Connection>();
+    if (!fresh->connect(deadline)) return nullptr;
+    m_connection = std::move(fresh);
+    return m_connection.get();
+}
+
+std::optional<InputState> PulseAudioSystem::ask(Connection& connection, Clock::time_point deadline) {
     pa_context* c = connection.context();
+    Reading reading;
     reading.pending = 3;
-    if (!started(pa_context_get_server_info(c, onServerInfo, &reading)) ||
-        !started(pa_context_get_source_info_list(c, onSource, &reading)) ||
-        !started(pa_context_get_source_output_info_list(c, onSourceOutput, &reading))) {
-        qCWarning(lcPulseUsers) << "the sound server refused a question:" << pa_strerror(pa_context_errno(c));
-        return std::nullopt;
+    const std::array<pa_operation*, 3> operations{
+        pa_context_get_server_info(c, onServerInfo, &reading),
+        pa_context_get_source_info_list(c, onSource, &reading),
+        pa_context_get_source_output_info_list(c, onSourceOutput, &reading)};
+    const bool answered = std::find(operations.cbegin(), operations.cend(), nullptr) == operations.cend() &&
+                          connection.runUntil([&reading] { return reading.pending == 0; }, deadline) &&
+                          !reading.failed;
+    for (pa_operation* operation : operations) {
+        if (!operation) continue;
+        // An answer that comes after the deadline must find no callback: `reading` is gone by then.
+        if (pa_operation_get_state(operation) == PA_OPERATION_RUNNING) pa_operation_cancel(operation);
+        pa_operation_unref(operation);
     }
-    if (!connection.runUntil([&reading] { return reading.pending == 0; }, deadline) || reading.failed) {
-        qCWarning(lcPulseUsers) << "the sound server did not answer in" << m_deadline.count() << "ms";
-        return std::nullopt;
-    }
+    if (!answered) return std::nullopt;
     InputState state{reading.defaultSource, {}};
     for (const Recorder& r : std::as_const(reading.recorders)) {
         // A source that has gone between the two lists counts as a monitor: nothing is known of it.
-        if (reading.sourceIsMonitor.value(r.source, true))
-            continue;
+        if (reading.sourceIsMonitor.value(r.source, true)) continue;
         state.clients.append({r.pid, m_identities.identify(r.pid, {}, r.binary).id});
     }
     return state;
+}
+
+std::optional<InputState> PulseAudioSystem::inputState() {
+    const Clock::time_point deadline = Clock::now() + m_deadline;
+    // A connection kept from an earlier question may have died with its daemon: then one fresh try.
+    for (int attempt = 0; attempt < 2; ++attempt) {
+        Connection* c = connection(deadline);
+        if (!c) break;
+        if (std::optional<InputState> state = ask(*c, deadline)) {
+            if (m_failing) qCInfo(lcPulseUsers) << "the sound server answers again";
+            m_failing = false;
+            return state;
+        }
+        m_connection.reset();
+    }
+    if (!m_failing)
+        qCWarning(lcPulseUsers) << "no answer from the sound server within" << m_deadline.count()
+                                << "ms; who records is unknown until it answers";
+    m_failing = true;
+    return std::nullopt;
 }
 
 } // namespace os
