@@ -12,7 +12,10 @@
 
 void AppDelegate::startCallDetector() {
     const qint32 ownPid = qint32(QCoreApplication::applicationPid());
-    m_mic = std::make_unique<MicUsage>(*m_services.audio, ownPid, m_services.identities->identify(ownPid, {}).id);
+    // Our own application id is worked out when the microphone is first asked about, not at launch.
+    m_mic = std::make_unique<MicUsage>(*m_services.audio, ownPid, [identities = m_services.identities.get(), ownPid] {
+        return identities->identify(ownPid, {}).id;
+    });
     m_detector = std::make_unique<CallDetector>(*m_mic, *m_windows);
     const QPointer<AppDelegate> self(this);
     // Nothing records yet, apart from the save of a recovered session.
