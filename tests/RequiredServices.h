@@ -1,5 +1,7 @@
 #pragma once
 
+#include <QProcess>
+#include <QStandardPaths>
 #include <QTest>
 
 // Tests of real services skip when the service is missing on a developer's desktop, and fail under
@@ -12,3 +14,12 @@
             QSKIP(what " is not running");                                                                   \
         }                                                                                                    \
     } while (false)
+
+inline bool soundServerRuns() {
+    return QProcess::execute(QStringLiteral("pactl"), {QStringLiteral("info")}) == 0;
+}
+
+// For the tests that start X servers of their own.
+inline bool xvfbInstalled() {
+    return !QStandardPaths::findExecutable(QStringLiteral("Xvfb")).isEmpty();
+}

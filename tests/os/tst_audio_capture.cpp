@@ -4,15 +4,10 @@
 #include "recording/MonoWriter.h"
 #include "support/Speech.h"
 
-#include <pulse/error.h>
-#include <pulse/simple.h>
-
-#include <QProcess>
 #include <QTemporaryDir>
 #include <QTest>
 #include <atomic>
 #include <cmath>
-#include <numbers>
 
 using os::AudioSource;
 
@@ -20,35 +15,6 @@ Q_DECLARE_METATYPE(os::AudioSource)
 
 namespace {
 constexpr double toneSeconds = 0.5;
-constexpr double toneAmplitude = 0.5;
-
-bool soundServerRuns() {
-    return QProcess::execute(QStringLiteral("pactl"), {QStringLiteral("info")}) == 0;
-}
-
-// Plays a lead of silence and then a tone into `sink`; returns the monotonic time at which the tone's first
-// sample is played.
-double playTone(const char* sink) {
-    pa_simple* player = openPlayback(sink, "tone");
-    int error = 0;
-    std::vector<float> block(480);
-    for (int i = 0; i < 50; ++i)
-        pa_simple_write(player, block.data(), block.size() * sizeof(float), &error);
-    // Everything written so far plays before the next sample: that is when the tone begins.
-    const double startsAt = os::monotonicSeconds() + double(pa_simple_get_latency(player, &error)) / 1e6;
-    for (qint64 frame = 0; frame < qint64(toneSeconds * 48000); frame += qint64(block.size())) {
-        for (size_t i = 0; i < block.size(); ++i)
-            block[i] = float(toneAmplitude *
-                             std::sin(2 * std::numbers::pi * 440 * double(frame + qint64(i)) / 48000));
-        pa_simple_write(player, block.data(), block.size() * sizeof(float), &error);
-    }
-    std::fill(block.begin(), block.end(), 0.0f);
-    for (int i = 0; i < 20; ++i)
-        pa_simple_write(player, block.data(), block.size() * sizeof(float), &error);
-    pa_simple_drain(player, &error);
-    pa_simple_free(player);
-    return startsAt;
-}
 
 // One source recorded into a track, as the recorder does; `at` of the last buffer tells how far it got.
 struct Recording {
@@ -74,7 +40,7 @@ std::optional<double> toneOnset(const MonoWriter& track) {
     qint64 frame = 0;
     while (decoder.next(samples)) {
         for (size_t i = 0; i < samples.size(); ++i)
-            if (std::abs(samples[i]) > toneAmplitude / 2)
+            if (std::abs(samples[i]) > Speech::amplitude / 2)
                 return *track.offset() + double(frame + qint64(i)) / MonoWriter::sampleRate;
         frame += qint64(samples.size());
     }
@@ -108,7 +74,7 @@ private slots:
         capture.start(AudioSource::System, system.receiver());
         capture.start(AudioSource::Mic, mic.receiver());
 
-        const double toneAt = playTone(sink.constData());
+        const double toneAt = Speech(sink.constData()).tone(toneSeconds);
         const double until = toneAt + toneSeconds + 0.2;
         QTRY_VERIFY_WITH_TIMEOUT(system.reached > until && mic.reached > until, 5000);
         capture.stop(AudioSource::System);

@@ -1,5 +1,6 @@
 #include "RequiredServices.h"
 #include "core/ScreenAccess.h"
+#include "os/linux/X11FrameStream.h"
 #include "os/linux/X11ScreenSource.h"
 
 #include <QProcess>
@@ -40,6 +41,7 @@ private slots:
         QCOMPARE(here.image.copy(farFromBoth), there.image.copy(farFromBoth));
     }
 
+    // Without an X server there is no access, and neither a grab nor a recording of the screen starts.
     void noServerIsNoAccess() {
         const QByteArray display = qgetenv("DISPLAY");
         qputenv("DISPLAY", ":9999");
@@ -48,6 +50,13 @@ private slots:
         QVERIFY_THROWS_EXCEPTION(os::ScreenError, screen.grabPrimary());
         qputenv("DISPLAY", display);
         QVERIFY(!works);
+        os::X11FrameStream stream(0.05, 1440, QStringLiteral(":9999"));
+        try {
+            stream.start({[](os::ScreenFrame) {}, [](const QString&) {}});
+            QFAIL("a stream started without a display");
+        } catch (const os::ScreenError& e) {
+            QCOMPARE(QString::fromUtf8(e.what()), QStringLiteral("no display to record"));
+        }
     }
 };
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "os/AudioBuffer.h"
+#include "recording/MonoWriter.h"
 
 #include <QtGlobal>
 #include <cmath>
@@ -17,8 +18,7 @@ inline double sample(qint64 frame, int rate, double amplitude) {
     return amplitude * std::sin(2 * std::numbers::pi * hz * double(frame) / rate);
 }
 
-template <typename T>
-T scaled(double x) {
+template <typename T> T scaled(double x) {
     if constexpr (std::is_floating_point_v<T>)
         return T(x);
     else
@@ -75,5 +75,16 @@ inline Block make(const AudioFormat& format, qint64 first, int frames, double am
 
 inline AudioFormat mono48k() {
     return AudioFormat{SampleType::Float32, 48000, 1, false};
+}
+
+// Writes `seconds` of the tone (of silence at amplitude 0) from `at` on the timeline, in 10 ms buffers of
+// `format` that each carry their own time, as a capture source hands them over.
+inline void write(MonoWriter& writer, double at, double seconds, double amplitude,
+                  const AudioFormat& format = mono48k(), const std::vector<double>& channelGain = {}) {
+    const int perBuffer = format.sampleRate / 100;
+    for (int i = 0; i < int(std::lround(seconds * 100)); ++i) {
+        const Block block = make(format, qint64(i) * perBuffer, perBuffer, amplitude, channelGain);
+        writer.write(block.buffer, at + i * 0.01);
+    }
 }
 } // namespace Tone

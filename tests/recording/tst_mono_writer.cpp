@@ -1,11 +1,8 @@
 #include "Tone.h"
-#include "core/Log.h"
-#include "core/Paths.h"
 #include "recording/LevelReader.h"
 #include "recording/MonoWriter.h"
+#include "support/Files.h"
 
-#include <QFile>
-#include <QFileInfo>
 #include <QTemporaryDir>
 #include <QTest>
 #include <algorithm>
@@ -14,27 +11,6 @@
 Q_DECLARE_METATYPE(AudioFormat)
 Q_DECLARE_METATYPE(std::vector<double>)
 Q_DECLARE_METATYPE(std::optional<double>)
-
-namespace {
-// Writes `seconds` of a sine in 10 ms buffers of `format`, each stamped with its own time from `start`.
-void writeTone(MonoWriter& writer, const AudioFormat& format, double start, double seconds, double amplitude,
-               const std::vector<double>& channelGain = {}) {
-    const int perBuffer = format.sampleRate / 100;
-    const int buffers = int(std::lround(seconds * 100));
-    for (int i = 0; i < buffers; ++i) {
-        const qint64 first = qint64(i) * perBuffer;
-        const Tone::Block block = Tone::make(format, first, perBuffer, amplitude, channelGain);
-        writer.write(block.buffer, start + double(first) / format.sampleRate);
-    }
-}
-
-// The log as it stands; the file outlives the test run.
-QByteArray logBytes() {
-    slogFlush();
-    QFile file(Paths::logFile());
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-} // namespace
 
 class TestMonoWriter : public QObject {
     Q_OBJECT
@@ -117,7 +93,7 @@ private slots:
         QFETCH(double, level);
         QFETCH(int, converters);
         MonoWriter writer(track("formats.m4a"));
-        writeTone(writer, format, 0.0, 1.0, 0.5, channelGain);
+        Tone::write(writer, 0.0, 1.0, 0.5, format, channelGain);
         QCOMPARE(writer.lastError(), std::nullopt);
         QCOMPARE(writer.convertersBuilt(), converters);
         // The resampler holds back a few frames of its filter until the next buffer.
@@ -132,16 +108,16 @@ private slots:
         MonoWriter writer(track("device.m4a"));
         const AudioFormat laptop{SampleType::Float32, 44100, 2, false};
         const AudioFormat headset{SampleType::Int16, 16000, 1, false};
-        writeTone(writer, laptop, 0.0, 0.5, 0.5);
-        writeTone(writer, headset, 0.5, 0.5, 0.5);
-        writeTone(writer, laptop, 1.0, 0.5, 0.5);
+        Tone::write(writer, 0.0, 0.5, 0.5, laptop);
+        Tone::write(writer, 0.5, 0.5, 0.5, headset);
+        Tone::write(writer, 1.0, 0.5, 0.5, laptop);
         QCOMPARE(writer.convertersBuilt(), 3);
         QCOMPARE(writer.lastError(), std::nullopt);
         QVERIFY(std::abs(writer.duration() - 1.5) < 0.01);
     }
 
     void aFailingTrackLogsOnce() {
-        const qsizetype logged = logBytes().size();
+        const testsupport::LogWatch log;
         MonoWriter writer(m_dir.filePath(QStringLiteral("missing/folder/fail.m4a")));
         const Tone::Block block = Tone::make(Tone::mono48k(), 0, 4800, 0.5);
         writer.write(block.buffer, 0.0);
@@ -151,8 +127,7 @@ private slots:
                  qPrintable(*writer.lastError()));
         QCOMPARE(writer.framesWritten(), qint64(0));
         QVERIFY(!writer.hasAudio());
-        const QString added = QString::fromUtf8(logBytes().mid(logged));
-        QCOMPARE(added.count(QStringLiteral("audio write fail.m4a: ") + *writer.lastError()), 1);
+        QCOMPARE(log.text().count(QStringLiteral("audio write fail.m4a: ") + *writer.lastError()), 1);
     }
 
     void unconvertibleFormatIsReported_data() {

@@ -3,7 +3,6 @@
 
 #include <QFile>
 #include <QJsonArray>
-#include <QJsonDocument>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -18,24 +17,16 @@ class TestPayload : public QObject {
 private slots:
     void init() { m_tmp = std::make_unique<QTemporaryDir>(); }
 
-    void anEmptySessionHasEveryKey() {
-        auto s = make();
-        const QJsonObject body = Payload::dictionary(*s, std::nullopt);
-        const QStringList keys = {"title", "started", "ended", "url", "participants", "self", "captions", "speakers",
-                                  "levels", "shots", "pins", "source", "app", "expect_audio", "kind", "ocr", "apps",
-                                  "routed"};
-        QCOMPARE(body.keys().size(), 18);
-        for (const QString& key : keys)
-            QVERIFY2(body.contains(key), qPrintable(key));
+    // The keys the platform requires come from the server's own check in the upload tests; here, what a
+    // session that is still recording and has nothing in it sends.
+    void anEmptySessionStillRecording() {
+        const QJsonObject body = Payload::dictionary(*make(), std::nullopt);
         QVERIFY(body.value("url").isNull());
         QVERIFY(body.value("routed").isNull());
-        QCOMPARE(body.value("shots").toArray().size(), 0);
         QCOMPARE(body.value("self").toString(), QString());
         QCOMPARE(body.value("started").toString(), QStringLiteral("2026-03-04T09:15:02.000Z"));
         QVERIFY(Fmt::parseISO(body.value("ended").toString())); // not ended yet: now
-        QCOMPARE(body.value("kind").toString(), QStringLiteral("session"));
         QCOMPARE(body.value("expect_audio").toBool(), false);
-        QCOMPARE(body.value("source").toString(), QStringLiteral("mac"));
     }
 
     void imagesTravelInsideAndUnreadableOnesAreLeftOut() {
@@ -52,7 +43,8 @@ private slots:
         const QJsonObject body = Payload::dictionary(*s, QStringLiteral("Ada"));
         const QJsonArray shots = body.value("shots").toArray(), pins = body.value("pins").toArray();
         QCOMPARE(shots.size(), 1);
-        QCOMPARE(shots.at(0).toObject().value("jpeg").toString(), QString::fromLatin1(QByteArray("first").toBase64()));
+        QCOMPARE(shots.at(0).toObject().value("jpeg").toString(),
+                 QString::fromLatin1(QByteArray("first").toBase64()));
         QCOMPARE(pins.size(), 2);
         const QJsonObject autoPin = pins.at(0).toObject(), voice = pins.at(1).toObject();
         QCOMPARE(autoPin.value("note").toString(), QStringLiteral("auto \"pin\""));
@@ -63,22 +55,6 @@ private slots:
         QVERIFY(body.value("apps").toArray().at(0).toObject().value("title").isNull());
         QCOMPARE(body.value("routed").toObject().value("auto").toBool(), true);
         QCOMPARE(body.value("self").toString(), QStringLiteral("Ada"));
-    }
-
-    void writtenFileIsTheSameBody() {
-        auto s = make();
-        s->addShot(1, "x");
-        const QString path = Payload::write(*s, std::nullopt);
-        QFile file(path);
-        QVERIFY(file.open(QIODevice::ReadOnly));
-        QJsonParseError error;
-        QJsonObject written = QJsonDocument::fromJson(file.readAll(), &error).object();
-        QCOMPARE(error.error, QJsonParseError::NoError);
-        QJsonObject expected = Payload::dictionary(*s, std::nullopt);
-        // "now" moves between the two.
-        expected.remove("ended");
-        written.remove("ended");
-        QCOMPARE(written, expected);
     }
 };
 

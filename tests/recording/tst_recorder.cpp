@@ -237,16 +237,6 @@ private slots:
         QCOMPARE(session->meta.ocr->first().app, QStringLiteral("Firefox"));
     }
 
-    void theFirstCallAppStays() {
-        Rig rig;
-        rig.recorder->markCall(QStringLiteral("Zoom"));
-        rig.recorder->markCall(QStringLiteral("Microsoft Teams"));
-        const auto session = rig.recorder->stop();
-        QCOMPARE(session->meta.callApp, QStringLiteral("Zoom"));
-        QCOMPARE(session->meta.kind, QStringLiteral("call"));
-        QCOMPARE(session->meta.app, QStringLiteral("Zoom"));
-    }
-
     void aSessionWithNoSoundHasNoAudioFile() {
         Rig rig;
         rig.at(3);

@@ -74,11 +74,6 @@ private slots:
         m.ocr = QList<OcrEntry>{{0, "A", QString(20000, QLatin1Char('x'))}};
         QCOMPARE(Router::text(m).size(), 20000);
     }
-
-    void percentRoundsHalvesAway() {
-        QCOMPARE(result("A", 0.725, {}).percent(), 73);
-        QCOMPARE(result("A", 0.0, {}).percent(), 0);
-    }
 };
 
 QTEST_GUILESS_MAIN(TestRouter)

@@ -1,5 +1,6 @@
 #include "core/Fmt.h"
 #include "recording/Session.h"
+#include "support/Files.h"
 
 #include <QDir>
 #include <QFile>
@@ -7,6 +8,8 @@
 #include <QJsonObject>
 #include <QTemporaryDir>
 #include <QTest>
+
+using testsupport::writeFile;
 
 namespace {
 const QDateTime started(QDate(2026, 3, 4), QTime(9, 15, 2), Qt::UTC);
@@ -51,12 +54,6 @@ QJsonObject minimalRecord() {
     m.started = started;
     return m.toJson().toObject();
 }
-
-void writeFile(const QString& path, const QByteArray& bytes) {
-    QFile file(path);
-    QVERIFY(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
-    file.write(bytes);
-}
 } // namespace
 
 class TestSession : public QObject {
@@ -75,8 +72,7 @@ private slots:
         session->save();
         const auto loaded = Session::load(session->dir);
         QVERIFY(loaded);
-        SessionMeta expected = fullMeta();
-        QCOMPARE(loaded->meta, expected);
+        QCOMPARE(loaded->meta, fullMeta());
     }
 
     void strictDecoding_data() {

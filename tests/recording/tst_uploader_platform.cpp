@@ -139,17 +139,10 @@ private slots:
         QVERIFY(!QFile::exists(session->url(QStringLiteral("payload.json"))));
     }
 
-    void withoutProcessingTheNotesCanStartLater_data() {
-        QTest::addColumn<bool>("keepFiles");
-        QTest::newRow("the folder stays for the notes step") << true;
-    }
     void withoutProcessingTheNotesCanStartLater() {
-        QFETCH(bool, keepFiles);
         const auto session = recorded();
-        upload(session, api(QStringLiteral("brevik")), {false, keepFiles, {}});
+        upload(session, api(QStringLiteral("brevik")), {false, true, {}});
         QCOMPARE(platform().calls()[0][QStringLiteral("state")].toString(), QStringLiteral("uploaded"));
-        QCOMPARE(QDir(session->dir).exists(), keepFiles);
-        if (!keepFiles) return;
         const SessionMeta meta = reloaded(session)->meta;
         QCOMPARE(meta.callId, QStringLiteral("rec:1"));
         QVERIFY(meta.audioUploaded);

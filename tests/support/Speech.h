@@ -12,8 +12,8 @@
 #include <thread>
 #include <vector>
 
-// A playback stream of 48 kHz mono floats into `sink` with a short server buffer (50 ms), so that its latency is
-// small and known.
+// A playback stream of 48 kHz mono floats into `sink` with a short server buffer (50 ms), so that its latency
+// is small and known.
 inline pa_simple* openPlayback(const char* sink, const char* name) {
     const pa_sample_spec spec{PA_SAMPLE_FLOAT32NE, 48000, 1};
     pa_buffer_attr attributes{};
@@ -22,10 +22,9 @@ inline pa_simple* openPlayback(const char* sink, const char* name) {
     attributes.prebuf = uint32_t(-1);
     attributes.minreq = uint32_t(-1);
     int error = 0;
-    pa_simple* stream =
-        pa_simple_new(nullptr, "orvane-test", PA_STREAM_PLAYBACK, sink, name, &spec, nullptr, &attributes, &error);
-    if (!stream)
-        qFatal("no playback into %s: %s", sink, pa_strerror(error));
+    pa_simple* stream = pa_simple_new(nullptr, "orvane-test", PA_STREAM_PLAYBACK, sink, name, &spec, nullptr,
+                                      &attributes, &error);
+    if (!stream) qFatal("no playback into %s: %s", sink, pa_strerror(error));
     return stream;
 }
 
@@ -37,7 +36,8 @@ public:
     static constexpr double amplitude = 0.3;
 
     explicit Speech(const char* sink) : m_stream(openPlayback(sink, "speech")) {
-        // A lead of silence fills the server's buffer, so that the latency read before speaking is the real one.
+        // A lead of silence fills the server's buffer, so that the latency read before speaking is the real
+        // one.
         pause(0.5);
     }
     ~Speech() {
@@ -58,22 +58,29 @@ public:
     // Syllables of a 220 Hz tone, four a second, for `seconds`; returns the monotonic time at which the first
     // is heard.
     double speak(double seconds) {
-        int error = 0;
-        const double heardAt = os::monotonicSeconds() + double(pa_simple_get_latency(m_stream, &error)) / 1e6;
-        std::vector<float> block(blockFrames);
-        for (qint64 frame = 0; frame < qint64(seconds * rate); frame += blockFrames) {
-            for (qint64 i = 0; i < blockFrames; ++i) {
-                const double t = double(frame + i) / rate;
-                block[size_t(i)] = float(amplitude * std::abs(std::sin(std::numbers::pi * 4 * t)) *
-                                         std::sin(2 * std::numbers::pi * 220 * t));
-            }
-            write(block);
-        }
-        return heardAt;
+        return play(seconds, [](double t) {
+            return std::abs(std::sin(std::numbers::pi * 4 * t)) * std::sin(2 * std::numbers::pi * 220 * t);
+        });
+    }
+    // A steady 440 Hz tone, whose start is sharp; returns the monotonic time at which it is heard.
+    double tone(double seconds) {
+        return play(seconds, [](double t) { return std::sin(2 * std::numbers::pi * 440 * t); });
     }
 
 private:
     static constexpr qint64 blockFrames = 480;
+
+    template <typename Wave> double play(double seconds, Wave wave) {
+        int error = 0;
+        const double heardAt = os::monotonicSeconds() + double(pa_simple_get_latency(m_stream, &error)) / 1e6;
+        std::vector<float> block(blockFrames);
+        for (qint64 frame = 0; frame < qint64(seconds * rate); frame += blockFrames) {
+            for (qint64 i = 0; i < blockFrames; ++i)
+                block[size_t(i)] = float(amplitude * wave(double(frame + i) / rate));
+            write(block);
+        }
+        return heardAt;
+    }
 
     void write(const std::vector<float>& block) {
         int error = 0;
