@@ -16,8 +16,7 @@ private slots:
         for (int i = 0; i < 1000; ++i)
             queue.async([&, i] {
                 seen.push_back(i);
-                if (std::this_thread::get_id() == caller)
-                    onCaller = true;
+                if (std::this_thread::get_id() == caller) onCaller = true;
             });
         queue.sync([] {});
         QCOMPARE(int(seen.size()), 1000);
@@ -31,17 +30,6 @@ private slots:
         queue.sync([&] { queue.sync([&] { inner = queue.isCurrent(); }); });
         QVERIFY(inner);
         QVERIFY(!queue.isCurrent());
-    }
-
-    void destructionRunsWhatIsQueued() {
-        std::atomic<int> ran = 0;
-        {
-            SerialQueue queue(QStringLiteral("test.drain"));
-            queue.async([] { std::this_thread::sleep_for(std::chrono::milliseconds(50)); });
-            for (int i = 0; i < 10; ++i)
-                queue.async([&] { ++ran; });
-        }
-        QCOMPARE(ran.load(), 10);
     }
 
     void timedJobsRunInTheOrderTheyFallDue() {
