@@ -3,6 +3,7 @@
 #include "os/SecretStore.h"
 
 #include <QJsonObject>
+#include <optional>
 
 namespace os {
 
@@ -11,14 +12,16 @@ class FileSecretStore final : public SecretStore {
 public:
     explicit FileSecretStore(QString path);
 
-    std::optional<QByteArray> find(const QString& service, const QString& account) override;
-    int put(const QString& service, const QString& account, const QString& label, const QByteArray& secret) override;
+    SecretLookup find(const QString& service, const QString& account) override;
+    int put(const QString& service, const QString& account, const QString& label,
+            const QByteArray& secret) override;
     bool remove(const QString& service, const QString& account) override;
 
     const QString& path() const { return m_path; }
 
 private:
-    QJsonObject load() const;
+    // Nothing when the file is there but does not read: it is then left as it is, never overwritten.
+    std::optional<QJsonObject> load() const;
     bool save(const QJsonObject& all) const;
 
     QString m_path;

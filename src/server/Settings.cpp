@@ -14,16 +14,18 @@
 namespace {
 
 QString configDir() {
-    return QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation) + QStringLiteral("/Orvane");
+    return QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation) +
+           QStringLiteral("/Orvane");
 }
 
-void unreadable(const QString& key) { slog(QStringLiteral("settings: %1 unreadable, using the default").arg(key)); }
+void unreadable(const QString& key) {
+    slog(QStringLiteral("settings: %1 unreadable, using the default").arg(key));
+}
 
 // INI keeps every value as text: a value of the wrong type reads as absent, never as a guess.
 std::optional<QString> readString(const QSettings& d, const QString& key) {
     const QVariant v = d.value(key);
-    if (!v.isValid())
-        return std::nullopt;
+    if (!v.isValid()) return std::nullopt;
     if (v.typeId() != QMetaType::QString) {
         unreadable(key);
         return std::nullopt;
@@ -33,23 +35,18 @@ std::optional<QString> readString(const QSettings& d, const QString& key) {
 
 bool readBool(const QSettings& d, const QString& key, bool fallback) {
     const QVariant v = d.value(key);
-    if (!v.isValid())
-        return fallback;
-    if (v.typeId() == QMetaType::Bool)
-        return v.toBool();
+    if (!v.isValid()) return fallback;
+    if (v.typeId() == QMetaType::Bool) return v.toBool();
     const QString text = v.typeId() == QMetaType::QString ? v.toString() : QString();
-    if (text == QLatin1String("true"))
-        return true;
-    if (text == QLatin1String("false"))
-        return false;
+    if (text == QLatin1String("true")) return true;
+    if (text == QLatin1String("false")) return false;
     unreadable(key);
     return fallback;
 }
 
 int readInt(const QSettings& d, const QString& key, int fallback) {
     const QVariant v = d.value(key);
-    if (!v.isValid())
-        return fallback;
+    if (!v.isValid()) return fallback;
     bool ok = false;
     const int value = v.typeId() == QMetaType::Int ? v.toInt(&ok) : v.toString().toInt(&ok);
     if (!ok) {
@@ -67,8 +64,7 @@ QByteArray compact(const QJsonValue& value) {
 // A JSON value stored as compact text; nothing when absent or when it does not decode.
 template <class T> std::optional<T> readJson(const QSettings& d, const QString& key) {
     const std::optional<QString> text = readString(d, key);
-    if (!text)
-        return std::nullopt;
+    if (!text) return std::nullopt;
     QJsonParseError error;
     const QJsonDocument doc = QJsonDocument::fromJson(text->toUtf8(), &error);
     try {
@@ -80,7 +76,9 @@ template <class T> std::optional<T> readJson(const QSettings& d, const QString& 
     return std::nullopt;
 }
 
-QString uuidText(const QUuid& id) { return id.toString(QUuid::WithoutBraces).toUpper(); }
+QString uuidText(const QUuid& id) {
+    return id.toString(QUuid::WithoutBraces).toUpper();
+}
 
 } // namespace
 
@@ -110,6 +108,17 @@ QString Settings::defaultsPath(const QString& suite) {
 Settings::Settings(QSettings& defaults, Keychain& keychain, QObject* parent)
     : QObject(parent), m_d(defaults), m_keychain(keychain) {
     load();
+    // Keys arrive after the start, whenever the secret store answers: until then the account reads as signed
+    // out.
+    connect(&m_keychain, &Keychain::changed, this, &Settings::changed);
+    loadKeys();
+}
+
+void Settings::loadKeys() {
+    QStringList accounts{Keychain::accountItem};
+    for (const Workspace& w : std::as_const(m_workspaces))
+        accounts.append(uuidText(w.id));
+    m_keychain.load(accounts);
 }
 
 void Settings::load() {
@@ -147,8 +156,9 @@ void Settings::load() {
     m_wrapMinute = readInt(m_d, "wrapMinute", 1080);
 
     // 2. A valid active workspace.
-    const bool activeKnown = m_activeID && std::any_of(m_workspaces.begin(), m_workspaces.end(),
-                                                       [&](const Workspace& w) { return w.id == *m_activeID; });
+    const bool activeKnown =
+        m_activeID && std::any_of(m_workspaces.begin(), m_workspaces.end(),
+                                  [&](const Workspace& w) { return w.id == *m_activeID; });
     if (!activeKnown) {
         m_activeID = m_workspaces.isEmpty() ? std::nullopt : std::optional<QUuid>(m_workspaces.first().id);
         writeOptional("active", m_activeID ? std::optional<QString>(uuidText(*m_activeID)) : std::nullopt);
@@ -159,8 +169,7 @@ void Settings::load() {
     const QString prefix = m_platformBase + QStringLiteral("/app/p/");
     QList<Workspace> kept;
     for (Workspace p : std::as_const(m_projects)) {
-        if (!withoutTrailingSlashes(p.server).startsWith(prefix))
-            continue;
+        if (!withoutTrailingSlashes(p.server).startsWith(prefix)) continue;
         if (p.slug && !p.apiRoot)
             p.apiRoot = m_platformBase + QStringLiteral("/api/v1/p/") + urlComponent(*p.slug);
         kept.append(p);
@@ -183,56 +192,54 @@ void Settings::writeOptional(const char* key, const std::optional<QString>& valu
     write(key, value ? QVariant(*value) : QVariant());
 }
 
-void Settings::saveProjects() { write("projects", QString::fromUtf8(compact(Json::encode(m_projects)))); }
+void Settings::saveProjects() {
+    write("projects", QString::fromUtf8(compact(Json::encode(m_projects))));
+}
 
-void Settings::saveWorkspaces() { write("workspaces", QString::fromUtf8(compact(Json::encode(m_workspaces)))); }
+void Settings::saveWorkspaces() {
+    write("workspaces", QString::fromUtf8(compact(Json::encode(m_workspaces))));
+}
 
 void Settings::setPlatformBase(const QString& base) {
     const QString cleaned = Platform::clean(base);
-    if (cleaned == m_platformBase)
-        return;
+    if (cleaned == m_platformBase) return;
     m_platformBase = cleaned;
     write("platformBase", cleaned);
 }
 
 void Settings::setAccountError(const std::optional<QString>& error) {
-    if (error == m_accountError)
-        return;
+    if (error == m_accountError) return;
     m_accountError = error;
     emit changed();
 }
 
 void Settings::setWorkdaySlug(const std::optional<QString>& slug) {
-    if (slug == m_workdaySlug)
-        return;
+    if (slug == m_workdaySlug) return;
     m_workdaySlug = slug;
     writeOptional("workdaySlug", slug);
 }
 
 void Settings::setLastFiled(const std::optional<FiledRef>& filed) {
-    if (filed == m_lastFiled)
-        return;
+    if (filed == m_lastFiled) return;
     m_lastFiled = filed;
     write("lastFiled", filed ? QVariant(QString::fromUtf8(compact(filed->toJson()))) : QVariant());
 }
 
 void Settings::setWorkspaces(const QList<Workspace>& list) {
-    if (list == m_workspaces)
-        return;
+    if (list == m_workspaces) return;
     m_workspaces = list;
+    loadKeys();
     saveWorkspaces();
 }
 
 void Settings::setActiveID(const std::optional<QUuid>& id) {
-    if (id == m_activeID)
-        return;
+    if (id == m_activeID) return;
     m_activeID = id;
     writeOptional("active", id ? std::optional<QString>(uuidText(*id)) : std::nullopt);
 }
 
 void Settings::setNames(const QMap<QString, QString>& names) {
-    if (names == m_names)
-        return;
+    if (names == m_names) return;
     m_names = names;
     QJsonObject o;
     for (auto it = names.begin(); it != names.end(); ++it)
@@ -243,16 +250,15 @@ void Settings::setNames(const QMap<QString, QString>& names) {
 // --- Account
 
 QString Settings::accountKey() const {
-    if (!m_accountKeyCache)
-        m_accountKeyCache = m_keychain.get(Keychain::accountItem).value_or(QString());
-    return *m_accountKeyCache;
+    return m_keychain.get(Keychain::accountItem).value_or(QString());
 }
 
-bool Settings::signedIn() const { return !accountKey().isEmpty() && m_accountEmail.has_value(); }
+bool Settings::signedIn() const {
+    return !accountKey().isEmpty() && m_accountEmail.has_value();
+}
 
 void Settings::signIn(const QString& key, const QString& email, const std::optional<QString>& name) {
     m_keychain.set(Keychain::accountItem, key, Keychain::accountLabel);
-    m_accountKeyCache = key;
     m_accountEmail = email;
     writeOptional("accountEmail", email);
     m_accountName = name;
@@ -282,7 +288,6 @@ void Settings::apply(const AccountInfo& account, const QList<Workspace>& project
 
 void Settings::signOut() {
     m_keychain.remove(Keychain::accountItem);
-    m_accountKeyCache = QString();
     m_accountEmail.reset();
     writeOptional("accountEmail", std::nullopt);
     m_accountName.reset();
@@ -297,98 +302,83 @@ void Settings::signOut() {
     setAccountError(std::nullopt);
 }
 
-bool Settings::projectMode() const { return signedIn() && !m_projects.isEmpty(); }
+bool Settings::projectMode() const {
+    return signedIn() && !m_projects.isEmpty();
+}
 
 bool Settings::showLegacy() const {
-    if (!readBool(m_d, "legacyServers", true))
-        return false;
+    if (!readBool(m_d, "legacyServers", true)) return false;
     return !signedIn() || m_projects.isEmpty();
 }
 
 // --- Destinations
 
 QList<Workspace> Settings::targets() const {
-    if (projectMode())
-        return m_projects;
-    if (showLegacy())
-        return m_workspaces;
+    if (projectMode()) return m_projects;
+    if (showLegacy()) return m_workspaces;
     return {};
 }
 
 std::optional<Workspace> Settings::workspace(const std::optional<QUuid>& id) const {
-    if (!id)
-        return std::nullopt;
+    if (!id) return std::nullopt;
     for (const Workspace& w : targets())
-        if (w.id == *id)
-            return w;
+        if (w.id == *id) return w;
     return std::nullopt;
 }
 
 QList<std::pair<Workspace, API>> Settings::connected() const {
     QList<std::pair<Workspace, API>> out;
     for (const Workspace& w : targets())
-        if (auto a = api(w))
-            out.append({w, *a});
+        if (auto a = api(w)) out.append({w, *a});
     return out;
 }
 
 std::optional<Workspace> Settings::home() const {
     if (projectMode()) {
         for (const Workspace& p : m_projects)
-            if (m_workdaySlug && p.slug == m_workdaySlug)
-                return p;
+            if (m_workdaySlug && p.slug == m_workdaySlug) return p;
         return m_projects.first();
     }
     const auto reachable = connected();
     if (!reachable.isEmpty()) {
         for (const auto& [w, a] : reachable)
-            if (m_activeID && w.id == *m_activeID)
-                return w;
+            if (m_activeID && w.id == *m_activeID) return w;
         return reachable.first().first;
     }
     if (showLegacy() && !m_workspaces.isEmpty()) {
         for (const Workspace& w : m_workspaces)
-            if (m_activeID && w.id == *m_activeID)
-                return w;
+            if (m_activeID && w.id == *m_activeID) return w;
         return m_workspaces.first();
     }
     return std::nullopt;
 }
 
 std::optional<API> Settings::api(const std::optional<Workspace>& workspace) const {
-    if (!workspace)
-        return std::nullopt;
+    if (!workspace) return std::nullopt;
     const QUrl url(workspace->base(), QUrl::StrictMode);
-    if (!url.isValid() || url.host().isEmpty())
-        return std::nullopt;
+    if (!url.isValid() || url.host().isEmpty()) return std::nullopt;
     const QString k = key(*workspace);
-    if (k.isEmpty() && (workspace->isProject() || !workspace->isLocal()))
-        return std::nullopt;
+    if (k.isEmpty() && (workspace->isProject() || !workspace->isLocal())) return std::nullopt;
     return API(workspace->base(), k, workspace->apiRoot);
 }
 
 std::optional<API> Settings::personalAPI() const {
-    if (!signedIn())
-        return std::nullopt;
+    if (!signedIn()) return std::nullopt;
     return API(m_platformBase + QStringLiteral("/app"), accountKey(),
                m_personalRoot.value_or(m_platformBase + QStringLiteral("/api/v1/personal")));
 }
 
 std::optional<API> Settings::api(const QString& dest) const {
-    if (dest == FiledRef::personal)
-        return personalAPI();
+    if (dest == FiledRef::personal) return personalAPI();
     for (const Workspace& p : m_projects)
-        if (p.slug == dest)
-            return api(p);
+        if (p.slug == dest) return api(p);
     return std::nullopt;
 }
 
 QString Settings::destName(const QString& dest) const {
-    if (dest == FiledRef::personal)
-        return QStringLiteral("Personal");
+    if (dest == FiledRef::personal) return QStringLiteral("Personal");
     for (const Workspace& p : m_projects)
-        if (p.slug == dest)
-            return p.name;
+        if (p.slug == dest) return p.name;
     return dest;
 }
 
@@ -396,43 +386,31 @@ std::optional<QUrl> Settings::link(const QString& dest, const QString& call) con
     if (dest == FiledRef::personal)
         return QUrl(m_platformBase + QStringLiteral("/app/r/") + urlComponent(call));
     for (const Workspace& p : m_projects)
-        if (p.slug == dest)
-            return QUrl(p.base() + QStringLiteral("/#/library/call/") + urlComponent(call));
+        if (p.slug == dest) return QUrl(p.base() + QStringLiteral("/#/library/call/") + urlComponent(call));
     return std::nullopt;
 }
 
 std::optional<QUrl> Settings::boardURL() const {
-    if (signedIn())
-        return QUrl(m_platformBase + QStringLiteral("/app"));
-    if (auto h = home())
-        return QUrl(h->base() + QStringLiteral("/#/board"));
+    if (signedIn()) return QUrl(m_platformBase + QStringLiteral("/app"));
+    if (auto h = home()) return QUrl(h->base() + QStringLiteral("/#/board"));
     return std::nullopt;
 }
 
 QString Settings::key(const Workspace& workspace) const {
-    if (workspace.isProject())
-        return accountKey();
-    if (auto it = m_keyCache.constFind(workspace.id); it != m_keyCache.constEnd())
-        return *it;
-    const QString k = m_keychain.get(uuidText(workspace.id)).value_or(QString());
-    m_keyCache.insert(workspace.id, k);
-    return k;
+    if (workspace.isProject()) return accountKey();
+    return m_keychain.get(uuidText(workspace.id)).value_or(QString());
 }
 
 void Settings::setKey(const QString& newKey, const Workspace& workspace) {
-    if (workspace.isProject())
-        return;
+    if (workspace.isProject()) return;
     const QString k = trimmed(newKey);
-    if (k == key(workspace))
-        return;
-    m_keyCache.insert(workspace.id, k);
+    if (k == key(workspace)) return;
     m_keychain.set(uuidText(workspace.id), k);
     emit changed();
 }
 
 void Settings::remove(const Workspace& workspace) {
     m_keychain.remove(uuidText(workspace.id));
-    m_keyCache.remove(workspace.id);
     QList<Workspace> rest = m_workspaces;
     rest.removeIf([&](const Workspace& w) { return w.id == workspace.id; });
     setWorkspaces(rest);
@@ -441,16 +419,15 @@ void Settings::remove(const Workspace& workspace) {
 }
 
 std::optional<QString> Settings::myName(const std::optional<Workspace>& workspace) const {
-    if (!workspace)
-        return std::nullopt;
-    if (auto it = m_names.constFind(uuidText(workspace->id)); it != m_names.constEnd())
-        return *it;
-    if (workspace->isProject())
-        return m_accountName;
+    if (!workspace) return std::nullopt;
+    if (auto it = m_names.constFind(uuidText(workspace->id)); it != m_names.constEnd()) return *it;
+    if (workspace->isProject()) return m_accountName;
     return std::nullopt;
 }
 
-bool Settings::hasName(const Workspace& workspace) const { return m_names.contains(uuidText(workspace.id)); }
+bool Settings::hasName(const Workspace& workspace) const {
+    return m_names.contains(uuidText(workspace.id));
+}
 
 void Settings::setName(const Workspace& workspace, const QString& name) {
     QMap<QString, QString> names = m_names;
@@ -460,17 +437,14 @@ void Settings::setName(const Workspace& workspace, const QString& name) {
 
 QDateTime Settings::date(int fromMinute, const QDate& day) {
     const QTime wanted(fromMinute / 60, fromMinute % 60);
-    if (!wanted.isValid())
-        return QDateTime::currentDateTime();
+    if (!wanted.isValid()) return QDateTime::currentDateTime();
     QDateTime at(day, wanted);
-    if (!at.isValid())
-        return QDateTime::currentDateTime();
+    if (!at.isValid()) return QDateTime::currentDateTime();
     if (at.time() != wanted) {
         // The clock skipped this time: take the first valid time after the change.
         const QTimeZone zone = QTimeZone::systemTimeZone();
         const auto change = zone.previousTransition(at.addSecs(1));
-        if (change.atUtc.isValid())
-            return change.atUtc.toLocalTime();
+        if (change.atUtc.isValid()) return change.atUtc.toLocalTime();
     }
     return at;
 }

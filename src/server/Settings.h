@@ -7,7 +7,6 @@
 #include "server/AccountInfo.h"
 
 #include <QDateTime>
-#include <QHash>
 #include <QList>
 #include <QMap>
 #include <QObject>
@@ -16,7 +15,8 @@
 #include <utility>
 
 // What the program remembers between runs, and which destinations exist now with which key.
-// Every persisted value is written back at once; `changed` tells the views to redraw.
+// Every persisted value is written back at once; `changed` tells the views to redraw, also when keys arrive
+// from the secret store after the start.
 class Settings : public QObject {
     Q_OBJECT
 public:
@@ -117,9 +117,10 @@ signals:
 
 private:
     void load();
+    // Asks the keychain for the account key and the key of every legacy workspace.
+    void loadKeys();
     template <class T> void assign(T& field, const T& value, const char* key) {
-        if (field == value)
-            return;
+        if (field == value) return;
         field = value;
         write(key, QVariant::fromValue(value));
     }
@@ -129,9 +130,7 @@ private:
     void saveWorkspaces();
 
     QSettings& m_d;
-    Keychain& m_keychain;
-    mutable QHash<QUuid, QString> m_keyCache;
-    mutable std::optional<QString> m_accountKeyCache;
+    Keychain& m_keychain; // holds the keys loaded so far
 
     QString m_platformBase;
     std::optional<QString> m_accountEmail;

@@ -15,8 +15,7 @@ bool SignIn::busy() const {
 }
 
 std::optional<QString> SignIn::code() const {
-    if (const auto* waiting = std::get_if<Waiting>(&m_phase))
-        return waiting->code;
+    if (const auto* waiting = std::get_if<Waiting>(&m_phase)) return waiting->code;
     return std::nullopt;
 }
 
@@ -26,26 +25,32 @@ void SignIn::enter(Phase phase) {
 }
 
 void SignIn::begin(Settings& settings) {
-    if (busy())
-        return;
+    if (busy()) return;
     enter(Starting{});
     m_cancelled = std::make_shared<bool>(false);
     run(settings.platformBase(), &settings, m_cancelled);
 }
 
 void SignIn::reopen() {
-    if (const auto* waiting = std::get_if<Waiting>(&m_phase))
-        m_openBrowser(waiting->url);
+    if (const auto* waiting = std::get_if<Waiting>(&m_phase)) m_openBrowser(waiting->url);
 }
 
 void SignIn::cancel() {
-    if (m_cancelled)
-        *m_cancelled = true;
+    if (m_cancelled) *m_cancelled = true;
     m_cancelled.reset();
     enter(Idle{});
 }
 
-void SignIn::preview(const Phase& phase) { enter(phase); }
+void SignIn::preview(const Phase& phase) {
+    enter(phase);
+}
+
+namespace {
+QString unreachable(const QString& base, const QString& description) {
+    const QString host = QUrl(base).host();
+    return QStringLiteral("Couldn\u2019t reach %1: %2").arg(host.isEmpty() ? base : host, description);
+}
+} // namespace
 
 QCoro::Task<> SignIn::run(QString base, Settings* settings, CancelFlag cancelled) {
     const QPointer<SignIn> self(this);
@@ -71,21 +76,20 @@ QCoro::Task<> SignIn::run(QString base, Settings* settings, CancelFlag cancelled
     } catch (const SignInError& e) {
         failure = e.message;
     } catch (const APIError& e) {
-        const QString host = QUrl(base).host();
-        failure = QStringLiteral("Couldn\u2019t reach %1: %2").arg(host.isEmpty() ? base : host, e.errorDescription());
+        failure = unreachable(base, e.errorDescription());
+    } catch (const std::exception& e) {
+        // Any other failure must still end the flow, or the phase would stay busy and refuse every new begin.
+        failure = unreachable(base, QString::fromLocal8Bit(e.what()));
     }
-    if (!self || *cancelled)
-        co_return;
+    if (!self || *cancelled) co_return;
     if (failure) {
         self->enter(Failed{*failure});
         co_return;
     }
     self->enter(Finishing{});
-    if (store)
-        store->signIn(account->key, account->email, account->name);
+    if (store) store->signIn(account->key, account->email, account->name);
     slog(QStringLiteral("sign-in: signed in as ") + account->email);
     self->m_cancelled.reset();
     self->enter(Idle{});
-    if (self->onSignedIn)
-        self->onSignedIn();
+    if (self->onSignedIn) self->onSignedIn();
 }

@@ -2,7 +2,6 @@
 
 #include <QTest>
 #include <atomic>
-#include <future>
 #include <mutex>
 #include <vector>
 
@@ -31,20 +30,6 @@ private slots:
         queue.sync([&] { queue.sync([&] { inner = queue.isCurrent(); }); });
         QVERIFY(inner);
         QVERIFY(!queue.isCurrent());
-    }
-
-    void destructionRunsWhatIsQueued() {
-        std::atomic<int> ran = 0;
-        std::promise<void> queued;
-        {
-            SerialQueue queue(QStringLiteral("test.drain"));
-            // The first job holds the queue until the others wait behind it.
-            queue.async([done = queued.get_future().share()] { done.wait(); });
-            for (int i = 0; i < 10; ++i)
-                queue.async([&] { ++ran; });
-            queued.set_value();
-        }
-        QCOMPARE(ran.load(), 10);
     }
 
     void timedJobsRunInTheOrderTheyFallDue() {

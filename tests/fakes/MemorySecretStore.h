@@ -4,36 +4,68 @@
 
 #include <QHash>
 #include <QPair>
+#include <mutex>
 
-// Secrets in memory, for tests of the logic above the store; `failPuts` makes every write fail.
+// Secrets in memory, for tests of the logic above the store. The keychain calls it from its own thread, so
+// every access takes the lock. A locked store reads nothing and fails every write until `unlock`.
 class MemorySecretStore final : public os::SecretStore {
 public:
     struct Item {
         QString label;
         QByteArray secret;
+        bool operator==(const Item&) const = default;
     };
+    static constexpr int lockedStatus = -25308;
 
-    std::optional<QByteArray> find(const QString& service, const QString& account) override {
-        const auto it = items.constFind({service, account});
-        if (it == items.cend())
-            return std::nullopt;
-        return it->secret;
+    os::SecretLookup find(const QString& service, const QString& account) override {
+        const std::lock_guard lock(m_mutex);
+        if (m_locked) return {os::SecretLookup::Unreadable, {}};
+        const auto it = m_items.constFind({service, account});
+        if (it == m_items.cend()) return {os::SecretLookup::Missing, {}};
+        return {os::SecretLookup::Found, it->secret};
     }
-    int put(const QString& service, const QString& account, const QString& label, const QByteArray& secret) override {
-        if (failPuts)
-            return -25308;
-        auto it = items.find({service, account});
-        if (it != items.end())
+    int put(const QString& service, const QString& account, const QString& label,
+            const QByteArray& secret) override {
+        const std::lock_guard lock(m_mutex);
+        if (m_locked) return lockedStatus;
+        auto it = m_items.find({service, account});
+        if (it != m_items.end())
             it->secret = secret;
         else
-            items.insert({service, account}, {label, secret});
+            m_items.insert({service, account}, {label, secret});
         return 0;
     }
     bool remove(const QString& service, const QString& account) override {
-        items.remove({service, account});
-        return true;
+        const std::lock_guard lock(m_mutex);
+        if (!m_locked) m_items.remove({service, account});
+        return !m_locked;
+    }
+    void watchUnlock(std::function<void()> unlocked) override { m_unlocked = std::move(unlocked); }
+
+    std::optional<Item> item(const QString& service, const QString& account) const {
+        const std::lock_guard lock(m_mutex);
+        const auto it = m_items.constFind({service, account});
+        return it == m_items.cend() ? std::nullopt : std::optional<Item>(*it);
+    }
+    void insert(const QString& service, const QString& account, const Item& item) {
+        const std::lock_guard lock(m_mutex);
+        m_items.insert({service, account}, item);
+    }
+    void lock() {
+        const std::lock_guard lock(m_mutex);
+        m_locked = true;
+    }
+    void unlock() {
+        {
+            const std::lock_guard lock(m_mutex);
+            m_locked = false;
+        }
+        if (m_unlocked) m_unlocked();
     }
 
-    QHash<QPair<QString, QString>, Item> items;
-    bool failPuts = false;
+private:
+    mutable std::mutex m_mutex;
+    QHash<QPair<QString, QString>, Item> m_items;
+    bool m_locked = false;
+    std::function<void()> m_unlocked;
 };

@@ -1,28 +1,21 @@
 #include "os/linux/Backends.h"
 
-#include "os/FileSecretStore.h"
 #include "os/linux/FreedesktopNotifications.h"
 #include "os/linux/LibsecretStore.h"
-#include "os/linux/PulseAudioSystem.h"
 #include "os/linux/PulseAudioCapture.h"
+#include "os/linux/PulseAudioSystem.h"
 #include "os/linux/TesseractRecognizer.h"
 #include "os/linux/X11FrameStream.h"
 #include "os/linux/X11IdleSource.h"
 #include "os/linux/X11ScreenSource.h"
 #include "os/linux/X11WindowSystem.h"
 
-#include <QLoggingCategory>
-
-Q_LOGGING_CATEGORY(lcBackends, "backends")
-
 namespace os::linux_backends {
 
 std::unique_ptr<SecretStore> makeSecretStore(const QString& fallbackPath) {
-    if (LibsecretStore::available())
-        return std::make_unique<LibsecretStore>();
-    // A server without a desktop has no keyring: keys stay usable, in a file only this user can read.
-    qCWarning(lcBackends).noquote() << "no Secret Service on the session bus; keys are kept in" << fallbackPath;
-    return std::make_unique<FileSecretStore>(fallbackPath);
+    // A server without a desktop has no keyring: keys stay usable, in a file only this user can read. Which
+    // of the two answers is found out off the main thread, where a dead daemon cannot hold up the start.
+    return std::make_unique<LibsecretStore>(fallbackPath);
 }
 
 std::unique_ptr<ScreenSource> makeScreenSource() {
@@ -35,7 +28,9 @@ std::unique_ptr<FrameStream> makeFrameStream() {
     return std::make_unique<X11FrameStream>();
 }
 
-std::unique_ptr<IdleSource> makeIdleSource() { return std::make_unique<X11IdleSource>(); }
+std::unique_ptr<IdleSource> makeIdleSource() {
+    return std::make_unique<X11IdleSource>();
+}
 
 std::unique_ptr<AudioSystem> makeAudioSystem(AppIdentities& identities) {
     // PipeWire desktops serve the same protocol through pipewire-pulse.
@@ -46,7 +41,9 @@ std::unique_ptr<WindowSystem> makeWindowSystem(AppIdentities& identities) {
     // X11 only so far; under Wayland no client may list other programs' windows.
     return std::make_unique<X11WindowSystem>(identities);
 }
-std::unique_ptr<TextRecognizer> makeTextRecognizer() { return std::make_unique<TesseractRecognizer>(); }
+std::unique_ptr<TextRecognizer> makeTextRecognizer() {
+    return std::make_unique<TesseractRecognizer>();
+}
 
 std::unique_ptr<Notifications> makeNotifications() {
     // Every Linux desktop (GNOME, Plasma, XFCE, dunst, mako) speaks the freedesktop protocol, Wayland or not.
