@@ -42,8 +42,7 @@ std::vector<double> clicks(const MonoWriter& track) {
     qint64 quietSince = 0;
     while (decoder.next(samples)) {
         for (size_t i = 0; i < samples.size(); ++i, ++frame) {
-            if (std::abs(samples[i]) < 0.1f)
-                continue;
+            if (std::abs(samples[i]) < 0.1f) continue;
             if (frame - quietSince > MonoWriter::sampleRate * 3 / 10)
                 found.push_back(*track.offset() + double(frame) / MonoWriter::sampleRate);
             quietSince = frame;
@@ -85,14 +84,12 @@ int main(int argc, char** argv) {
     const std::vector<double> a = clicks(system.writer);
     const std::vector<double> b = clicks(mic.writer);
     std::printf("drift: %zu clicks on the system track, %zu on the mic track\n", a.size(), b.size());
-    if (a.empty() || b.empty())
-        return 1;
+    if (a.empty() || b.empty()) return 1;
     // Each click on the system track against the nearest on the mic track.
     const auto apart = [&](double t) {
         double best = 1e9;
         for (double u : b)
-            if (std::abs(u - t) < std::abs(best))
-                best = u - t;
+            if (std::abs(u - t) < std::abs(best)) best = u - t;
         return best;
     };
     std::printf("mic minus system: first click %+.1f ms, last click %+.1f ms, %.1f s apart\n",

@@ -1,11 +1,12 @@
-// One frame of a recording's stream (X11FrameCamera::take) on a desktop of ten windows of another client, with two
-// windows of ours painted out and with none mapped; the plain grab of the same screen (X11ScreenSource) is the
-// reference. Run by bench/frame-stream.sh, which starts a private Xvfb at 1440x900 with openbox and passes the
-// server's pid in XVFB_PID, so the server's own CPU time per frame is counted too (`server_ms`).
+// One frame of a recording's stream (X11FrameCamera::take) on a desktop of ten windows of another client,
+// with two windows of ours painted out and with none mapped; the plain grab of the same screen
+// (X11ScreenSource) is the reference. Run by bench/frame-stream.sh, which starts a private Xvfb at 1440x900
+// with openbox and passes the server's pid in XVFB_PID, so the server's own CPU time per frame is counted too
+// (`server_ms`).
 
-#include "support/Swatch.h"
 #include "os/linux/X11FrameCamera.h"
 #include "os/linux/X11ScreenSource.h"
+#include "support/Swatch.h"
 
 #include <QFile>
 #include <QGuiApplication>
@@ -33,9 +34,9 @@ private:
     void add(const xcb_screen_t* screen, int x, int y, int width, int height, uint32_t colour) {
         const xcb_window_t window = xcb_generate_id(m_c);
         const uint32_t values[] = {colour, 1};
-        xcb_create_window(m_c, XCB_COPY_FROM_PARENT, window, screen->root, int16_t(x), int16_t(y), uint16_t(width),
-                          uint16_t(height), 0, XCB_WINDOW_CLASS_INPUT_OUTPUT, screen->root_visual,
-                          XCB_CW_BACK_PIXEL | XCB_CW_OVERRIDE_REDIRECT, values);
+        xcb_create_window(m_c, XCB_COPY_FROM_PARENT, window, screen->root, int16_t(x), int16_t(y),
+                          uint16_t(width), uint16_t(height), 0, XCB_WINDOW_CLASS_INPUT_OUTPUT,
+                          screen->root_visual, XCB_CW_BACK_PIXEL | XCB_CW_OVERRIDE_REDIRECT, values);
         xcb_map_window(m_c, window);
     }
 
@@ -45,8 +46,7 @@ private:
 // The X server's user + system CPU time so far, in seconds; 0 without XVFB_PID.
 double serverSeconds() {
     QFile stat(QStringLiteral("/proc/%1/stat").arg(qEnvironmentVariable("XVFB_PID")));
-    if (qEnvironmentVariableIsEmpty("XVFB_PID") || !stat.open(QIODevice::ReadOnly))
-        return 0;
+    if (qEnvironmentVariableIsEmpty("XVFB_PID") || !stat.open(QIODevice::ReadOnly)) return 0;
     const QList<QByteArray> fields = stat.readAll().split(')').last().split(' ');
     // After the name: state is field 3, utime 14, stime 15; split leaves an empty field first.
     return (fields[12].toDouble() + fields[13].toDouble()) / double(sysconf(_SC_CLK_TCK));

@@ -13,8 +13,7 @@
 namespace {
 constexpr double bufferSeconds = 0.01;
 
-template <typename T>
-std::vector<T> speech(const AudioFormat& format, int frames) {
+template <typename T> std::vector<T> speech(const AudioFormat& format, int frames) {
     std::vector<T> samples(size_t(frames) * size_t(format.channels));
     for (int f = 0; f < frames; ++f)
         for (int c = 0; c < format.channels; ++c) {
@@ -29,8 +28,7 @@ std::vector<T> speech(const AudioFormat& format, int frames) {
     return samples;
 }
 
-template <typename T>
-void writeBuffers(benchmark::State& state, AudioFormat format) {
+template <typename T> void writeBuffers(benchmark::State& state, AudioFormat format) {
     const QTemporaryDir dir;
     const int frames = int(format.sampleRate * bufferSeconds);
     // A second of signal, handed over buffer by buffer in a loop.
@@ -45,8 +43,7 @@ void writeBuffers(benchmark::State& state, AudioFormat format) {
         ++buffer;
     }
     writer.close();
-    if (writer.lastError())
-        state.SkipWithError(writer.lastError()->toUtf8().constData());
+    if (writer.lastError()) state.SkipWithError(writer.lastError()->toUtf8().constData());
     state.counters["realtime"] =
         benchmark::Counter(double(state.iterations()) * bufferSeconds, benchmark::Counter::kIsRate);
 }

@@ -1,10 +1,10 @@
-// A whole recording as the app makes it, for a given time: the frames of $DISPLAY through the X11 frame stream,
-// both audio tracks from the sound server, the text of the kept frames; then the stop with its mix.
+// A whole recording as the app makes it, for a given time: the frames of $DISPLAY through the X11 frame
+// stream, both audio tracks from the sound server, the text of the kept frames; then the stop with its mix.
 //   bench_recorder SECONDS DIR
-// Prints, for the time from the start to the stop: the CPU of the process as a share of one core and per thread,
-// the resident memory at the end and its growth per hour (a least-squares line through samples every 5 s after
-// the first minute), and the time the capture queue spent on each frame (p50, p95, max).
-// Run by bench/recorder.sh, inside the test services (scripts/with-test-services), which provide the sound server.
+// Prints, for the time from the start to the stop: the CPU of the process as a share of one core and per
+// thread, the resident memory at the end and its growth per hour (a least-squares line through samples every
+// 5 s after the first minute), and the time the capture queue spent on each frame (p50, p95, max). Run by
+// bench/recorder.sh, inside the test services (scripts/with-test-services), which provide the sound server.
 
 #include "os/linux/Backends.h"
 #include "recording/OCR.h"
@@ -40,12 +40,13 @@ double cpuSeconds() {
     return seconds(usage.ru_utime) + seconds(usage.ru_stime);
 }
 
-double wallSeconds() { return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count(); }
+double wallSeconds() {
+    return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
+}
 
 double residentBytes() {
     QFile statm(QStringLiteral("/proc/self/statm"));
-    if (!statm.open(QIODevice::ReadOnly))
-        return 0;
+    if (!statm.open(QIODevice::ReadOnly)) return 0;
     const QList<QByteArray> fields = statm.readAll().split(' ');
     return fields.size() > 1 ? fields[1].toDouble() * double(sysconf(_SC_PAGESIZE)) : 0;
 }
@@ -57,17 +58,15 @@ std::map<QString, double> threadCpuSeconds() {
     const QDir tasks(QStringLiteral("/proc/self/task"));
     for (const QString& task : tasks.entryList(QDir::Dirs | QDir::NoDotAndDotDot)) {
         QFile stat(tasks.filePath(task) + QStringLiteral("/stat"));
-        if (!stat.open(QIODevice::ReadOnly))
-            continue;
+        if (!stat.open(QIODevice::ReadOnly)) continue;
         const QByteArray line = stat.readAll();
-        // "pid (name) state ..."; the name may hold blanks, so the fields are counted from its closing parenthesis.
+        // "pid (name) state ..."; the name may hold blanks, so the fields are counted from its closing
+        // parenthesis.
         const qsizetype open = line.indexOf('('), close = line.lastIndexOf(')');
-        if (open < 0 || close < open)
-            continue;
+        if (open < 0 || close < open) continue;
         const QList<QByteArray> fields = line.mid(close + 2).split(' ');
         // utime and stime are fields 14 and 15 of the line, 12 and 13 after the name.
-        if (fields.size() < 13)
-            continue;
+        if (fields.size() < 13) continue;
         byName[QString::fromUtf8(line.mid(open + 1, close - open - 1))] +=
             (fields[11].toDouble() + fields[12].toDouble()) / tick;
     }
@@ -75,8 +74,7 @@ std::map<QString, double> threadCpuSeconds() {
 }
 
 double percentile(std::vector<double> values, double p) {
-    if (values.empty())
-        return 0;
+    if (values.empty()) return 0;
     std::sort(values.begin(), values.end());
     const auto rank = size_t(std::max(0.0, std::ceil(p * double(values.size())) - 1));
     return values[std::min(rank, values.size() - 1)];
@@ -90,8 +88,7 @@ struct Sample {
 // Slope of the least-squares line through the samples, in bytes per second.
 double slope(const std::vector<Sample>& samples) {
     const double n = double(samples.size());
-    if (n < 2)
-        return 0;
+    if (n < 2) return 0;
     double st = 0, sb = 0, stt = 0, stb = 0;
     for (const Sample& s : samples) {
         st += s.t;
@@ -156,8 +153,9 @@ int main(int argc, char** argv) {
 
     std::vector<Sample> samples;
     QTimer sampler;
-    QObject::connect(&sampler, &QTimer::timeout,
-                     [&] { samples.push_back({wallSeconds() - wallBefore, residentBytes()}); });
+    QObject::connect(&sampler, &QTimer::timeout, [&] {
+        samples.push_back({wallSeconds() - wallBefore, residentBytes()});
+    });
     sampler.start(sampleMilliseconds);
     QTimer::singleShot(int(seconds * 1000), &app, &QCoreApplication::quit);
     app.exec();
@@ -174,7 +172,8 @@ int main(int argc, char** argv) {
 
     std::printf("recording: %.1f s wall, %.2f s CPU: %.2f %% of one core (the stop with its mix: %.2f s CPU, "
                 "%.2f s wall)\n",
-                recordingWall, recordingCpu, 100 * recordingCpu / recordingWall, stopCpu, wallSeconds() - stopWall);
+                recordingWall, recordingCpu, 100 * recordingCpu / recordingWall, stopCpu,
+                wallSeconds() - stopWall);
     std::printf("threads (share of one core):");
     for (const auto& [name, cpu] : threads)
         std::printf(" %s %.2f %%;", qPrintable(name), 100 * cpu / recordingWall);
@@ -184,8 +183,9 @@ int main(int argc, char** argv) {
     std::vector<Sample> settled;
     std::copy_if(samples.begin(), samples.end(), std::back_inserter(settled),
                  [settle](const Sample& s) { return s.t >= settle; });
-    std::printf("memory: resident %.1f MiB at the end; growth %+.2f MiB per hour (%zu samples from %.0f s on)\n",
-                residentAtEnd / mib, slope(settled) * 3600 / mib, settled.size(), settle);
+    std::printf(
+        "memory: resident %.1f MiB at the end; growth %+.2f MiB per hour (%zu samples from %.0f s on)\n",
+        residentAtEnd / mib, slope(settled) * 3600 / mib, settled.size(), settle);
 
     const std::vector<double> tick = ticks.all();
     std::printf("frame tick: %zu frames, p50 %.2f ms, p95 %.2f ms, max %.2f ms\n", tick.size(),
@@ -194,7 +194,8 @@ int main(int argc, char** argv) {
 
     const SessionMeta& meta = session->meta;
     std::printf("session: %zu shots, %lld text entries, %lld pins; system track: %s, mic track: %s\n",
-                size_t(meta.shots.size()), meta.ocr ? (long long)meta.ocr->size() : 0LL, (long long)meta.pins.size(),
-                stateName(states.system), states.mic ? stateName(*states.mic) : "not recorded");
+                size_t(meta.shots.size()), meta.ocr ? (long long)meta.ocr->size() : 0LL,
+                (long long)meta.pins.size(), stateName(states.system),
+                states.mic ? stateName(*states.mic) : "not recorded");
     return 0;
 }

@@ -14,8 +14,8 @@
 #include <QBuffer>
 #include <QCoreApplication>
 #include <QFile>
-#include <QJsonArray>
 #include <QImage>
+#include <QJsonArray>
 #include <QRandomGenerator>
 #include <QRegularExpression>
 #include <cstdio>
@@ -30,8 +30,7 @@ constexpr int shotQuality = 85;
 // A field of /proc/self/status in bytes ("VmRSS", "VmHWM"), or -1.
 qint64 statusBytes(const char* field) {
     QFile status(QStringLiteral("/proc/self/status"));
-    if (!status.open(QIODevice::ReadOnly | QIODevice::Text))
-        return -1;
+    if (!status.open(QIODevice::ReadOnly | QIODevice::Text)) return -1;
     const QRegularExpression line(QStringLiteral("^%1:\\s+(\\d+) kB$").arg(QLatin1String(field)),
                                   QRegularExpression::MultilineOption);
     const QRegularExpressionMatch match = line.match(QString::fromLatin1(status.readAll()));
@@ -85,7 +84,9 @@ qint64 bodySize(LocalPlatform& platform, const API& api) {
     return -1;
 }
 
-double mib(qint64 bytes) { return double(bytes) / (1024 * 1024); }
+double mib(qint64 bytes) {
+    return double(bytes) / (1024 * 1024);
+}
 
 int measure(const QString& dir) {
     auto session = Session::load(dir);
@@ -128,7 +129,8 @@ int measure(const QString& dir) {
     std::printf("peak RSS (create)    %8.1f MiB\n", mib(peak));
     std::printf("peak - idle          %8.1f MiB\n", mib(peak - idle));
     std::printf("(peak - idle) / body %8.3f\n", ratio);
-    std::printf("target: peak < 2 x body + idle = %.1f MiB: %s\n", mib(target), peak < target ? "PASS" : "FAIL");
+    std::printf("target: peak < 2 x body + idle = %.1f MiB: %s\n", mib(target),
+                peak < target ? "PASS" : "FAIL");
     return peak < target ? 0 : 1;
 }
 
@@ -138,10 +140,8 @@ int main(int argc, char** argv) {
     const QCoreApplication app(argc, argv);
     const QStringList args = QCoreApplication::arguments();
     try {
-        if (args.size() == 3 && args[1] == QLatin1String("make"))
-            return make(args[2]);
-        if (args.size() == 3 && args[1] == QLatin1String("measure"))
-            return measure(args[2]);
+        if (args.size() == 3 && args[1] == QLatin1String("make")) return make(args[2]);
+        if (args.size() == 3 && args[1] == QLatin1String("measure")) return measure(args[2]);
     } catch (const std::exception& e) { // a refused request or an unwritable folder
         std::fprintf(stderr, "%s\n", e.what());
         return 2;

@@ -23,8 +23,8 @@ private:
 struct EntryMode {
     enum Kind { SelfTest, MakeIconset, RenderPreviews, RecTest, Application };
     Kind kind = Application;
-    QString dir;           // MakeIconset, RenderPreviews
-    double seconds = 5;    // RecTest
+    QString dir;            // MakeIconset, RenderPreviews
+    double seconds = 5;     // RecTest
     bool singleCopy = true; // Application: refuse to run beside another copy
 
     static EntryMode decide(const Arguments& args);

@@ -284,8 +284,9 @@ void render(const QString& dir) {
             .save(dir + QStringLiteral("/%1.png").arg(QLatin1String(v.name)));
     writeIconSet(dir + QStringLiteral("/iconset"));
     renderDesign(dir);
-    NoteCard::image(QStringLiteral("Their pricing page leads with the annual plan; ask whether the monthly price "
-                                   "is still on offer for teams under ten seats."))
+    NoteCard::image(
+        QStringLiteral("Their pricing page leads with the annual plan; ask whether the monthly price "
+                       "is still on offer for teams under ten seats."))
         .save(dir + QStringLiteral("/note-card.png"));
 }
 } // namespace Previews

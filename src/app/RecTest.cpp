@@ -25,8 +25,7 @@ Saved saved(const QString& dir) {
     while (it.hasNext()) {
         it.next();
         result.bytes += it.fileInfo().size();
-        if (QDir(dir).relativeFilePath(it.filePath()).startsWith(QLatin1String("shots/")))
-            ++result.shots;
+        if (QDir(dir).relativeFilePath(it.filePath()).startsWith(QLatin1String("shots/"))) ++result.shots;
     }
     return result;
 }
@@ -39,14 +38,16 @@ int run(double seconds) {
     try {
         const auto screen = os::linux_backends::makeScreenSource();
         // X11 asks no permission: whether the screen can be read is the whole preflight.
-        const QString readable = ScreenAccess::works(*screen) ? QStringLiteral("true") : QStringLiteral("false");
+        const QString readable =
+            ScreenAccess::works(*screen) ? QStringLiteral("true") : QStringLiteral("false");
         slog(QStringLiteral("rec-test: preflight=%1 sck=%1").arg(readable));
 
         const auto frames = os::linux_backends::makeFrameStream();
         const auto audio = os::linux_backends::makeAudioCapture();
         OCR ocr(os::linux_backends::makeTextRecognizer);
-        const auto session = Session::create(QStringLiteral("Recording test"), QStringLiteral("Screen"), std::nullopt,
-                                             QDateTime::currentDateTimeUtc(), Paths::ensure(base));
+        const auto session =
+            Session::create(QStringLiteral("Recording test"), QStringLiteral("Screen"), std::nullopt,
+                            QDateTime::currentDateTimeUtc(), Paths::ensure(base));
         Recorder recorder(session, {*frames, *audio, ocr});
         recorder.start(false);
         QThread::msleep(static_cast<unsigned long>(std::max(seconds, 0.0) * 1000));

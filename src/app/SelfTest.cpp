@@ -33,12 +33,10 @@ QString sessionRoundTrip(const QString& dir) {
     session->meta.ended = QDateTime::currentDateTimeUtc();
     session->save();
     const auto loaded = Session::load(session->dir);
-    if (!loaded)
-        return QStringLiteral("meta.json did not load back");
+    if (!loaded) return QStringLiteral("meta.json did not load back");
     if (loaded->meta.shots != session->meta.shots || loaded->meta.pins != session->meta.pins)
         return QStringLiteral("shots or pins changed on the way");
-    if (Session::pending(base).size() != 1)
-        return QStringLiteral("the finished session is not pending");
+    if (Session::pending(base).size() != 1) return QStringLiteral("the finished session is not pending");
     return {};
 }
 
@@ -52,13 +50,10 @@ QString settingsRoundTrip(const QString& dir) {
         first.signIn(QStringLiteral("key"), QStringLiteral("self@test"), QStringLiteral("Self"));
     }
     Settings second(store, keychain);
-    if (second.breakMinutes() != 42)
-        return QStringLiteral("a preference did not persist");
-    if (!second.signedIn())
-        return QStringLiteral("the account did not persist");
+    if (second.breakMinutes() != 42) return QStringLiteral("a preference did not persist");
+    if (!second.signedIn()) return QStringLiteral("the account did not persist");
     second.signOut();
-    if (keychain.get(Keychain::accountItem))
-        return QStringLiteral("sign-out left the key behind");
+    if (keychain.get(Keychain::accountItem)) return QStringLiteral("sign-out left the key behind");
     return {};
 }
 
@@ -86,14 +81,12 @@ struct TrackCheck {
 
     // Empty when the closed track holds the second and reads back.
     QString problem() const {
-        if (writer.lastError())
-            return *writer.lastError();
+        if (writer.lastError()) return *writer.lastError();
         if (!writer.hasAudio() || writer.duration() < 1.0)
             return QStringLiteral("%1 s written").arg(writer.duration());
         try {
             const qsizetype windows = LevelReader::levels(writer.path()).size();
-            if (windows < 3)
-                return QStringLiteral("%1 level windows read back").arg(windows);
+            if (windows < 3) return QStringLiteral("%1 level windows read back").arg(windows);
         } catch (const AudioError& error) {
             return error.text();
         }
@@ -138,9 +131,10 @@ QString audioCapture(const QString& dir) {
 } // namespace
 
 int run(const Arguments& args) {
-    const QString dir = args.value(QStringLiteral("--out"))
-                            .value_or(QDir::tempPath() + QStringLiteral("/orvane-selftest-%1")
-                                                             .arg(QCoreApplication::applicationPid()));
+    const QString dir =
+        args.value(QStringLiteral("--out"))
+            .value_or(QDir::tempPath() +
+                      QStringLiteral("/orvane-selftest-%1").arg(QCoreApplication::applicationPid()));
     Paths::ensure(dir);
     const std::pair<const char*, Check> checks[] = {{"session store", sessionRoundTrip},
                                                     {"settings", settingsRoundTrip},
@@ -153,7 +147,9 @@ int run(const Arguments& args) {
                                : QStringLiteral("selftest: %1 FAILED: %2").arg(QLatin1String(name), problem));
         failed += problem.isEmpty() ? 0 : 1;
     }
-    slog(QStringLiteral("selftest: %1 of %2 checks passed").arg(std::size(checks) - failed).arg(std::size(checks)));
+    slog(QStringLiteral("selftest: %1 of %2 checks passed")
+             .arg(std::size(checks) - failed)
+             .arg(std::size(checks)));
     slogFlush();
     return failed == 0 ? 0 : 1;
 }

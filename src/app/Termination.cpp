@@ -6,13 +6,11 @@
 #include <QCoreApplication>
 
 void AppDelegate::requestQuit() {
-    if (applicationShouldTerminate() == TerminateReply::Now)
-        QCoreApplication::quit();
+    if (applicationShouldTerminate() == TerminateReply::Now) QCoreApplication::quit();
 }
 
 AppDelegate::TerminateReply AppDelegate::applicationShouldTerminate() {
-    if (!m_saving)
-        return TerminateReply::Now;
+    if (!m_saving) return TerminateReply::Now;
     // What is recorded is on disk already; waiting for the save keeps the wrap-up whole.
     m_quitAfterSave = true;
     slog(QStringLiteral("quit: waiting for the save in progress"));
@@ -21,20 +19,20 @@ AppDelegate::TerminateReply AppDelegate::applicationShouldTerminate() {
 
 void AppDelegate::replyToApplicationShouldTerminate(bool terminate) {
     m_quitAfterSave = false;
-    if (terminate)
-        QCoreApplication::quit();
+    if (terminate) QCoreApplication::quit();
 }
 
-void AppDelegate::beginSave() { m_saving = true; }
+void AppDelegate::beginSave() {
+    m_saving = true;
+}
 
 void AppDelegate::endSave() {
     m_saving = false;
-    if (m_quitAfterSave)
-        replyToApplicationShouldTerminate(true);
+    if (m_quitAfterSave) replyToApplicationShouldTerminate(true);
 }
 
 void AppDelegate::onSessionEnding(QSessionManager&) {
-    // The desktop session is ending: the same answer as any quit. The log out is never held up; a save it cuts
-    // leaves the session pending on disk.
+    // The desktop session is ending: the same answer as any quit. The log out is never held up; a save it
+    // cuts leaves the session pending on disk.
     requestQuit();
 }

@@ -16,8 +16,7 @@ void onSignal(int) {
 } // namespace
 
 UnixSignals::UnixSignals(QObject* parent) : QObject(parent) {
-    if (::socketpair(AF_UNIX, SOCK_STREAM, 0, pipeFds) != 0)
-        return;
+    if (::socketpair(AF_UNIX, SOCK_STREAM, 0, pipeFds) != 0) return;
     m_notifier = new QSocketNotifier(pipeFds[0], QSocketNotifier::Read, this);
     connect(m_notifier, &QSocketNotifier::activated, this, [this] {
         char byte;

@@ -6,4 +6,6 @@
 // "Now" as logic sees it: the system clock in the program, a settable one in tests.
 using Clock = std::function<QDateTime()>;
 
-inline QDateTime systemNow() { return QDateTime::currentDateTimeUtc(); }
+inline QDateTime systemNow() {
+    return QDateTime::currentDateTimeUtc();
+}

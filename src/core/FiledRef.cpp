@@ -11,10 +11,8 @@ const QDateTime& referenceDate() {
 } // namespace
 
 QJsonValue FiledRef::toJson() const {
-    return QJsonObject{{"id", id},
-                       {"title", title},
-                       {"dest", dest},
-                       {"at", double(referenceDate().msecsTo(at)) / 1000.0}};
+    return QJsonObject{
+        {"id", id}, {"title", title}, {"dest", dest}, {"at", double(referenceDate().msecsTo(at)) / 1000.0}};
 }
 
 FiledRef FiledRef::fromJson(const QJsonValue& v) {

@@ -21,8 +21,7 @@ std::optional<QJsonValue> readValue(const QString& path);
 // The file decoded as T (T::fromJson), or nothing; no error is reported and nothing is logged.
 template <class T> std::optional<T> read(const QString& path) {
     const std::optional<QJsonValue> value = readValue(path);
-    if (!value)
-        return std::nullopt;
+    if (!value) return std::nullopt;
     try {
         return Json::decode<T>(*value);
     } catch (const Json::DecodeError&) {
@@ -36,7 +35,9 @@ void writeAtomically(const QByteArray& data, const QString& path);
 // Atomically, as writeAtomically. Throws WriteError.
 void write(const QJsonValue& value, const QString& path);
 template <class T>
-    requires requires(const T& v) { v.toJson(); }
+requires requires(const T& v) {
+    v.toJson();
+}
 void write(const T& value, const QString& path) {
     write(value.toJson(), path);
 }

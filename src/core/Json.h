@@ -34,44 +34,67 @@ QJsonValue fromDate(const QDateTime& date);
 QJsonValue fromUuid(const QUuid& id);
 
 template <class T> T decode(const QJsonValue& v);
-template <> inline QString decode<QString>(const QJsonValue& v) { return toString(v); }
-template <> inline double decode<double>(const QJsonValue& v) { return toDouble(v); }
-template <> inline bool decode<bool>(const QJsonValue& v) { return toBool(v); }
-template <> inline QDateTime decode<QDateTime>(const QJsonValue& v) { return toDate(v); }
-template <> inline QUuid decode<QUuid>(const QJsonValue& v) { return toUuid(v); }
+template <> inline QString decode<QString>(const QJsonValue& v) {
+    return toString(v);
+}
+template <> inline double decode<double>(const QJsonValue& v) {
+    return toDouble(v);
+}
+template <> inline bool decode<bool>(const QJsonValue& v) {
+    return toBool(v);
+}
+template <> inline QDateTime decode<QDateTime>(const QJsonValue& v) {
+    return toDate(v);
+}
+template <> inline QUuid decode<QUuid>(const QJsonValue& v) {
+    return toUuid(v);
+}
 // Record types decode themselves.
-template <class T> T decode(const QJsonValue& v) { return T::fromJson(v); }
+template <class T> T decode(const QJsonValue& v) {
+    return T::fromJson(v);
+}
 
 template <class T> QList<T> decodeList(const QJsonValue& v) {
-    if (!v.isArray())
-        throw DecodeError("expected a list");
+    if (!v.isArray()) throw DecodeError("expected a list");
     QList<T> out;
     for (const QJsonValue& item : v.toArray())
         out.append(decode<T>(item));
     return out;
 }
 
-template <class T> T get(const QJsonObject& o, const QString& key) { return decode<T>(required(o, key)); }
+template <class T> T get(const QJsonObject& o, const QString& key) {
+    return decode<T>(required(o, key));
+}
 template <class T> std::optional<T> getOptional(const QJsonObject& o, const QString& key) {
-    if (auto v = optional(o, key))
-        return decode<T>(*v);
+    if (auto v = optional(o, key)) return decode<T>(*v);
     return std::nullopt;
 }
 template <class T> QList<T> getList(const QJsonObject& o, const QString& key) {
     return decodeList<T>(required(o, key));
 }
 template <class T> std::optional<QList<T>> getOptionalList(const QJsonObject& o, const QString& key) {
-    if (auto v = optional(o, key))
-        return decodeList<T>(*v);
+    if (auto v = optional(o, key)) return decodeList<T>(*v);
     return std::nullopt;
 }
 
-inline QJsonValue encode(const QString& v) { return v; }
-inline QJsonValue encode(double v) { return v; }
-inline QJsonValue encode(bool v) { return v; }
-inline QJsonValue encode(const QDateTime& v) { return fromDate(v); }
-inline QJsonValue encode(const QUuid& v) { return fromUuid(v); }
-template <class T> QJsonValue encode(const T& v) { return v.toJson(); }
+inline QJsonValue encode(const QString& v) {
+    return v;
+}
+inline QJsonValue encode(double v) {
+    return v;
+}
+inline QJsonValue encode(bool v) {
+    return v;
+}
+inline QJsonValue encode(const QDateTime& v) {
+    return fromDate(v);
+}
+inline QJsonValue encode(const QUuid& v) {
+    return fromUuid(v);
+}
+template <class T> QJsonValue encode(const T& v) {
+    return v.toJson();
+}
 template <class T> QJsonValue encode(const QList<T>& list) {
     QJsonArray out;
     for (const T& item : list)
@@ -80,9 +103,10 @@ template <class T> QJsonValue encode(const QList<T>& list) {
 }
 // An absent optional is left out, never written as null.
 template <class T> void put(QJsonObject& o, const QString& key, const std::optional<T>& v) {
-    if (v)
-        o.insert(key, encode(*v));
+    if (v) o.insert(key, encode(*v));
 }
-template <class T> void put(QJsonObject& o, const QString& key, const T& v) { o.insert(key, encode(v)); }
+template <class T> void put(QJsonObject& o, const QString& key, const T& v) {
+    o.insert(key, encode(v));
+}
 
 } // namespace Json

@@ -9,14 +9,13 @@
 #include <cstdio>
 
 QString LogFile::line(const QString& message) {
-    return QDateTime::currentDateTime().toString(QStringLiteral("yyyy-MM-dd HH:mm:ss")) + QStringLiteral("  ") +
-           message + QLatin1Char('\n');
+    return QDateTime::currentDateTime().toString(QStringLiteral("yyyy-MM-dd HH:mm:ss")) +
+           QStringLiteral("  ") + message + QLatin1Char('\n');
 }
 
 void LogFile::append(const QString& line) const {
     const QFileInfo info(m_path);
-    if (info.exists() && info.size() > maxBytes)
-        QFile::remove(m_path);
+    if (info.exists() && info.size() > maxBytes) QFile::remove(m_path);
     const QByteArray bytes = line.toUtf8();
     QFile file(m_path);
     if (file.exists() && file.open(QIODevice::WriteOnly | QIODevice::Append)) {
@@ -25,8 +24,7 @@ void LogFile::append(const QString& line) const {
     }
     // A missing file (the first line, or the first after a reset) is written whole.
     QFile fresh(m_path);
-    if (fresh.open(QIODevice::WriteOnly | QIODevice::Truncate))
-        fresh.write(bytes);
+    if (fresh.open(QIODevice::WriteOnly | QIODevice::Truncate)) fresh.write(bytes);
 }
 
 namespace {

@@ -25,8 +25,9 @@ void SerialQueue::async(std::function<void()> job) {
 }
 
 void SerialQueue::after(double seconds, std::function<void()> job) {
-    const auto due = std::chrono::steady_clock::now() +
-                     std::chrono::duration_cast<std::chrono::steady_clock::duration>(std::chrono::duration<double>(seconds));
+    const auto due =
+        std::chrono::steady_clock::now() + std::chrono::duration_cast<std::chrono::steady_clock::duration>(
+                                               std::chrono::duration<double>(seconds));
     {
         const std::lock_guard lock(m_mutex);
         m_timed.emplace(due, std::move(job));
@@ -64,15 +65,13 @@ void SerialQueue::run() {
                     m_timed.erase(m_timed.begin());
                     continue;
                 }
-                if (!m_jobs.empty() || m_stopping)
-                    break;
+                if (!m_jobs.empty() || m_stopping) break;
                 if (m_timed.empty())
                     m_wake.wait(lock);
                 else
                     m_wake.wait_until(lock, m_timed.begin()->first);
             }
-            if (m_jobs.empty())
-                return; // stopping, and nothing left to run
+            if (m_jobs.empty()) return; // stopping, and nothing left to run
             job = std::move(m_jobs.front());
             m_jobs.pop_front();
         }

@@ -24,7 +24,8 @@ public:
     void async(std::function<void()> job);
     // Queues a job to run once `seconds` have passed, after the jobs that are waiting then.
     void after(double seconds, std::function<void()> job);
-    // Runs a job on the queue and waits for it; on the queue's own thread it runs inline, so it never deadlocks.
+    // Runs a job on the queue and waits for it; on the queue's own thread it runs inline, so it never
+    // deadlocks.
     void sync(const std::function<void()>& job);
     bool isCurrent() const { return std::this_thread::get_id() == m_thread.get_id(); }
 

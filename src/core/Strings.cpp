@@ -3,14 +3,17 @@
 #include <QChar>
 #include <cmath>
 
-QString trimmed(const QString& text) { return text.trimmed(); }
+QString trimmed(const QString& text) {
+    return text.trimmed();
+}
 
 QString urlComponent(const QString& text) {
     static const QString unreserved = QStringLiteral("-._~");
     QString out;
     out.reserve(text.size());
     for (const char32_t cp : text.toUcs4()) {
-        if (QChar::isLetterOrNumber(cp) || QChar::isMark(cp) || (cp < 0x80 && unreserved.contains(QChar(cp)))) {
+        if (QChar::isLetterOrNumber(cp) || QChar::isMark(cp) ||
+            (cp < 0x80 && unreserved.contains(QChar(cp)))) {
             out += QString::fromUcs4(&cp, 1);
             continue;
         }
@@ -20,4 +23,6 @@ QString urlComponent(const QString& text) {
     return out;
 }
 
-double round1(double value) { return std::round(value * 10.0) / 10.0; }
+double round1(double value) {
+    return std::round(value * 10.0) / 10.0;
+}

@@ -4,7 +4,8 @@
 
 // Without leading and trailing white space and newlines.
 QString trimmed(const QString& text);
-// Percent-encodes (UTF-8) every character that is not a letter, mark, digit or one of "-._~": "rec:1" -> "rec%3A1".
+// Percent-encodes (UTF-8) every character that is not a letter, mark, digit or one of "-._~": "rec:1" ->
+// "rec%3A1".
 QString urlComponent(const QString& text);
 // Rounded to one decimal, half away from zero.
 double round1(double value);

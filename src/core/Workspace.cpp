@@ -13,22 +13,22 @@ QString withoutTrailingSlashes(const QString& text) {
     return out;
 }
 
-QString Workspace::base() const { return withoutTrailingSlashes(server); }
+QString Workspace::base() const {
+    return withoutTrailingSlashes(server);
+}
 
 std::optional<QUrl> Workspace::link(const QString& path) const {
     const QUrl url(base() + QStringLiteral("/#/") + path, QUrl::StrictMode);
-    if (!url.isValid())
-        return std::nullopt;
+    if (!url.isValid()) return std::nullopt;
     return url;
 }
 
 bool Workspace::isLocalBase(const QString& base) {
     const QUrl url(base, QUrl::StrictMode);
     const QString host = url.host();
-    if (!url.isValid() || host.isEmpty())
-        return false;
-    return host == QLatin1String("127.0.0.1") || host == QLatin1String("localhost") || host == QLatin1String("::1") ||
-           host.endsWith(QLatin1String(".localhost"));
+    if (!url.isValid() || host.isEmpty()) return false;
+    return host == QLatin1String("127.0.0.1") || host == QLatin1String("localhost") ||
+           host == QLatin1String("::1") || host.endsWith(QLatin1String(".localhost"));
 }
 
 QJsonValue Workspace::toJson() const {

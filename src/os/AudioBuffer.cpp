@@ -54,8 +54,7 @@ bool AudioBuffer::allZero() const {
 }
 
 float AudioBuffer::sampledRms(int stride) const {
-    if (frames <= 0 || data.empty())
-        return 0;
+    if (frames <= 0 || data.empty()) return 0;
     const std::size_t step = std::size_t(stride) * (format.planar ? 1 : format.channels);
     const std::size_t end = std::size_t(frames) * (format.planar ? 1 : format.channels);
     double sum = 0;

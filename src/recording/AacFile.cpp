@@ -20,8 +20,7 @@ namespace {
 }
 
 void check(int code, const char* what) {
-    if (code < 0)
-        fail(QString::fromLatin1(what), code);
+    if (code < 0) fail(QString::fromLatin1(what), code);
 }
 } // namespace
 
@@ -33,22 +32,19 @@ AacFile::AacFile(const QString& path, int sampleRate, int bitRate) {
         check(avformat_alloc_output_context2(&m_format, nullptr, "mp4", file.constData()), "no mp4 muxer");
         check(avio_open(&m_format->pb, file.constData(), AVIO_FLAG_WRITE), "cannot create the file");
         const AVCodec* encoder = avcodec_find_encoder(AV_CODEC_ID_AAC);
-        if (!encoder)
-            fail(QStringLiteral("no AAC encoder"), AVERROR_ENCODER_NOT_FOUND);
+        if (!encoder) fail(QStringLiteral("no AAC encoder"), AVERROR_ENCODER_NOT_FOUND);
         m_codec = avcodec_alloc_context3(encoder);
         m_stream = avformat_new_stream(m_format, nullptr);
         m_frame = av_frame_alloc();
         m_packet = av_packet_alloc();
-        if (!m_codec || !m_stream || !m_frame || !m_packet)
-            fail(QStringLiteral("alloc"), AVERROR(ENOMEM));
+        if (!m_codec || !m_stream || !m_frame || !m_packet) fail(QStringLiteral("alloc"), AVERROR(ENOMEM));
 
         m_codec->sample_fmt = AV_SAMPLE_FMT_FLTP;
         m_codec->sample_rate = sampleRate;
         m_codec->ch_layout = AV_CHANNEL_LAYOUT_MONO;
         m_codec->bit_rate = bitRate;
         m_codec->time_base = AVRational{1, sampleRate};
-        if (m_format->oformat->flags & AVFMT_GLOBALHEADER)
-            m_codec->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
+        if (m_format->oformat->flags & AVFMT_GLOBALHEADER) m_codec->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
         check(avcodec_open2(m_codec, encoder, nullptr), "cannot open the AAC encoder");
         m_silence = std::make_unique<SilenceSplice>(m_codec->frame_size);
         check(avcodec_parameters_from_context(m_stream->codecpar, m_codec), "encoder parameters");
@@ -110,8 +106,7 @@ void AacFile::writeSilence(qint64 count) {
     }
 }
 
-template <typename Fill>
-void AacFile::append(qint64 count, bool silent, Fill fill) {
+template <typename Fill> void AacFile::append(qint64 count, bool silent, Fill fill) {
     qint64 done = 0;
     while (done < count) {
         if (m_filled == 0) {
@@ -124,8 +119,7 @@ void AacFile::append(qint64 count, bool silent, Fill fill) {
         fill(reinterpret_cast<float*>(m_frame->data[0]) + m_filled, done, n);
         m_filled += n;
         done += n;
-        if (m_filled == m_codec->frame_size)
-            sendFrame();
+        if (m_filled == m_codec->frame_size) sendFrame();
     }
 }
 
@@ -143,8 +137,7 @@ void AacFile::drain() {
     const SilenceSplice::Write write = [this](AVPacket* packet) { writePacket(packet); };
     for (;;) {
         const int received = avcodec_receive_packet(m_codec, m_packet);
-        if (received == AVERROR(EAGAIN) || received == AVERROR_EOF)
-            return;
+        if (received == AVERROR(EAGAIN) || received == AVERROR_EOF) return;
         check(received, "encode");
         m_silence->pass(m_packet, write);
     }
@@ -158,8 +151,7 @@ void AacFile::writePacket(AVPacket* packet) {
 
 void AacFile::finish() {
     m_finished = true;
-    if (m_filled > 0)
-        sendFrame();
+    if (m_filled > 0) sendFrame();
     check(avcodec_send_frame(m_codec, nullptr), "encode");
     drain();
     check(av_write_trailer(m_format), "write");
@@ -167,8 +159,7 @@ void AacFile::finish() {
 }
 
 void AacFile::release() {
-    if (m_format && m_format->pb)
-        avio_closep(&m_format->pb);
+    if (m_format && m_format->pb) avio_closep(&m_format->pb);
     avformat_free_context(m_format);
     m_format = nullptr;
     avcodec_free_context(&m_codec);

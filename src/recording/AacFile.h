@@ -29,8 +29,7 @@ public:
 
 private:
     // Fills the encoder's frame by `fill(target, done, n)` and sends each full one.
-    template <typename Fill>
-    void append(qint64 count, bool silent, Fill fill);
+    template <typename Fill> void append(qint64 count, bool silent, Fill fill);
     void sendFrame();
     void drain();
     void writePacket(AVPacket* packet);

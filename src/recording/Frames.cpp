@@ -32,11 +32,11 @@ inline std::uint32_t grey(QRgb p) {
     return (77 * ((p >> 16) & 0xFF) + 150 * ((p >> 8) & 0xFF) + 29 * (p & 0xFF)) >> 8;
 }
 
-// The image reduced to width x height grey bytes, each the rounded mean of the source pixels it covers. Each band
-// of source rows is first summed per source column, a loop the compiler vectorises, then per output cell.
+// The image reduced to width x height grey bytes, each the rounded mean of the source pixels it covers. Each
+// band of source rows is first summed per source column, a loop the compiler vectorises, then per output
+// cell.
 std::vector<std::uint8_t> areaAverage(const QImage& image, int width, int height) {
-    if (image.isNull() || image.width() <= 0 || image.height() <= 0)
-        return {};
+    if (image.isNull() || image.width() <= 0 || image.height() <= 0) return {};
     const QImage rgb = image.format() == QImage::Format_RGB32 || image.format() == QImage::Format_ARGB32
                            ? image
                            : image.convertToFormat(QImage::Format_RGB32);
@@ -56,7 +56,8 @@ std::vector<std::uint8_t> areaAverage(const QImage& image, int width, int height
             std::uint64_t sum = 0;
             for (int sx = columns[x].first; sx < columns[x].last; ++sx)
                 sum += columnSums[std::size_t(sx)];
-            const std::uint64_t count = std::uint64_t(bandRows) * std::uint64_t(columns[x].last - columns[x].first);
+            const std::uint64_t count =
+                std::uint64_t(bandRows) * std::uint64_t(columns[x].last - columns[x].first);
             out[std::size_t(y) * width + x] = std::uint8_t((sum + count / 2) / count);
         }
     }
@@ -78,8 +79,7 @@ QByteArray fine(const QImage& image) {
 }
 
 float diff(const std::vector<float>& a, const std::vector<float>& b) {
-    if (a.empty() || a.size() != b.size())
-        return 1;
+    if (a.empty() || a.size() != b.size()) return 1;
     double total = 0;
     for (std::size_t i = 0; i < a.size(); ++i)
         total += std::fabs(a[i] - b[i]);
@@ -87,8 +87,7 @@ float diff(const std::vector<float>& a, const std::vector<float>& b) {
 }
 
 float changedRatio(const QByteArray& a, const QByteArray& b) {
-    if (a.isEmpty() || a.size() != b.size())
-        return 1;
+    if (a.isEmpty() || a.size() != b.size()) return 1;
     qsizetype changed = 0;
     for (qsizetype i = 0; i < a.size(); ++i)
         changed += std::abs(int(std::uint8_t(a[i])) - int(std::uint8_t(b[i]))) > 20;
@@ -96,42 +95,35 @@ float changedRatio(const QByteArray& a, const QByteArray& b) {
 }
 
 std::optional<QByteArray> jpeg(const QImage& image, double quality, std::optional<int> maxWidth) {
-    if (image.isNull())
-        return std::nullopt;
+    if (image.isNull()) return std::nullopt;
     std::optional<QImage> scaled;
     if (maxWidth && image.width() > *maxWidth) {
         scaled = scale(image, *maxWidth);
-        if (!scaled)
-            return std::nullopt;
+        if (!scaled) return std::nullopt;
     }
     QByteArray bytes;
     QBuffer buffer(&bytes);
     buffer.open(QIODevice::WriteOnly);
     QImageWriter writer(&buffer, "jpeg");
     writer.setQuality(int(std::lround(std::clamp(quality, 0.0, 1.0) * 100)));
-    if (!writer.write(scaled ? *scaled : image))
-        return std::nullopt;
+    if (!writer.write(scaled ? *scaled : image)) return std::nullopt;
     return bytes;
 }
 
 std::optional<QImage> scale(const QImage& image, int width) {
-    if (image.isNull() || width <= 0)
-        return std::nullopt;
+    if (image.isNull() || width <= 0) return std::nullopt;
     const int height = int(qint64(image.height()) * width / image.width());
-    if (height <= 0)
-        return std::nullopt;
+    if (height <= 0) return std::nullopt;
     QImage out = image.convertToFormat(QImage::Format_RGB32)
                      .scaled(width, height, Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
-    if (out.isNull())
-        return std::nullopt;
+    if (out.isNull()) return std::nullopt;
     return out;
 }
 
 std::optional<QImage> load(const QString& path) {
     QImageReader reader(path);
     QImage image = reader.read();
-    if (image.isNull())
-        return std::nullopt;
+    if (image.isNull()) return std::nullopt;
     return image;
 }
 

@@ -31,7 +31,8 @@ float diff(const std::vector<float>& a, const std::vector<float>& b);
 // Share of pixels whose grey differs by more than 20; 1 when either is empty or their lengths differ.
 float changedRatio(const QByteArray& a, const QByteArray& b);
 
-// JPEG bytes at the given quality (0...1), first scaled down to maxWidth when wider; nothing when encoding fails.
+// JPEG bytes at the given quality (0...1), first scaled down to maxWidth when wider; nothing when encoding
+// fails.
 std::optional<QByteArray> jpeg(const QImage& image, double quality = 0.6, std::optional<int> maxWidth = {});
 // The image at the given width, aspect kept (height truncated), smoothly scaled in RGB.
 std::optional<QImage> scale(const QImage& image, int width);

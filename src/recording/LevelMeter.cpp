@@ -25,8 +25,7 @@ void LevelMeter::feedSilence(qint64 frames) {
 }
 
 void LevelMeter::closeWindowIfFull() {
-    if (m_n < m_per)
-        return;
+    if (m_n < m_per) return;
     m_rms.append(float(std::sqrt(m_acc / double(m_n))));
     m_acc = 0;
     m_n = 0;

@@ -31,8 +31,7 @@ public:
     // Adds the track's samples for output frames [at, at + count) into `mix`; returns the frame after the
     // last one it covered, or `at` when it starts later.
     qint64 addInto(float* mix, qint64 at, qint64 count) {
-        if (m_start >= at + count)
-            return at;
+        if (m_start >= at + count) return at;
         qint64 frame = std::max(at, m_start);
         while (frame < at + count && take()) {
             const qint64 n = std::min(qint64(m_pending.size()), at + count - frame);
@@ -75,8 +74,7 @@ void encode(std::vector<std::unique_ptr<PlacedTrack>>& tracks, const QString& to
     qint64 at = 0;
     for (;;) {
         std::erase_if(tracks, [](const auto& track) { return track->ended(); });
-        if (tracks.empty())
-            break;
+        if (tracks.empty()) break;
         const qint64 firstStart =
             (*std::min_element(tracks.begin(), tracks.end(), [](const auto& a, const auto& b) {
                 return a->start() < b->start();
@@ -93,8 +91,7 @@ void encode(std::vector<std::unique_ptr<PlacedTrack>>& tracks, const QString& to
         // Tracks overlap freely; their sum is kept within full scale.
         for (float& sample : block)
             sample = std::clamp(sample, -1.0f, 1.0f);
-        if (filled > at)
-            file.write(block.data(), filled - at);
+        if (filled > at) file.write(block.data(), filled - at);
         at = filled;
     }
     file.finish();
@@ -103,8 +100,7 @@ void encode(std::vector<std::unique_ptr<PlacedTrack>>& tracks, const QString& to
 
 void Mixer::mix(const QList<Input>& inputs, const QString& to) {
     std::vector<std::unique_ptr<PlacedTrack>> tracks = open(inputs);
-    if (tracks.empty())
-        throw AudioError(AudioError::Kind::Export, QStringLiteral("nothing to mix"));
+    if (tracks.empty()) throw AudioError(AudioError::Kind::Export, QStringLiteral("nothing to mix"));
     QFile::remove(to);
     try {
         encode(tracks, to);
@@ -118,8 +114,7 @@ void Mixer::mix(const QList<Input>& inputs, const QString& to) {
 double Mixer::duration(const QString& path) {
     const QByteArray file = QFile::encodeName(path);
     AVFormatContext* input = nullptr;
-    if (avformat_open_input(&input, file.constData(), nullptr, nullptr) < 0)
-        return 0;
+    if (avformat_open_input(&input, file.constData(), nullptr, nullptr) < 0) return 0;
     double seconds = 0;
     // An AAC track starts before time zero by the encoder's priming, which is no part of its length.
     if (avformat_find_stream_info(input, nullptr) >= 0 && input->duration > 0)

@@ -7,8 +7,7 @@ extern "C" {
 
 std::unique_ptr<MonoConverter> MonoConverter::create(const AVChannelLayout& layout, AVSampleFormat format,
                                                      int inRate, int outRate) {
-    if (inRate <= 0 || outRate <= 0)
-        return nullptr;
+    if (inRate <= 0 || outRate <= 0) return nullptr;
     SwrContext* context = nullptr;
     // libswresample of FFmpeg 5 takes the layouts by non-const pointer but only reads them.
     AVChannelLayout mono = AV_CHANNEL_LAYOUT_MONO;
@@ -31,14 +30,12 @@ MonoConverter::~MonoConverter() {
 
 int MonoConverter::convert(const quint8* const* planes, int frames, std::vector<float>& out) {
     const int capacity = swr_get_out_samples(m_context, frames);
-    if (capacity < 0)
-        return capacity;
+    if (capacity < 0) return capacity;
     out.resize(size_t(capacity));
     quint8* target = reinterpret_cast<quint8*>(out.data());
     const int produced =
         swr_convert(m_context, &target, capacity, const_cast<const quint8**>(planes), frames);
-    if (produced < 0)
-        return produced;
+    if (produced < 0) return produced;
     out.resize(size_t(produced));
     return 0;
 }

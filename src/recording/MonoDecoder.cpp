@@ -61,8 +61,7 @@ struct MonoDecoder::State {
             av_channel_layout_compare(&decoded.ch_layout, &layout) != 0) {
             converter = MonoConverter::create(decoded.ch_layout, AVSampleFormat(decoded.format),
                                               decoded.sample_rate, rate);
-            if (!converter)
-                fail(QStringLiteral("no converter for the decoded audio"));
+            if (!converter) fail(QStringLiteral("no converter for the decoded audio"));
             av_channel_layout_uninit(&layout);
             av_channel_layout_copy(&layout, &decoded.ch_layout);
             format = decoded.format;
@@ -76,8 +75,7 @@ struct MonoDecoder::State {
     // encoder's priming: an AAC track begins with a frame of them, which the writer never wrote and which
     // would push everything after it late.
     std::span<const float> kept(qint64 pts) const {
-        if (pts == AV_NOPTS_VALUE)
-            return mono;
+        if (pts == AV_NOPTS_VALUE) return mono;
         const qint64 first = av_rescale_q(pts, timeBase, AVRational{1, rate});
         const auto size = qint64(mono.size());
         const qint64 from = std::clamp(-first, qint64(0), size);
@@ -98,11 +96,9 @@ MonoDecoder::MonoDecoder(const QString& path, int rate) : m(std::make_unique<Sta
 
     const AVCodec* codec = nullptr;
     m->stream = av_find_best_stream(m->input.get(), AVMEDIA_TYPE_AUDIO, -1, -1, &codec, 0);
-    if (m->stream < 0 || !codec)
-        m->fail(QStringLiteral("no audio track"));
+    if (m->stream < 0 || !codec) m->fail(QStringLiteral("no audio track"));
     const AVCodecParameters* parameters = m->input->streams[m->stream]->codecpar;
-    if (parameters->sample_rate <= 0)
-        m->fail(QStringLiteral("no sample rate"));
+    if (parameters->sample_rate <= 0) m->fail(QStringLiteral("no sample rate"));
     m->rate = rate > 0 ? rate : parameters->sample_rate;
     const AVStream* track = m->input->streams[m->stream];
     m->timeBase = track->time_base;
@@ -111,8 +107,7 @@ MonoDecoder::MonoDecoder(const QString& path, int rate) : m(std::make_unique<Sta
                               m->timeBase, AVRational{1, m->rate});
 
     m->decoder.reset(avcodec_alloc_context3(codec));
-    if (!m->decoder || !m->packet || !m->frame)
-        m->fail(QStringLiteral("alloc"));
+    if (!m->decoder || !m->packet || !m->frame) m->fail(QStringLiteral("alloc"));
     m->decoder->thread_count = 1;
     if (const int code = avcodec_parameters_to_context(m->decoder.get(), parameters); code < 0)
         m->fail(ffmpegErrorText(code));
@@ -136,8 +131,7 @@ bool MonoDecoder::next(std::span<const float>& samples) {
             samples = m->kept(pts);
             return true;
         }
-        if (received == AVERROR_EOF || m->flushed)
-            return false;
+        if (received == AVERROR_EOF || m->flushed) return false;
         // A read error is the end of what is there, as in a file cut short by a killed writer.
         if (av_read_frame(m->input.get(), m->packet.get()) < 0) {
             avcodec_send_packet(m->decoder.get(), nullptr);
@@ -145,8 +139,7 @@ bool MonoDecoder::next(std::span<const float>& samples) {
             continue;
         }
         // A damaged packet is passed over; the decoder takes up again at the next one.
-        if (m->packet->stream_index == m->stream)
-            avcodec_send_packet(m->decoder.get(), m->packet.get());
+        if (m->packet->stream_index == m->stream) avcodec_send_packet(m->decoder.get(), m->packet.get());
         av_packet_unref(m->packet.get());
     }
 }

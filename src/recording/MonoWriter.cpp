@@ -44,8 +44,7 @@ MonoWriter::~MonoWriter() {
 }
 
 void MonoWriter::write(const AudioBuffer& buffer, std::optional<double> at) {
-    if (buffer.frames <= 0)
-        return;
+    if (buffer.frames <= 0) return;
     try {
         qint64 frames = 0;
         const float* mono = toMono(buffer, frames);
@@ -98,15 +97,13 @@ void MonoWriter::place(std::optional<double> at) {
     // An overlap (a negative gap) is ignored: the buffer follows the previous one straight away.
     if (at && m_nextTime) {
         const double gap = *at - *m_nextTime;
-        if (gap > padAbove + slack)
-            writeSilence(std::min(gap, padAtMost));
+        if (gap > padAbove + slack) writeSilence(std::min(gap, padAtMost));
     }
 }
 
 void MonoWriter::writeSilence(double seconds) {
     const qint64 frames = qint64(seconds * sampleRate + slack);
-    if (frames < 1)
-        return;
+    if (frames < 1) return;
     file().writeSilence(frames);
     m_framesWritten += frames;
     // The meter stays in step with the file, so level windows keep their place on the timeline across gaps.
@@ -114,10 +111,8 @@ void MonoWriter::writeSilence(double seconds) {
 }
 
 AacFile& MonoWriter::file() {
-    if (m_closed)
-        throw AudioError(AudioError::Kind::Format, QStringLiteral("the track is closed"));
-    if (!m_file)
-        m_file = std::make_unique<AacFile>(m_path, sampleRate, bitRate);
+    if (m_closed) throw AudioError(AudioError::Kind::Format, QStringLiteral("the track is closed"));
+    if (!m_file) m_file = std::make_unique<AacFile>(m_path, sampleRate, bitRate);
     return *m_file;
 }
 
@@ -125,8 +120,7 @@ void MonoWriter::close() {
     m_closed = true;
     m_converter.reset();
     m_convFrom.reset();
-    if (!m_file)
-        return;
+    if (!m_file) return;
     const std::unique_ptr<AacFile> finishing = std::move(m_file);
     try {
         finishing->finish();

@@ -12,16 +12,14 @@ OCR::~OCR() = default;
 os::TextRecognizer& OCR::recognizer() {
     const std::lock_guard lock(m_mutex);
     std::unique_ptr<os::TextRecognizer>& slot = m_recognizers[std::this_thread::get_id()];
-    if (!slot)
-        slot = m_makeRecognizer();
+    if (!slot) slot = m_makeRecognizer();
     return *slot;
 }
 
 void OCR::logOnce(const QString& error) {
     {
         const std::lock_guard lock(m_mutex);
-        if (m_loggedErrors.contains(error))
-            return;
+        if (m_loggedErrors.contains(error)) return;
         m_loggedErrors.insert(error);
     }
     slog(QStringLiteral("ocr: ") + error);
@@ -42,8 +40,7 @@ Reading OCR::arrange(std::vector<os::TextLine> lines) {
     std::stable_sort(lines.begin(), lines.end(), [](const os::TextLine& a, const os::TextLine& b) {
         const double h = std::min(a.box.height(), b.box.height());
         const double ma = a.box.center().y(), mb = b.box.center().y();
-        if (std::abs(ma - mb) > h / 2)
-            return ma > mb;
+        if (std::abs(ma - mb) > h / 2) return ma > mb;
         return a.box.left() < b.box.left();
     });
 
@@ -51,14 +48,13 @@ Reading OCR::arrange(std::vector<os::TextLine> lines) {
     const os::TextLine* titleLine = nullptr;
     for (const os::TextLine& line : lines) {
         strings << line.text;
-        const auto letters = std::count_if(line.text.begin(), line.text.end(), [](QChar c) { return c.isLetter(); });
+        const auto letters =
+            std::count_if(line.text.begin(), line.text.end(), [](QChar c) { return c.isLetter(); });
         // Height, not position: a menu bar in small type above a slide's heading is no title.
-        if (letters >= 4 && (!titleLine || line.box.height() > titleLine->box.height()))
-            titleLine = &line;
+        if (letters >= 4 && (!titleLine || line.box.height() > titleLine->box.height())) titleLine = &line;
     }
     Reading reading{clip(strings.join(QLatin1Char('\n')), maxChars), std::nullopt};
-    if (titleLine)
-        reading.title = clip(titleLine->text.trimmed(), titleLimit);
+    if (titleLine) reading.title = clip(titleLine->text.trimmed(), titleLimit);
     return reading;
 }
 
@@ -74,8 +70,7 @@ QSet<QString> OCR::words(const QString& s) {
     QSet<QString> out;
     QString piece;
     const auto flush = [&] {
-        if (piece.size() >= 2)
-            out.insert(piece);
+        if (piece.size() >= 2) out.insert(piece);
         piece.clear();
     };
     for (QChar c : s.toLower()) {
@@ -90,8 +85,7 @@ QSet<QString> OCR::words(const QString& s) {
 
 double OCR::similarity(const QString& a, const QString& b) {
     const QSet<QString> wa = words(a), wb = words(b);
-    if (wa.isEmpty() && wb.isEmpty())
-        return 1.0;
+    if (wa.isEmpty() && wb.isEmpty()) return 1.0;
     const qsizetype shared = QSet<QString>(wa).intersect(wb).size();
     return double(shared) / double(wa.size() + wb.size() - shared);
 }

@@ -21,8 +21,8 @@ struct Reading {
     bool operator==(const Reading&) const = default;
 };
 
-// Text recognition of frames and the similarity of texts. Each thread that reads gets a recogniser of its own,
-// made on its first read, so models load only when text is first read and never at start.
+// Text recognition of frames and the similarity of texts. Each thread that reads gets a recogniser of its
+// own, made on its first read, so models load only when text is first read and never at start.
 class OCR {
 public:
     using RecognizerFactory = std::function<std::unique_ptr<os::TextRecognizer>()>;

@@ -57,13 +57,14 @@ QJsonObject head(const Session& session, const std::optional<QString>& selfName)
     };
 }
 
-QByteArray compact(const QJsonObject& o) { return QJsonDocument(o).toJson(QJsonDocument::Compact); }
+QByteArray compact(const QJsonObject& o) {
+    return QJsonDocument(o).toJson(QJsonDocument::Compact);
+}
 
 // One image entry: its fields, then "jpeg" with the file's base64. Nothing when the file cannot be read.
 std::optional<QByteArray> entry(const Session& session, const QString& file, const QJsonObject& fields) {
     QFile image(session.url(file));
-    if (!image.open(QIODevice::ReadOnly))
-        return std::nullopt;
+    if (!image.open(QIODevice::ReadOnly)) return std::nullopt;
     QByteArray out = compact(fields);
     out.chop(1); // the closing brace
     out += (fields.isEmpty() ? "\"jpeg\":\"" : ",\"jpeg\":\"") + image.readAll().toBase64() + "\"}";
@@ -72,13 +73,13 @@ std::optional<QByteArray> entry(const Session& session, const QString& file, con
 
 // Writes `"key":[e1,e2,...]`, one entry at a time.
 template <class Item, class Fields>
-bool writeImages(QIODevice& out, const char* key, const Session& session, const QList<Item>& items, Fields fields) {
+bool writeImages(QIODevice& out, const char* key, const Session& session, const QList<Item>& items,
+                 Fields fields) {
     bool ok = out.write(QByteArray(",\"") + key + "\":[") >= 0;
     bool first = true;
     for (const Item& item : items) {
         const std::optional<QByteArray> e = entry(session, item.file, fields(item));
-        if (!e)
-            continue;
+        if (!e) continue;
         ok = ok && out.write(first ? *e : "," + *e) >= 0;
         first = false;
     }
@@ -91,16 +92,15 @@ bool writeTo(QIODevice& out, const Session& session, const std::optional<QString
     QByteArray start = compact(head(session, selfName));
     start.chop(1); // the images follow inside the same object
     bool ok = out.write(start) >= 0;
-    ok = ok && writeImages(out, "shots", session, session.meta.shots,
-                           [](const ShotMeta& s) { return QJsonObject{{QStringLiteral("t"), s.t}}; });
+    ok = ok && writeImages(out, "shots", session, session.meta.shots, [](const ShotMeta& s) {
+             return QJsonObject{{QStringLiteral("t"), s.t}};
+         });
     ok = ok && writeImages(out, "pins", session, session.meta.pins, [](const PinMeta& p) {
-        QJsonObject o{{QStringLiteral("t"), p.t}, {QStringLiteral("note"), p.note}};
-        if (p.isAuto.value_or(false))
-            o.insert(QStringLiteral("auto"), true);
-        if (p.textOnly.value_or(false))
-            o.insert(QStringLiteral("text_only"), true);
-        return o;
-    });
+             QJsonObject o{{QStringLiteral("t"), p.t}, {QStringLiteral("note"), p.note}};
+             if (p.isAuto.value_or(false)) o.insert(QStringLiteral("auto"), true);
+             if (p.textOnly.value_or(false)) o.insert(QStringLiteral("text_only"), true);
+             return o;
+         });
     return ok && out.write("}") >= 0;
 }
 

@@ -9,8 +9,8 @@
 // The body that creates a call on the server: the session's record with its screenshots and pins inside.
 namespace Payload {
 
-// Streams the body into the device, one image at a time, so that a long session is never held whole in memory.
-// Unreadable images are left out. Returns false when the device refused a write.
+// Streams the body into the device, one image at a time, so that a long session is never held whole in
+// memory. Unreadable images are left out. Returns false when the device refused a write.
 bool writeTo(QIODevice& out, const Session& session, const std::optional<QString>& selfName);
 // The body as an object, for those who want to look at it.
 QJsonObject dictionary(const Session& session, const std::optional<QString>& selfName);

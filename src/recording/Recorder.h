@@ -62,8 +62,8 @@ public:
     Recorder(const Recorder&) = delete;
     Recorder& operator=(const Recorder&) = delete;
 
-    // Starts the frames, the system audio and, with `withMic`, the microphone. Throws AudioError when there is
-    // no display to record. Missing audio is logged and leaves the recording without that track.
+    // Starts the frames, the system audio and, with `withMic`, the microphone. Throws AudioError when there
+    // is no display to record. Missing audio is logged and leaves the recording without that track.
     void start(bool withMic);
     // Ends the capture, mixes the tracks and saves the finished session. It waits for the queues and the mix:
     // call it away from the main thread.

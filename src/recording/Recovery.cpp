@@ -22,15 +22,13 @@ std::optional<QDateTime> lastWrite(const QString& dir) {
     while (it.hasNext()) {
         it.next();
         const QDateTime modified = it.fileInfo().lastModified().toUTC();
-        if (!last || modified > *last)
-            last = modified;
+        if (!last || modified > *last) last = modified;
     }
     return last;
 }
 
 bool readable(const QString& path) {
-    if (!QFileInfo::exists(path))
-        return false;
+    if (!QFileInfo::exists(path)) return false;
     try {
         LevelReader::levels(path);
         return true;
@@ -40,11 +38,12 @@ bool readable(const QString& path) {
 }
 
 // The recorder keeps a frame the moment it writes it, but names it in meta.json only at the next save, so the
-// shots of the last minutes may be on disk alone. Each is timed by its file; one that can't be read stays out.
+// shots of the last minutes may be on disk alone. Each is timed by its file; one that can't be read stays
+// out.
 void listUnsavedShots(Session& session) {
     QList<ShotMeta>& shots = session.meta.shots;
-    const QStringList names =
-        QDir(session.url(QStringLiteral("shots"))).entryList({QStringLiteral("*.jpg")}, QDir::Files, QDir::Name);
+    const QStringList names = QDir(session.url(QStringLiteral("shots")))
+                                  .entryList({QStringLiteral("*.jpg")}, QDir::Files, QDir::Name);
     for (const QString& name : names) {
         const QString file = QStringLiteral("shots/") + name;
         if (std::any_of(shots.begin(), shots.end(), [&](const ShotMeta& shot) { return shot.file == file; }))
@@ -57,7 +56,8 @@ void listUnsavedShots(Session& session) {
         const qint64 ms = session.meta.started.msecsTo(QFileInfo(path).lastModified());
         shots.append({std::round(std::max(double(ms) / 1000, 0.0)), file});
     }
-    std::stable_sort(shots.begin(), shots.end(), [](const ShotMeta& a, const ShotMeta& b) { return a.t < b.t; });
+    std::stable_sort(shots.begin(), shots.end(),
+                     [](const ShotMeta& a, const ShotMeta& b) { return a.t < b.t; });
 }
 
 } // namespace
@@ -67,13 +67,13 @@ QStringList recoverInterrupted(const QString& base) {
     const QStringList names = QDir(base).entryList(QDir::Dirs | QDir::NoDotAndDotDot, QDir::Name);
     for (const QString& name : names) {
         const auto session = Session::load(base + QLatin1Char('/') + name);
-        if (!session || session->meta.ended)
-            continue;
+        if (!session || session->meta.ended) continue;
         SessionMeta& meta = session->meta;
         const QDateTime last = lastWrite(session->dir).value_or(meta.started);
         meta.ended = std::max(last, meta.started.addSecs(1));
         // An earlier track alone may be what is left: the tracks are not mixed here.
-        for (const QString& track : {QStringLiteral("mixed.m4a"), QStringLiteral("system.m4a"), QStringLiteral("mic.m4a")}) {
+        for (const QString& track :
+             {QStringLiteral("mixed.m4a"), QStringLiteral("system.m4a"), QStringLiteral("mic.m4a")}) {
             if (readable(session->url(track))) {
                 meta.audioFile = track;
                 break;

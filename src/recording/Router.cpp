@@ -7,7 +7,9 @@
 #include <algorithm>
 #include <cmath>
 
-int RouteResult::percent() const { return int(std::round(score * 100)); }
+int RouteResult::percent() const {
+    return int(std::round(score * 100));
+}
 
 QString Suggestion::label() const {
     return (project ? project->ws.name : QStringLiteral("Personal")) + QStringLiteral(" \u00b7 ") + reason;
@@ -21,8 +23,7 @@ QString firstGraphemes(const QString& text, qsizetype max) {
     QTextBoundaryFinder finder(QTextBoundaryFinder::Grapheme, text);
     qsizetype count = 0;
     while (finder.toNextBoundary() != -1)
-        if (++count == max)
-            return text.left(finder.position());
+        if (++count == max) return text.left(finder.position());
     return text;
 }
 
@@ -31,7 +32,9 @@ void sortByScore(QList<RouteResult>& results) {
                      [](const RouteResult& a, const RouteResult& b) { return a.score > b.score; });
 }
 
-double secondScore(const QList<RouteResult>& sorted) { return sorted.size() > 1 ? sorted.at(1).score : 0; }
+double secondScore(const QList<RouteResult>& sorted) {
+    return sorted.size() > 1 ? sorted.at(1).score : 0;
+}
 
 // A clear lead: at least 0.6, and at least 0.2 above the next project.
 bool clearLead(const QList<RouteResult>& sorted) {
@@ -56,8 +59,7 @@ QString text(const SessionMeta& meta) {
     QStringList lines;
     QSet<QString> seen;
     for (const AppSpan& span : meta.apps.value_or(QList<AppSpan>{})) {
-        if (span.app == QLatin1String("(private)"))
-            continue;
+        if (span.app == QLatin1String("(private)")) continue;
         const QString line = span.title ? span.app + QStringLiteral(": ") + *span.title : span.app;
         if (!seen.contains(line)) {
             seen.insert(line);
@@ -65,8 +67,7 @@ QString text(const SessionMeta& meta) {
         }
     }
     for (const PinMeta& pin : meta.pins)
-        if (!pin.note.isEmpty())
-            lines.append(QStringLiteral("Pin: ") + pin.note);
+        if (!pin.note.isEmpty()) lines.append(QStringLiteral("Pin: ") + pin.note);
     for (const OcrEntry& entry : meta.ocr.value_or(QList<OcrEntry>{}))
         lines.append(entry.text);
     return firstGraphemes(lines.join(QLatin1Char('\n')), maxText);
@@ -81,28 +82,23 @@ QCoro::Task<QList<RouteResult>> scoreAll(QList<std::pair<Workspace, API>> pairs,
         running.push_back(scoreOne(ws, api, title, app, participants, text));
     QList<RouteResult> results;
     for (auto& task : running)
-        if (auto result = co_await task)
-            results.append(*result);
+        if (auto result = co_await task) results.append(*result);
     sortByScore(results);
     co_return results;
 }
 
 std::optional<Decision> decide(QList<RouteResult> results) {
-    if (results.isEmpty())
-        return std::nullopt;
+    if (results.isEmpty()) return std::nullopt;
     sortByScore(results);
     return Decision{results.first(), clearLead(results)};
 }
 
 Suggestion suggest(QList<RouteResult> results, bool isCall, bool autoFile) {
-    if (!isCall)
-        return {std::nullopt, QStringLiteral("a work session \u2014 only you see it"), false};
+    if (!isCall) return {std::nullopt, QStringLiteral("a work session \u2014 only you see it"), false};
     sortByScore(results);
     const std::optional<QString> reason = results.isEmpty() ? std::nullopt : teamReason(results.first());
-    if (!reason)
-        return {std::nullopt, QStringLiteral("no team signals on this call"), false};
-    if (!clearLead(results))
-        return {std::nullopt, QStringLiteral("not clearly one project"), false};
+    if (!reason) return {std::nullopt, QStringLiteral("no team signals on this call"), false};
+    if (!clearLead(results)) return {std::nullopt, QStringLiteral("not clearly one project"), false};
     const RouteResult& best = results.first();
     return {best, *reason, autoFile && best.score >= 0.9 && hasParticipants(best)};
 }

@@ -36,7 +36,8 @@ namespace Router {
 
 inline constexpr qsizetype maxText = 20000;
 
-// The text that characterises the recording: the apps in front, the pins' notes, the text read off the screen.
+// The text that characterises the recording: the apps in front, the pins' notes, the text read off the
+// screen.
 QString text(const SessionMeta& meta);
 // Asks every project's server at once; a project that fails is logged and left out. Highest score first.
 QCoro::Task<QList<RouteResult>> scoreAll(QList<std::pair<Workspace, API>> pairs, QString title, QString app,

@@ -9,7 +9,9 @@
 #include <QFileInfo>
 #include <algorithm>
 
-QJsonValue ShotMeta::toJson() const { return QJsonObject{{"t", t}, {"file", file}}; }
+QJsonValue ShotMeta::toJson() const {
+    return QJsonObject{{"t", t}, {"file", file}};
+}
 
 ShotMeta ShotMeta::fromJson(const QJsonValue& v) {
     const QJsonObject o = Json::object(v);
@@ -29,7 +31,9 @@ PinMeta PinMeta::fromJson(const QJsonValue& v) {
             Json::getOptional<bool>(o, "auto"), Json::getOptional<bool>(o, "textOnly")};
 }
 
-QJsonValue OcrEntry::toJson() const { return QJsonObject{{"t", t}, {"app", app}, {"text", text}}; }
+QJsonValue OcrEntry::toJson() const {
+    return QJsonObject{{"t", t}, {"app", app}, {"text", text}};
+}
 
 OcrEntry OcrEntry::fromJson(const QJsonValue& v) {
     const QJsonObject o = Json::object(v);
@@ -50,8 +54,7 @@ void AppSpan::merge(QList<AppSpan>& spans, double t, const QString& app, const s
             last.end = std::max(last.end, t);
             return;
         }
-        if (last.end < t)
-            last.end = t;
+        if (last.end < t) last.end = t;
     }
     spans.append(AppSpan{t, t, app, title});
 }
@@ -74,8 +77,7 @@ Routed Routed::fromJson(const QJsonValue& v) {
 }
 
 QString SessionMeta::effectiveKind() const {
-    if (kind)
-        return *kind;
+    if (kind) return *kind;
     return fromCall || callApp ? QStringLiteral("call") : QStringLiteral("session");
 }
 
@@ -173,8 +175,7 @@ QList<std::shared_ptr<Session>> Session::pending(const QString& base) {
     QList<std::shared_ptr<Session>> out;
     for (const QString& name : std::as_const(names)) {
         auto session = load(base + QLatin1Char('/') + name);
-        if (session && session->meta.ended)
-            out.append(session);
+        if (session && session->meta.ended) out.append(session);
     }
     return out;
 }
@@ -189,10 +190,12 @@ void Session::save() {
 
 std::optional<QString> Session::writeImage(const QString& folder, qsizetype index, const QByteArray& jpeg,
                                            const QString& logPrefix) {
-    const QString name = folder + QLatin1Char('/') + QString::asprintf("%03lld.jpg", static_cast<long long>(index));
+    const QString name =
+        folder + QLatin1Char('/') + QString::asprintf("%03lld.jpg", static_cast<long long>(index));
     QFile file(url(name));
     // A short image is written to the buffer in full: only the flush tells of a full disk.
-    if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate) || file.write(jpeg) != jpeg.size() || !file.flush()) {
+    if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate) || file.write(jpeg) != jpeg.size() ||
+        !file.flush()) {
         slog(logPrefix + file.errorString());
         return std::nullopt;
     }
@@ -200,7 +203,8 @@ std::optional<QString> Session::writeImage(const QString& folder, qsizetype inde
 }
 
 void Session::addShot(double t, const QByteArray& jpeg) {
-    if (auto name = writeImage(QStringLiteral("shots"), meta.shots.size(), jpeg, QStringLiteral("shot write: ")))
+    if (auto name =
+            writeImage(QStringLiteral("shots"), meta.shots.size(), jpeg, QStringLiteral("shot write: ")))
         meta.shots.append({t, *name});
 }
 
@@ -211,10 +215,8 @@ void Session::addPin(double t, const QString& note, const QByteArray& jpeg, bool
 }
 
 std::optional<QString> Session::audioURL() const {
-    if (!meta.audioFile)
-        return std::nullopt;
+    if (!meta.audioFile) return std::nullopt;
     const QString path = url(*meta.audioFile);
-    if (!QFileInfo::exists(path))
-        return std::nullopt;
+    if (!QFileInfo::exists(path)) return std::nullopt;
     return path;
 }

@@ -59,8 +59,8 @@ struct AppSpan {
 
     // Notes that `app` (with `title`) is in front at `t`: the last span grows when it is the same app and
     // title seen within `gap` seconds; otherwise the last span ends at `t` and a new one begins.
-    static void merge(QList<AppSpan>& spans, double t, const QString& app, const std::optional<QString>& title,
-                      double gap = 6);
+    static void merge(QList<AppSpan>& spans, double t, const QString& app,
+                      const std::optional<QString>& title, double gap = 6);
 };
 
 // The stored routing decision.
@@ -130,7 +130,8 @@ public:
     // Writes meta.json atomically; a failure is logged.
     void save();
     void addShot(double t, const QByteArray& jpeg);
-    void addPin(double t, const QString& note, const QByteArray& jpeg, bool isAuto = false, bool textOnly = false);
+    void addPin(double t, const QString& note, const QByteArray& jpeg, bool isAuto = false,
+                bool textOnly = false);
     // The audio file when it is named and exists now.
     std::optional<QString> audioURL() const;
 

@@ -15,15 +15,13 @@ void SilenceSplice::skip(qint64 lastSent, qint64 frames, AVPacket* packet, const
     }
     m_shift += frames * m_frameSize;
     m_copiesDue += frames;
-    if (m_lastPassedPts == m_movedPts - m_frameSize)
-        writeCopies(packet, write);
+    if (m_lastPassedPts == m_movedPts - m_frameSize) writeCopies(packet, write);
 }
 
 void SilenceSplice::pass(AVPacket* packet, const Write& write) {
     const QByteArray bytes(reinterpret_cast<const char*>(packet->data), packet->size);
     // Deep in a run of silent frames, a packet like the one before it is the settled packet of silence.
-    if (m_silentFramesSent >= 3 && bytes == m_lastPacket)
-        m_silentPacket = bytes;
+    if (m_silentFramesSent >= 3 && bytes == m_lastPacket) m_silentPacket = bytes;
     m_lastPacket = bytes;
     const qint64 pts = packet->pts;
     if (m_shift > 0 && pts == m_movedPts) {
@@ -33,8 +31,7 @@ void SilenceSplice::pass(AVPacket* packet, const Write& write) {
     }
     write(packet);
     m_lastPassedPts = pts;
-    if (m_copiesDue > 0 && pts == m_movedPts - m_frameSize)
-        writeCopies(packet, write);
+    if (m_copiesDue > 0 && pts == m_movedPts - m_frameSize) writeCopies(packet, write);
 }
 
 void SilenceSplice::writeCopies(AVPacket* packet, const Write& write) {

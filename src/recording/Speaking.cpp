@@ -29,15 +29,13 @@ public:
         close();
         QList<Span> kept;
         for (const Span& span : m_spans)
-            if (span.end - span.t >= minLen)
-                kept.append(Span{round1(span.t), round1(span.end)});
+            if (span.end - span.t >= minLen) kept.append(Span{round1(span.t), round1(span.end)});
         return kept;
     }
 
 private:
     void close() {
-        if (m_open)
-            m_spans.append(*m_open);
+        if (m_open) m_spans.append(*m_open);
         m_open.reset();
     }
 

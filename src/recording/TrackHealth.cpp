@@ -8,8 +8,7 @@ TrackHealth::TrackHealth(QString name, double since)
 void TrackHealth::heard(double now, bool zeros) {
     const std::lock_guard lock(m_mutex);
     m_lastBuffer = now;
-    if (!zeros)
-        m_lastSound = now;
+    if (!zeros) m_lastSound = now;
 }
 
 std::optional<QString> TrackHealth::check(double now) {
@@ -19,13 +18,14 @@ std::optional<QString> TrackHealth::check(double now) {
         // Only sound heard after the spell began ends it: buffers of zeros after none at all do not.
         if (flowing && m_lastSound > m_silentSince) {
             m_state = State::Sound;
-            return QStringLiteral("track %1 recovered after %2 s").arg(m_name).arg(std::lround(m_lastSound - m_silentSince));
+            return QStringLiteral("track %1 recovered after %2 s")
+                .arg(m_name)
+                .arg(std::lround(m_lastSound - m_silentSince));
         }
         m_state = flowing ? State::OnlyZeros : State::NoBuffers;
         return std::nullopt;
     }
-    if (flowing && now - m_lastSound < onlyZerosAfter)
-        return std::nullopt;
+    if (flowing && now - m_lastSound < onlyZerosAfter) return std::nullopt;
     m_state = flowing ? State::OnlyZeros : State::NoBuffers;
     m_silentSince = flowing ? m_lastSound : m_lastBuffer;
     return QStringLiteral("track %1 silent for %2 s").arg(m_name).arg(std::lround(now - m_silentSince));

@@ -11,21 +11,21 @@ namespace Uploader {
 namespace {
 
 void report(const Options& options, const QString& text) {
-    if (options.progress)
-        options.progress(text);
+    if (options.progress) options.progress(text);
 }
 
-QCoro::Task<> create(Session& session, const API& api, const std::optional<QString>& selfName, const Options& options) {
+QCoro::Task<> create(Session& session, const API& api, const std::optional<QString>& selfName,
+                     const Options& options) {
     report(options, QStringLiteral("Uploading %1 screenshots, %2 pins\u2026")
                         .arg(session.meta.shots.size())
                         .arg(session.meta.pins.size()));
     const QString payload = Payload::write(session, selfName);
     // A failed request leaves the body behind; the next attempt writes it again.
-    const QJsonObject reply = co_await api.upload("POST", QStringLiteral("/api/calls"), payload, "application/json");
+    const QJsonObject reply =
+        co_await api.upload("POST", QStringLiteral("/api/calls"), payload, "application/json");
     QFile::remove(payload);
     const std::optional<QString> id = API::str(reply.value(QLatin1String("id")));
-    if (!id)
-        throw APIError(0, QStringLiteral("server returned no call id"));
+    if (!id) throw APIError(0, QStringLiteral("server returned no call id"));
     // From here on a crash cannot create a second call for this session.
     session.meta.callId = *id;
     session.meta.uploadedServer = api.endpoint();
@@ -34,26 +34,26 @@ QCoro::Task<> create(Session& session, const API& api, const std::optional<QStri
 
 QCoro::Task<> sendAudio(Session& session, const API& api, const QString& audio, const Options& options) {
     report(options, QStringLiteral("Uploading audio\u2026"));
-    co_await api.upload("POST", QStringLiteral("/api/calls/%1/audio").arg(urlComponent(*session.meta.callId)), audio,
-                        "audio/mp4");
+    co_await api.upload("POST", QStringLiteral("/api/calls/%1/audio").arg(urlComponent(*session.meta.callId)),
+                        audio, "audio/mp4");
     session.meta.audioUploaded = true;
     session.save();
 }
 
 QCoro::Task<> startProcessing(Session& session, const API& api, const Options& options) {
     report(options, QStringLiteral("Starting notes\u2026"));
-    co_await api.json("POST", QStringLiteral("/api/calls/%1/process").arg(urlComponent(*session.meta.callId)));
+    co_await api.json("POST",
+                      QStringLiteral("/api/calls/%1/process").arg(urlComponent(*session.meta.callId)));
     session.meta.processed = true;
     session.save();
 }
 
-QCoro::Task<> steps(Session& session, const API& api, const std::optional<QString>& selfName, const Options& options) {
-    if (!session.meta.callId)
-        co_await create(session, api, selfName, options);
+QCoro::Task<> steps(Session& session, const API& api, const std::optional<QString>& selfName,
+                    const Options& options) {
+    if (!session.meta.callId) co_await create(session, api, selfName, options);
     if (const auto audio = session.audioURL(); audio && !session.meta.audioUploaded)
         co_await sendAudio(session, api, *audio, options);
-    if (options.process && !session.meta.processed)
-        co_await startProcessing(session, api, options);
+    if (options.process && !session.meta.processed) co_await startProcessing(session, api, options);
 }
 
 } // namespace
@@ -85,8 +85,7 @@ QCoro::Task<QString> upload(std::shared_ptr<Session> session, API api, std::opti
     }
     meta.lastError.reset();
     session->save();
-    if (!options.keepFiles && (meta.processed || !options.process))
-        QDir(session->dir).removeRecursively();
+    if (!options.keepFiles && (meta.processed || !options.process)) QDir(session->dir).removeRecursively();
     co_return *meta.callId;
 }
 

@@ -8,12 +8,13 @@
 #include <memory>
 #include <optional>
 
-// Delivers a session to one destination in up to three steps: create the call, send the audio, start the notes.
-// Each finished step is saved in meta.json at once, so the next attempt continues where this one stopped.
+// Delivers a session to one destination in up to three steps: create the call, send the audio, start the
+// notes. Each finished step is saved in meta.json at once, so the next attempt continues where this one
+// stopped.
 namespace Uploader {
 
 struct Options {
-    bool process = true;   // ask the server to start processing
+    bool process = true;    // ask the server to start processing
     bool keepFiles = false; // keep the folder after delivery
     std::function<void(const QString&)> progress;
 };

@@ -20,8 +20,7 @@ constexpr std::chrono::seconds resourceTimeout{3600};
 
 API::API(const QString& server, QString key, const std::optional<QString>& apiRoot)
     : m_server(withoutTrailingSlashes(server)), m_key(std::move(key)) {
-    if (apiRoot)
-        m_apiRoot = withoutTrailingSlashes(*apiRoot);
+    if (apiRoot) m_apiRoot = withoutTrailingSlashes(*apiRoot);
 }
 
 QUrl API::url(const QString& path) const {
@@ -34,10 +33,8 @@ QNetworkRequest API::request(const QString& path, const std::optional<QByteArray
                              Seconds timeout) const {
     QNetworkRequest r(url(path));
     r.setTransferTimeout(int(std::chrono::milliseconds(timeout).count()));
-    if (!m_key.isEmpty())
-        r.setRawHeader("Authorization", "Bearer " + m_key.toUtf8());
-    if (contentType)
-        r.setRawHeader("Content-Type", *contentType);
+    if (!m_key.isEmpty()) r.setRawHeader("Authorization", "Bearer " + m_key.toUtf8());
+    if (contentType) r.setRawHeader("Content-Type", *contentType);
     r.setRawHeader("Accept", "application/json");
     r.setRawHeader("User-Agent", userAgent);
     return r;
@@ -60,8 +57,7 @@ QCoro::Task<QJsonObject> API::send(QNetworkRequest request, QByteArray method, Q
     QTimer::singleShot(resourceTimeout, reply.get(), &QNetworkReply::abort);
     co_await reply.get();
     const QVariant status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute);
-    if (!status.isValid())
-        throw APIError(0, reply->errorString());
+    if (!status.isValid()) throw APIError(0, reply->errorString());
     co_return check(reply->readAll(), status.toInt(), reply->url());
 }
 
@@ -81,7 +77,8 @@ QCoro::Task<QJsonObject> API::json(QByteArray method, QString path, std::optiona
     co_return co_await send(r, method, body ? &payload : nullptr);
 }
 
-QCoro::Task<QJsonObject> API::upload(QByteArray method, QString path, QString file, QByteArray contentType) const {
+QCoro::Task<QJsonObject> API::upload(QByteArray method, QString path, QString file,
+                                     QByteArray contentType) const {
     QFile body(file);
     if (!body.open(QIODevice::ReadOnly))
         throw APIError(0, QStringLiteral("cannot read %1: %2").arg(file, body.errorString()));
@@ -100,22 +97,18 @@ QJsonObject API::check(const QByteArray& data, int status, const QUrl& finalUrl)
         const QJsonValue text = doc.object().value(QLatin1String("error"));
         throw APIError(status, parsed && text.isString() ? text.toString() : httpStatusPhrase(status));
     }
-    if (parsed && doc.isObject())
-        return doc.object();
-    if (parsed && doc.isArray())
-        return QJsonObject{{QStringLiteral("items"), doc.array()}};
+    if (parsed && doc.isObject()) return doc.object();
+    if (parsed && doc.isArray()) return QJsonObject{{QStringLiteral("items"), doc.array()}};
     const QString host = finalUrl.host();
     throw APIError(status, QStringLiteral("unexpected response (not JSON) from ") +
                                (host.isEmpty() ? QStringLiteral("server") : host));
 }
 
 std::optional<QString> API::str(const QJsonValue& value) {
-    if (value.isString())
-        return value.toString();
+    if (value.isString()) return value.toString();
     if (value.isDouble()) {
         const double d = value.toDouble();
-        if (d == double(qint64(d)))
-            return QString::number(qint64(d));
+        if (d == double(qint64(d))) return QString::number(qint64(d));
         return QString::number(d, 'g', 17);
     }
     return std::nullopt;
@@ -126,8 +119,7 @@ std::optional<QString> API::str(const QJsonValue& value) {
 QCoro::Task<QString> API::me() const {
     const QJsonObject reply = co_await json("GET", QStringLiteral("/api/me"));
     const QJsonValue name = reply.value(QLatin1String("ego")).toObject().value(QLatin1String("name"));
-    if (!name.isString())
-        throw APIError(0, QStringLiteral("no ego in /api/me"));
+    if (!name.isString()) throw APIError(0, QStringLiteral("no ego in /api/me"));
     co_return name.toString();
 }
 
@@ -158,16 +150,15 @@ QCoro::Task<QString> API::startWrap(QString day) const {
 }
 
 QCoro::Task<WrapStatus> API::wrapStatus(QString day) const {
-    co_return WrapStatus::from(co_await json("GET", QStringLiteral("/api/workday/wrap?day=") + urlComponent(day)));
+    co_return WrapStatus::from(
+        co_await json("GET", QStringLiteral("/api/workday/wrap?day=") + urlComponent(day)));
 }
 
 QCoro::Task<std::optional<QString>> API::createTask(QString title, std::optional<QString> notes) const {
     QJsonObject body{{QStringLiteral("title"), title}};
-    if (notes && !notes->isEmpty())
-        body.insert(QStringLiteral("notes"), *notes);
+    if (notes && !notes->isEmpty()) body.insert(QStringLiteral("notes"), *notes);
     const QJsonObject reply = co_await json("POST", QStringLiteral("/api/tasks"), body);
-    if (auto id = str(reply.value(QLatin1String("id"))))
-        co_return id;
+    if (auto id = str(reply.value(QLatin1String("id")))) co_return id;
     co_return str(reply.value(QLatin1String("task")).toObject().value(QLatin1String("id")));
 }
 
@@ -187,10 +178,8 @@ QCoro::Task<API::RouteScore> API::routeScore(QString title, QString app, QList<Q
     const QJsonValue score = reply.value(QLatin1String("score"));
     bool readable = score.isDouble();
     result.score = readable ? score.toDouble() : score.toString().toDouble(&readable);
-    if (!readable)
-        result.score = 0;
+    if (!readable) result.score = 0;
     for (const QJsonValue& reason : reply.value(QLatin1String("reasons")).toArray())
-        if (auto text = str(reason))
-            result.reasons.append(*text);
+        if (auto text = str(reason)) result.reasons.append(*text);
     co_return result;
 }

@@ -5,13 +5,13 @@
 #include "server/WrapStatus.h"
 
 #include <QByteArray>
+#include <QCoroTask>
 #include <QJsonArray>
 #include <QJsonObject>
 #include <QJsonValue>
 #include <QNetworkRequest>
 #include <QString>
 #include <QUrl>
-#include <QCoroTask>
 #include <chrono>
 #include <optional>
 
@@ -36,15 +36,18 @@ public:
 
     // With an API root, "/api/x" becomes apiRoot + "/x"; every other path is appended to the server.
     QUrl url(const QString& path) const;
-    // The request with its headers in order: Authorization (with a key), Content-Type (when given), Accept, User-Agent.
+    // The request with its headers in order: Authorization (with a key), Content-Type (when given), Accept,
+    // User-Agent.
     QNetworkRequest request(const QString& path, const std::optional<QByteArray>& contentType = std::nullopt,
                             Seconds timeout = requestTimeout) const;
 
     // A JSON call; the body goes as application/json when given. The reply's object, through `check`.
-    QCoro::Task<QJsonObject> json(QByteArray method, QString path, std::optional<QJsonValue> body = std::nullopt,
+    QCoro::Task<QJsonObject> json(QByteArray method, QString path,
+                                  std::optional<QJsonValue> body = std::nullopt,
                                   std::optional<Seconds> timeout = std::nullopt) const;
     // Streams the file as the request body, never holding it whole in memory.
-    QCoro::Task<QJsonObject> upload(QByteArray method, QString path, QString file, QByteArray contentType) const;
+    QCoro::Task<QJsonObject> upload(QByteArray method, QString path, QString file,
+                                    QByteArray contentType) const;
 
     // Endpoints.
     QCoro::Task<QString> me() const;
@@ -61,9 +64,11 @@ public:
         double score = 0; // as sent; the router clamps it
         QList<QString> reasons;
     };
-    QCoro::Task<RouteScore> routeScore(QString title, QString app, QList<QString> participants, QString text) const;
+    QCoro::Task<RouteScore> routeScore(QString title, QString app, QList<QString> participants,
+                                       QString text) const;
 
-    // The reply rules: the access-proxy login page first, then the status, then JSON (a list arrives under "items").
+    // The reply rules: the access-proxy login page first, then the status, then JSON (a list arrives under
+    // "items").
     static QJsonObject check(const QByteArray& data, int status, const QUrl& finalUrl);
     // A string stays, a number becomes its decimal text, anything else is nothing.
     static std::optional<QString> str(const QJsonValue& value);

@@ -6,8 +6,7 @@ APIError::APIError(int status_, QString message_)
     : std::runtime_error(message_.toStdString()), status(status_), message(std::move(message_)) {}
 
 QString APIError::errorDescription() const {
-    if (status == 0)
-        return message;
+    if (status == 0) return message;
     return QStringLiteral("%1 (HTTP %2)").arg(message).arg(status);
 }
 
@@ -34,13 +33,9 @@ QString httpStatusPhrase(int status) {
         {503, QStringLiteral("service unavailable")},
         {504, QStringLiteral("gateway timed out")},
     };
-    if (const auto it = phrases.constFind(status); it != phrases.constEnd())
-        return *it;
-    if (status >= 500)
-        return QStringLiteral("server error");
-    if (status >= 400)
-        return QStringLiteral("client error");
-    if (status >= 300)
-        return QStringLiteral("redirected");
+    if (const auto it = phrases.constFind(status); it != phrases.constEnd()) return *it;
+    if (status >= 500) return QStringLiteral("server error");
+    if (status >= 400) return QStringLiteral("client error");
+    if (status >= 300) return QStringLiteral("redirected");
     return QStringLiteral("success");
 }

@@ -15,7 +15,9 @@ struct APIError : std::runtime_error {
     // The server lacks this endpoint: callers tell it from a real failure.
     bool isMissing() const { return status == 404; }
 
-    bool operator==(const APIError& other) const { return status == other.status && message == other.message; }
+    bool operator==(const APIError& other) const {
+        return status == other.status && message == other.message;
+    }
 };
 
 // The standard phrase for an HTTP status, as the system's HTTP library words it ("not found").

@@ -17,7 +17,7 @@ struct DeviceStart {
     QString deviceCode;
     QString userCode;
     QUrl verifyURL;
-    double interval = 3; // seconds between polls, 1 to 30
+    double interval = 3;  // seconds between polls, 1 to 30
     double expires = 600; // lifetime of the code, at least 30
 
     bool operator==(const DeviceStart&) const = default;
@@ -52,7 +52,8 @@ using PollResult = std::variant<Poll::Ok, Poll::Failed, Poll::Pending, Poll::Exp
 
 // A failure the user reads as it stands.
 struct SignInError : std::runtime_error {
-    explicit SignInError(const QString& message) : std::runtime_error(message.toStdString()), message(message) {}
+    explicit SignInError(const QString& message)
+        : std::runtime_error(message.toStdString()), message(message) {}
     QString message;
 };
 
@@ -65,7 +66,8 @@ using CancelFlag = std::shared_ptr<bool>;
 namespace Platform {
 
 // The route prefixes, in the order they are tried.
-inline const QStringList devicePaths = {QStringLiteral("/device"), QStringLiteral("/app/api/platform/device")};
+inline const QStringList devicePaths = {QStringLiteral("/device"),
+                                        QStringLiteral("/app/api/platform/device")};
 
 std::optional<DeviceStart> parseStart(const QJsonObject& reply, const QString& base);
 PollResult parsePoll(const QJsonObject& reply);

@@ -28,8 +28,9 @@ struct LegacyDefault {
     QString server;
 };
 // The two legacy workspaces a fresh store starts with.
-inline const LegacyDefault legacyDefaults[] = {{QStringLiteral("Brevik"), QStringLiteral("https://brevik.orvane.app")},
-                                               {QStringLiteral("Noctal"), QStringLiteral("https://noctal.orvane.app")}};
+inline const LegacyDefault legacyDefaults[] = {
+    {QStringLiteral("Brevik"), QStringLiteral("https://brevik.orvane.app")},
+    {QStringLiteral("Noctal"), QStringLiteral("https://noctal.orvane.app")}};
 
 // Trimmed, without trailing "/".
 QString clean(const QString& base);

@@ -10,14 +10,14 @@ QList<Todo> Todo::list(const QJsonValue& items) {
         ++place;
         const QJsonObject o = item.toObject();
         const std::optional<QString> id = API::str(o.value(QLatin1String("id")));
-        if (!id)
-            continue;
+        if (!id) continue;
         const QJsonValue n = o.value(QLatin1String("n"));
         const bool whole = n.isDouble() && n.toDouble() == double(int(n.toDouble()));
         const QJsonValue title = o.value(QLatin1String("title")), status = o.value(QLatin1String("status"));
         out.append({whole ? int(n.toDouble()) : place, *id, title.isString() ? title.toString() : *id,
-                    status.isString() ? status.toString() : QString(), API::str(o.value(QLatin1String("topic"))),
-                    API::str(o.value(QLatin1String("effort"))), std::nullopt});
+                    status.isString() ? status.toString() : QString(),
+                    API::str(o.value(QLatin1String("topic"))), API::str(o.value(QLatin1String("effort"))),
+                    std::nullopt});
     }
     return out;
 }
@@ -26,8 +26,7 @@ namespace {
 QList<QString> texts(const QJsonValue& list) {
     QList<QString> out;
     for (const QJsonValue& item : list.toArray())
-        if (auto text = API::str(item))
-            out.append(*text);
+        if (auto text = API::str(item)) out.append(*text);
     return out;
 }
 std::optional<QString> optionalString(const QJsonValue& v) {
@@ -45,8 +44,7 @@ WrapStatus WrapStatus::from(const QJsonObject& o) {
     for (const QJsonValue& item : o.value(QLatin1String("cards")).toArray()) {
         const QJsonObject card = item.toObject();
         const std::optional<QString> id = API::str(card.value(QLatin1String("id")));
-        if (!id)
-            continue;
+        if (!id) continue;
         const QJsonValue title = card.value(QLatin1String("title"));
         w.cards.append({*id, title.isString() ? title.toString() : *id});
     }

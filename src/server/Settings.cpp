@@ -100,9 +100,11 @@ struct NameMap {
 };
 
 QString Settings::defaultsPath(const QString& suite) {
-    const bool usable = !suite.isEmpty() && !suite.contains(QLatin1Char('/')) && suite != QLatin1String(".") &&
-                        suite != QLatin1String("..") && QDir().mkpath(configDir());
-    return configDir() + QLatin1Char('/') + (usable ? suite : QStringLiteral("orvane")) + QStringLiteral(".conf");
+    const bool usable = !suite.isEmpty() && !suite.contains(QLatin1Char('/')) &&
+                        suite != QLatin1String(".") && suite != QLatin1String("..") &&
+                        QDir().mkpath(configDir());
+    return configDir() + QLatin1Char('/') + (usable ? suite : QStringLiteral("orvane")) +
+           QStringLiteral(".conf");
 }
 
 Settings::Settings(QSettings& defaults, Keychain& keychain, QObject* parent)

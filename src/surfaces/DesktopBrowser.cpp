@@ -9,6 +9,5 @@ void DesktopBrowser::open(const QUrl& url) {
         slog(m_logPrefix + url.toString());
         return;
     }
-    if (!QDesktopServices::openUrl(url))
-        slog(QStringLiteral("open failed: ") + url.toString());
+    if (!QDesktopServices::openUrl(url)) slog(QStringLiteral("open failed: ") + url.toString());
 }

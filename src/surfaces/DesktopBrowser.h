@@ -4,8 +4,8 @@
 
 #include <QString>
 
-// The user's default browser. When told to open nothing it only logs the URL after `logPrefix`, so that scripted
-// runs open no windows.
+// The user's default browser. When told to open nothing it only logs the URL after `logPrefix`, so that
+// scripted runs open no windows.
 class DesktopBrowser final : public Browser {
 public:
     enum class Mode { open, logOnly };

@@ -14,8 +14,7 @@ Notify::Notify(os::Notifications& center, Browser& browser, const Settings& sett
 
 void Notify::setup(const Run& run) {
     // Check runs may run beside the user's own copy: they must not speak in its name.
-    if (run.dumpMenu || run.uiCheck)
-        return;
+    if (run.dumpMenu || run.uiCheck) return;
     m_enabled = m_center.available();
     slog(m_enabled
              ? QStringLiteral("notifications: allowed")

@@ -22,7 +22,8 @@ public:
 
     Notify(os::Notifications& center, Browser& browser, const Settings& settings, QObject* parent = nullptr);
 
-    // Turns notifications on, except for check runs and desktops without a notification service. Logs the service's answer.
+    // Turns notifications on, except for check runs and desktops without a notification service. Logs the
+    // service's answer.
     void setup(const Run& run);
     bool enabled() const { return m_enabled; }
 

@@ -9,7 +9,9 @@
 namespace StatusIcon {
 namespace {
 // Points are given with the origin at the bottom left, as the mark is drawn upright.
-QPointF at(double x, double y, double size) { return {x * size, (1.0 - y) * size}; }
+QPointF at(double x, double y, double size) {
+    return {x * size, (1.0 - y) * size};
+}
 
 void stroke(QPainter& p, const QColor& color, double width, QPointF from, QPointF to) {
     p.setPen(QPen(color, width, Qt::SolidLine, Qt::RoundCap));
@@ -39,8 +41,7 @@ QImage slash(int size, bool recording, bool dot, bool darkPanel) {
 }
 
 std::optional<QByteArray> appIcon(int pixels) {
-    if (pixels <= 0)
-        return std::nullopt;
+    if (pixels <= 0) return std::nullopt;
     QImage image(pixels, pixels, QImage::Format_ARGB32_Premultiplied);
     image.fill(Qt::transparent);
     {
@@ -56,8 +57,7 @@ std::optional<QByteArray> appIcon(int pixels) {
     }
     QByteArray png;
     QBuffer buffer(&png);
-    if (!buffer.open(QIODevice::WriteOnly) || !image.save(&buffer, "PNG"))
-        return std::nullopt;
+    if (!buffer.open(QIODevice::WriteOnly) || !image.save(&buffer, "PNG")) return std::nullopt;
     return png;
 }
 } // namespace StatusIcon

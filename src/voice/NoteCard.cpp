@@ -22,8 +22,7 @@ QFont fitting(const QString& text) {
     const int flags = Qt::AlignLeft | Qt::AlignTop | Qt::TextWordWrap;
     for (int pixels = largestText; pixels > smallestText; pixels -= 2) {
         const QFont font = sans(pixels, QFont::Medium);
-        if (QFontMetrics(font).boundingRect(textArea, flags, text).height() <= textArea.height())
-            return font;
+        if (QFontMetrics(font).boundingRect(textArea, flags, text).height() <= textArea.height()) return font;
     }
     return sans(smallestText, QFont::Medium);
 }
@@ -45,5 +44,7 @@ QImage image(const QString& text) {
     return card;
 }
 
-std::optional<QByteArray> jpeg(const QString& text) { return Frames::jpeg(image(text), 0.8); }
+std::optional<QByteArray> jpeg(const QString& text) {
+    return Frames::jpeg(image(text), 0.8);
+}
 } // namespace NoteCard

@@ -5,7 +5,8 @@
 #include <QString>
 #include <optional>
 
-// A text-only pin drawn as a picture, so that every pin has an image and whatever reads images reads its text.
+// A text-only pin drawn as a picture, so that every pin has an image and whatever reads images reads its
+// text.
 namespace NoteCard {
 constexpr int width = 1200, height = 630;
 

@@ -28,10 +28,11 @@ NoteDialog::NoteDialog(const QImage& image, bool recording, QWidget* parent)
 
     auto* heading = new QLabel(title, this);
     heading->setFont(OVFont::sans(13, QFont::Bold));
-    auto* info = new QLabel(recording ? QStringLiteral("What should the team notice here?")
-                                      : QStringLiteral("What should the team notice here? The pin waits in the menu "
-                                                       "until you send your pins to the board."),
-                            this);
+    auto* info =
+        new QLabel(recording ? QStringLiteral("What should the team notice here?")
+                             : QStringLiteral("What should the team notice here? The pin waits in the menu "
+                                              "until you send your pins to the board."),
+                   this);
     info->setWordWrap(true);
     info->setFixedWidth(340);
 
@@ -58,4 +59,6 @@ NoteDialog::NoteDialog(const QImage& image, bool recording, QWidget* parent)
     m_field->setFocus();
 }
 
-QString NoteDialog::note() const { return m_field->text().trimmed(); }
+QString NoteDialog::note() const {
+    return m_field->text().trimmed();
+}

@@ -14,8 +14,7 @@ void selectRegion(Completion completion) {
 
 std::optional<QString> askNote(const QImage& image, bool recording, QWidget* parent) {
     NoteDialog dialog(image, recording, parent);
-    if (dialog.exec() != QDialog::Accepted)
-        return std::nullopt;
+    if (dialog.exec() != QDialog::Accepted) return std::nullopt;
     return dialog.note();
 }
 

@@ -15,7 +15,8 @@ const QColor dim(0, 0, 0, 110);
 } // namespace
 
 RegionOverlay::RegionOverlay(QScreen* screen, QImage frozen) : m_frozen(std::move(frozen)) {
-    setWindowFlags(Qt::Window | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint | Qt::BypassWindowManagerHint);
+    setWindowFlags(Qt::Window | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint |
+                   Qt::BypassWindowManagerHint);
     setAttribute(Qt::WA_DeleteOnClose);
     setCursor(Qt::CrossCursor);
     setScreen(screen);
@@ -33,8 +34,7 @@ bool RegionOverlay::hasSelection() const {
 }
 
 QImage RegionOverlay::selection() const {
-    if (!hasSelection())
-        return {};
+    if (!hasSelection()) return {};
     // The screenshot has the screen's device pixels; the widget counts logical ones.
     const qreal ratio = m_frozen.devicePixelRatio();
     const QRect r = chosen() & rect();
@@ -60,23 +60,20 @@ void RegionOverlay::paintEvent(QPaintEvent*) {
 }
 
 void RegionOverlay::mousePressEvent(QMouseEvent* e) {
-    if (e->button() != Qt::LeftButton)
-        return;
+    if (e->button() != Qt::LeftButton) return;
     m_anchor = m_point = e->position().toPoint();
     m_dragging = true;
     update();
 }
 
 void RegionOverlay::mouseMoveEvent(QMouseEvent* e) {
-    if (!m_dragging)
-        return;
+    if (!m_dragging) return;
     m_point = e->position().toPoint();
     update();
 }
 
 void RegionOverlay::mouseReleaseEvent(QMouseEvent* e) {
-    if (!m_dragging || e->button() != Qt::LeftButton)
-        return;
+    if (!m_dragging || e->button() != Qt::LeftButton) return;
     m_dragging = false;
     m_point = e->position().toPoint();
     m_done = true;
@@ -111,10 +108,10 @@ RegionPicker* RegionPicker::start(Completion completion) {
     auto* picker = new RegionPicker(std::move(completion));
     for (QScreen* screen : QGuiApplication::screens()) {
         QImage frozen = screen->grabWindow(0).toImage();
-        if (frozen.isNull())
-            continue;
+        if (frozen.isNull()) continue;
         auto* overlay = new RegionOverlay(screen, std::move(frozen));
-        connect(overlay, &RegionOverlay::taken, picker, [picker, overlay] { picker->finish(overlay->selection()); });
+        connect(overlay, &RegionOverlay::taken, picker,
+                [picker, overlay] { picker->finish(overlay->selection()); });
         connect(overlay, &RegionOverlay::cancelled, picker, [picker] { picker->finish(std::nullopt); });
         picker->m_overlays.append(overlay);
     }
@@ -131,8 +128,7 @@ RegionPicker* RegionPicker::start(Completion completion) {
 }
 
 void RegionPicker::finish(std::optional<QImage> region) {
-    if (m_finished)
-        return;
+    if (m_finished) return;
     m_finished = true;
     for (const QPointer<RegionOverlay>& overlay : std::as_const(m_overlays)) {
         if (overlay) {
@@ -140,10 +136,8 @@ void RegionPicker::finish(std::optional<QImage> region) {
             overlay->close();
         }
     }
-    if (region && region->isNull())
-        region.reset();
+    if (region && region->isNull()) region.reset();
     Completion completion = std::move(m_completion);
     deleteLater();
-    if (completion)
-        completion(std::move(region));
+    if (completion) completion(std::move(region));
 }

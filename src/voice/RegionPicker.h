@@ -19,7 +19,8 @@ public:
 
     // The chosen part of the frozen screenshot, in its own pixels; empty when nothing is chosen.
     QImage selection() const;
-    // Takes the keyboard as soon as the window is on screen (X grants no grab before), so Esc always reaches it.
+    // Takes the keyboard as soon as the window is on screen (X grants no grab before), so Esc always reaches
+    // it.
     void holdKeyboard() { m_wantsKeyboard = true; }
 
 signals:
@@ -47,9 +48,9 @@ private:
     bool m_holdsKeyboard = false;
 };
 
-// Lets the user drag out a rectangle of the screen. Every screen is frozen under a frameless overlay; release or
-// Enter takes the rectangle, Esc, a click without a drag, or a window closed from outside cancels.
-// It deletes itself once it has answered.
+// Lets the user drag out a rectangle of the screen. Every screen is frozen under a frameless overlay; release
+// or Enter takes the rectangle, Esc, a click without a drag, or a window closed from outside cancels. It
+// deletes itself once it has answered.
 class RegionPicker : public QObject {
     Q_OBJECT
 public:

@@ -10,8 +10,7 @@ namespace {
 
 std::optional<QString> firstMatch(const QList<Entry>& table, const QString& appId) {
     for (const Entry& e : table) {
-        if (appId.startsWith(e.prefix))
-            return e.name;
+        if (appId.startsWith(e.prefix)) return e.name;
     }
     return std::nullopt;
 }
@@ -70,42 +69,54 @@ const QList<Entry> browsers = {
     {QStringLiteral("epiphany"), QStringLiteral("Epiphany")},
 };
 
-std::optional<QString> nativeName(const QString& appId) { return firstMatch(native, appId); }
-std::optional<QString> browserName(const QString& appId) { return firstMatch(browsers, appId); }
+std::optional<QString> nativeName(const QString& appId) {
+    return firstMatch(native, appId);
+}
+std::optional<QString> browserName(const QString& appId) {
+    return firstMatch(browsers, appId);
+}
 
 std::optional<QString> webCall(const QString& title) {
     const QString t = title.toLower();
     if (t.contains(QLatin1String("meet.google")) || t.startsWith(QLatin1String("meet -")) ||
         t.startsWith(QStringLiteral("meet \u2013")) || t.contains(QLatin1String("google meet")))
         return QStringLiteral("Google Meet");
-    if (t.contains(QLatin1String("zoom")))
-        return QStringLiteral("Zoom");
-    if (t.contains(QLatin1String("teams")))
-        return QStringLiteral("Teams");
-    if (t.contains(QLatin1String("whereby")))
-        return QStringLiteral("Whereby");
-    if (t.contains(QLatin1String("jitsi")))
-        return QStringLiteral("Jitsi");
+    if (t.contains(QLatin1String("zoom"))) return QStringLiteral("Zoom");
+    if (t.contains(QLatin1String("teams"))) return QStringLiteral("Teams");
+    if (t.contains(QLatin1String("whereby"))) return QStringLiteral("Whereby");
+    if (t.contains(QLatin1String("jitsi"))) return QStringLiteral("Jitsi");
     return std::nullopt;
 }
 
 QString recordingTitle(const QString& app, const std::optional<QString>& windowTitle, const QDateTime& now) {
     static const QStringList suffixes = {
-        QStringLiteral(" - Google Chrome"),   QStringLiteral(" \u2014 Google Chrome"),
-        QStringLiteral(" - Google Meet"),     QStringLiteral(" \u2013 Google Meet"),
-        QStringLiteral(" - Microsoft Teams"), QStringLiteral(" | Microsoft Teams"),
-        QStringLiteral(" - Arc"),             QStringLiteral(" \u2014 Safari"),
+        QStringLiteral(" - Google Chrome"),
+        QStringLiteral(" \u2014 Google Chrome"),
+        QStringLiteral(" - Google Meet"),
+        QStringLiteral(" \u2013 Google Meet"),
+        QStringLiteral(" - Microsoft Teams"),
+        QStringLiteral(" | Microsoft Teams"),
+        QStringLiteral(" - Arc"),
+        QStringLiteral(" \u2014 Safari"),
     };
     static const QRegularExpression meetPrefix(QStringLiteral("^Meet\\s*[\u2013-]\\s*"));
     static const QStringList saysNothing = {
-        QString(),          QStringLiteral("zoom"),  QStringLiteral("zoom meeting"), QStringLiteral("zoom workplace"),
-        QStringLiteral("microsoft teams"), QStringLiteral("teams"), QStringLiteral("slack"), QStringLiteral("facetime"),
-        QStringLiteral("discord"), QStringLiteral("webex"), QStringLiteral("meet"), QStringLiteral("google meet"),
+        QString(),
+        QStringLiteral("zoom"),
+        QStringLiteral("zoom meeting"),
+        QStringLiteral("zoom workplace"),
+        QStringLiteral("microsoft teams"),
+        QStringLiteral("teams"),
+        QStringLiteral("slack"),
+        QStringLiteral("facetime"),
+        QStringLiteral("discord"),
+        QStringLiteral("webex"),
+        QStringLiteral("meet"),
+        QStringLiteral("google meet"),
     };
     QString text = trimmed(windowTitle.value_or(QString()));
     for (const QString& suffix : suffixes) {
-        if (text.endsWith(suffix))
-            text.chop(suffix.size());
+        if (text.endsWith(suffix)) text.chop(suffix.size());
     }
     text.remove(meetPrefix);
     if (saysNothing.contains(text.toLower()) || text.size() <= 2)

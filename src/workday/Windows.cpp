@@ -4,8 +4,7 @@
 
 std::optional<QString> Windows::frontTitle(const QList<Win>& windows, qint32 pid) {
     for (const Win& w : windows) {
-        if (w.pid == pid && !w.title.isEmpty())
-            return w.title;
+        if (w.pid == pid && !w.title.isEmpty()) return w.title;
     }
     return std::nullopt;
 }

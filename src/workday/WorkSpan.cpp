@@ -15,7 +15,8 @@ QJsonObject WorkSpan::toJson() const {
 WorkSpan WorkSpan::fromJson(const QJsonValue& value) {
     const QJsonObject o = Json::object(value);
     return {Json::get<QDateTime>(o, QStringLiteral("start")), Json::get<QDateTime>(o, QStringLiteral("end")),
-            Json::get<QString>(o, QStringLiteral("app")), Json::getOptional<QString>(o, QStringLiteral("title"))};
+            Json::get<QString>(o, QStringLiteral("app")),
+            Json::getOptional<QString>(o, QStringLiteral("title"))};
 }
 
 QJsonObject WorkSpan::dict() const {

@@ -27,8 +27,7 @@ private slots:
         QFETCH(QDateTime, expected);
         const std::optional<QDateTime> parsed = Fmt::parseISO(text);
         QCOMPARE(parsed.has_value(), expected.isValid());
-        if (parsed)
-            QCOMPARE(*parsed, expected);
+        if (parsed) QCOMPARE(*parsed, expected);
     }
 
     void parseISOPlainRefusesFractions() {
@@ -90,14 +89,20 @@ private slots:
     void urlComponent_data() {
         QTest::addColumn<QString>("text");
         QTest::addColumn<QString>("encoded");
-        QTest::newRow("colon") << "rec:1" << "rec%3A1";
-        QTest::newRow("blank") << "a b" << "a%20b";
-        QTest::newRow("slash") << "a/b" << "a%2Fb";
-        QTest::newRow("unreserved") << "A-z_0.9~" << "A-z_0.9~";
-        QTest::newRow("query marks") << "?&=#%" << "%3F%26%3D%23%25";
+        QTest::newRow("colon") << "rec:1"
+                               << "rec%3A1";
+        QTest::newRow("blank") << "a b"
+                               << "a%20b";
+        QTest::newRow("slash") << "a/b"
+                               << "a%2Fb";
+        QTest::newRow("unreserved") << "A-z_0.9~"
+                                    << "A-z_0.9~";
+        QTest::newRow("query marks") << "?&=#%"
+                                     << "%3F%26%3D%23%25";
         QTest::newRow("letters beyond ASCII") << QStringLiteral("Zoë Ølsen") << QStringLiteral("Zoë%20Ølsen");
         QTest::newRow("emoji is not a letter") << QStringLiteral("\U0001F600") << "%F0%9F%98%80";
-        QTest::newRow("empty") << "" << "";
+        QTest::newRow("empty") << ""
+                               << "";
     }
     void urlComponent() {
         QFETCH(QString, text);

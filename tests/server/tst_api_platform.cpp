@@ -4,11 +4,11 @@
 #include "support/LocalPlatform.h"
 
 #include <QJsonDocument>
+#include <QTest>
 #include <arpa/inet.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
 #include <unistd.h>
-#include <QTest>
 
 using namespace std::chrono_literals;
 
@@ -122,8 +122,8 @@ private slots:
         QFETCH(bool, closedPort);
         std::optional<APIError> error;
         if (closedPort) {
-            // A port held by a socket that never listens: connections are refused, and no other socket can take
-            // it meanwhile (a freed port can become a client's own source port and connect to itself).
+            // A port held by a socket that never listens: connections are refused, and no other socket can
+            // take it meanwhile (a freed port can become a client's own source port and connect to itself).
             const int held = ::socket(AF_INET, SOCK_STREAM, 0);
             sockaddr_in address{};
             address.sin_family = AF_INET;
@@ -131,7 +131,8 @@ private slots:
             socklen_t length = sizeof address;
             QVERIFY(::bind(held, reinterpret_cast<sockaddr*>(&address), length) == 0);
             QVERIFY(::getsockname(held, reinterpret_cast<sockaddr*>(&address), &length) == 0);
-            const API api(QStringLiteral("http://127.0.0.1:%1").arg(ntohs(address.sin_port)), QStringLiteral("k"));
+            const API api(QStringLiteral("http://127.0.0.1:%1").arg(ntohs(address.sin_port)),
+                          QStringLiteral("k"));
             error = failureOf(api.json("GET", QStringLiteral("/api/my/todos")));
             ::close(held);
         } else {

@@ -28,8 +28,8 @@ private slots:
     void projectBuildsItsPlaces() {
         QFETCH(bool, appPaths);
         QFETCH(QString, apiRoot);
-        const Workspace p = Platform::project(QStringLiteral("https://orvane.app/"), QStringLiteral("a b"), QString(),
-                                              QStringLiteral("lead"), appPaths);
+        const Workspace p = Platform::project(QStringLiteral("https://orvane.app/"), QStringLiteral("a b"),
+                                              QString(), QStringLiteral("lead"), appPaths);
         QCOMPARE(p.server, QStringLiteral("https://orvane.app/app/p/a%20b"));
         QCOMPARE(p.apiRoot, apiRoot);
         QCOMPARE(p.slug, QStringLiteral("a b"));
@@ -40,9 +40,12 @@ private slots:
     void resolve_data() {
         QTest::addColumn<QString>("text");
         QTest::addColumn<QString>("url");
-        QTest::newRow("full URL") << "https://cdn.example/x" << "https://cdn.example/x";
-        QTest::newRow("absolute path") << "/api/v1/personal/calls" << "https://orvane.app/api/v1/personal/calls";
-        QTest::newRow("relative path") << "api/x" << "https://orvane.app/api/x";
+        QTest::newRow("full URL") << "https://cdn.example/x"
+                                  << "https://cdn.example/x";
+        QTest::newRow("absolute path") << "/api/v1/personal/calls"
+                                       << "https://orvane.app/api/v1/personal/calls";
+        QTest::newRow("relative path") << "api/x"
+                                       << "https://orvane.app/api/x";
     }
     void resolve() {
         QFETCH(QString, text);
@@ -54,10 +57,14 @@ private slots:
         QTest::addColumn<QString>("apiRoot"); // empty: none
         QTest::addColumn<QString>("path");
         QTest::addColumn<QString>("url");
-        QTest::newRow("legacy") << "" << "/api/calls" << "https://s.example/api/calls";
-        QTest::newRow("root replaces /api") << "https://p.example/api/v1/p/x/" << "/api/calls"
+        QTest::newRow("legacy") << ""
+                                << "/api/calls"
+                                << "https://s.example/api/calls";
+        QTest::newRow("root replaces /api") << "https://p.example/api/v1/p/x/"
+                                            << "/api/calls"
                                             << "https://p.example/api/v1/p/x/calls";
-        QTest::newRow("other paths stay on the server") << "https://p.example/api/v1/p/x" << "/health"
+        QTest::newRow("other paths stay on the server") << "https://p.example/api/v1/p/x"
+                                                        << "/health"
                                                         << "https://s.example/health";
     }
     void apiUrls() {
@@ -67,7 +74,8 @@ private slots:
         const API api(QStringLiteral("https://s.example/"), QStringLiteral("k"),
                       apiRoot.isEmpty() ? std::nullopt : std::optional<QString>(apiRoot));
         QCOMPARE(api.url(path), QUrl(url));
-        QCOMPARE(api.endpoint(), apiRoot.isEmpty() ? QStringLiteral("https://s.example") : api.apiRoot().value());
+        QCOMPARE(api.endpoint(),
+                 apiRoot.isEmpty() ? QStringLiteral("https://s.example") : api.apiRoot().value());
     }
 };
 

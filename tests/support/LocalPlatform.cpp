@@ -97,7 +97,8 @@ bool LocalPlatform::deny(const QString& userCode) {
 }
 
 bool LocalPlatform::setGeneration(const QString& generation) {
-    return control("POST", QStringLiteral("/__control/generation"), {{QStringLiteral("generation"), generation}})
+    return control("POST", QStringLiteral("/__control/generation"),
+                   {{QStringLiteral("generation"), generation}})
                .status == 200;
 }
 

@@ -72,25 +72,31 @@ private slots:
         const auto saved = [](const QString& title, const QString& where, const std::optional<QString>& key) {
             return Call([=](Notify& n) { n.saved(QStringLiteral("c:7"), title, where, callPage, key); });
         };
-        QTest::newRow("a review with one suggestion")
-            << review("Standup", 1, callPage) << "review.c:7" << "Review ready — Standup"
-            << "1 suggestion to look at." << page;
-        QTest::newRow("a review without suggestions")
-            << review("Standup", 0, callPage) << "review.c:7" << "Review ready — Standup"
-            << "Notes and the workflow review are in." << page;
+        QTest::newRow("a review with one suggestion") << review("Standup", 1, callPage) << "review.c:7"
+                                                      << "Review ready — Standup"
+                                                      << "1 suggestion to look at." << page;
+        QTest::newRow("a review without suggestions") << review("Standup", 0, callPage) << "review.c:7"
+                                                      << "Review ready — Standup"
+                                                      << "Notes and the workflow review are in." << page;
         QTest::newRow("a review of a long recording has its title shortened")
             << review(fiftyChars, 2, std::nullopt) << "review.c:7"
-            << "Review ready — " + QString(43, QLatin1Char('x')) + "…" << "2 suggestions to look at." << QString();
+            << "Review ready — " + QString(43, QLatin1Char('x')) + "…"
+            << "2 suggestions to look at." << QString();
         QTest::newRow("a saved recording is named by its folder")
             << saved("Design sync", "Brevik", QStringLiteral("2026-11-23_1015")) << "session.2026-11-23_1015"
-            << "Design sync" << "Saved in Brevik" << page;
+            << "Design sync"
+            << "Saved in Brevik" << page;
         QTest::newRow("a saved recording without a folder is named by its call, its title whole")
-            << saved(fiftyChars, "Personal", std::nullopt) << "session.c:7" << fiftyChars << "Saved in Personal"
-            << page;
+            << saved(fiftyChars, "Personal", std::nullopt) << "session.c:7" << fiftyChars
+            << "Saved in Personal" << page;
         QTest::newRow("a recording filed in Personal by default points at the board")
-            << Call([](Notify& n) { n.filedPersonal(QStringLiteral("Design sync"), QStringLiteral("folder")); })
-            << "session.folder" << "Where does this go? → Personal"
-            << "No choice in 2 min, so “Design sync” goes to Personal (only you see it). Move it from the menu."
+            << Call([](Notify& n) {
+                   n.filedPersonal(QStringLiteral("Design sync"), QStringLiteral("folder"));
+               })
+            << "session.folder"
+            << "Where does this go? → Personal"
+            << "No choice in 2 min, so “Design sync” goes to Personal (only you see it). Move it from the "
+               "menu."
             << boardHome.toString();
     }
     void messages() {

@@ -56,8 +56,8 @@ bool requiredBool(const QJsonObject& body, const char* key) {
 
 } // namespace
 
-void addControlRoutes(RouteTable& control, Store& store, FaultPlan& faults, RequestLog& log, Switches& switches,
-                      Generation& generation) {
+void addControlRoutes(RouteTable& control, Store& store, FaultPlan& faults, RequestLog& log,
+                      Switches& switches, Generation& generation) {
     control.add("POST", "/__control/fault", [&faults](Exchange& exchange) {
         faults.add(faultFrom(exchange.json()));
         return Reply::json(QJsonObject{{"ok", true}});

@@ -18,5 +18,5 @@ void addDestinationRoutes(RouteTable& routes, Store& store, const Generation& ge
 // too.
 void addCallRoutes(RouteTable& routes, Store& store, const Switches& switches,
                    const std::filesystem::path& audioDir);
-void addControlRoutes(RouteTable& control, Store& store, FaultPlan& faults, RequestLog& log, Switches& switches,
-                      Generation& generation);
+void addControlRoutes(RouteTable& control, Store& store, FaultPlan& faults, RequestLog& log,
+                      Switches& switches, Generation& generation);

@@ -1,15 +1,15 @@
 #pragma once
 
-#include "os/AudioSystem.h"
 #include "os/AudioCapture.h"
+#include "os/AudioSystem.h"
 #include "os/FrameStream.h"
 #include "os/IdleSource.h"
 #include "os/Notifications.h"
 #include "os/ScreenSource.h"
 #include "os/SecretStore.h"
+#include "os/TextRecognizer.h"
 #include "os/WindowSystem.h"
 #include "os/linux/AppIdentities.h"
-#include "os/TextRecognizer.h"
 
 #include <memory>
 

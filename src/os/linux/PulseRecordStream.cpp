@@ -51,8 +51,7 @@ void PulseRecordStream::close() {
     pa_stream_set_read_callback(m_stream, nullptr, nullptr);
     pa_stream_set_state_callback(m_stream, nullptr, nullptr);
     pa_stream_set_moved_callback(m_stream, nullptr, nullptr);
-    if (PA_STREAM_IS_GOOD(state()))
-        pa_stream_disconnect(m_stream);
+    if (PA_STREAM_IS_GOOD(state())) pa_stream_disconnect(m_stream);
 }
 
 bool PulseRecordStream::connect(const QString& device) {
@@ -67,12 +66,10 @@ bool PulseRecordStream::connect(const QString& device) {
 }
 
 void PulseRecordStream::changed(const QString& why) {
-    if (m_reported)
-        return;
+    if (m_reported) return;
     m_reported = true;
     qCInfo(lcPulseStream).noquote() << "audio configuration changed for" << sourceName(m_source) + ":" << why;
-    if (m_receiver.configurationChanged)
-        m_receiver.configurationChanged();
+    if (m_receiver.configurationChanged) m_receiver.configurationChanged();
 }
 
 void PulseRecordStream::onRead(pa_stream*, size_t, void* self) {
@@ -82,8 +79,7 @@ void PulseRecordStream::onRead(pa_stream*, size_t, void* self) {
 void PulseRecordStream::onState(pa_stream*, void* self) {
     auto* stream = static_cast<PulseRecordStream*>(self);
     const pa_stream_state_t state = stream->state();
-    if (state == PA_STREAM_READY)
-        stream->m_ready = true;
+    if (state == PA_STREAM_READY) stream->m_ready = true;
     // Ending after it ran means the device went away, the server killed the stream or the server died.
     if (stream->m_ready && (state == PA_STREAM_FAILED || state == PA_STREAM_TERMINATED))
         stream->changed(QStringLiteral("the stream ended"));
@@ -97,8 +93,7 @@ void PulseRecordStream::onMoved(pa_stream* stream, void* self) {
 
 double PulseRecordStream::deviceLatency() const {
     const pa_timing_info* timing = pa_stream_get_timing_info(m_stream);
-    if (!timing)
-        return 0;
+    if (!timing) return 0;
     // A monitor's latency is less its sink's, which it hands out before playing it. The sink's latency is
     // reported late and large while the sink settles, so it never moves a buffer past its arrival.
     return std::max(0.0, (double(timing->source_usec) - double(timing->sink_usec)) / 1e6);
@@ -114,8 +109,7 @@ void PulseRecordStream::read() {
                 << "read failed:" << pa_strerror(pa_context_errno(pa_stream_get_context(m_stream)));
             return;
         }
-        if (bytes == 0)
-            return;
+        if (bytes == 0) return;
         const auto frames = qint64(bytes / m_frameBytes);
         // Everything that has arrived and is not read yet was captured before the last of it, which left the
         // device its latency ago.

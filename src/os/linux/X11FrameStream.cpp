@@ -15,7 +15,9 @@ namespace os {
 X11FrameStream::X11FrameStream(double interval, int maxWidth, QString display)
     : m_interval(interval), m_maxWidth(maxWidth), m_display(std::move(display)) {}
 
-X11FrameStream::~X11FrameStream() { stop(); }
+X11FrameStream::~X11FrameStream() {
+    stop();
+}
 
 QSize X11FrameStream::start(Receiver receiver) {
     stop();
@@ -30,13 +32,13 @@ QSize X11FrameStream::start(Receiver receiver) {
     }
     const QSize size = first.image.size();
     m_stopping = false;
-    m_thread = std::thread(&X11FrameStream::run, this, std::move(camera), std::move(first), std::move(receiver));
+    m_thread =
+        std::thread(&X11FrameStream::run, this, std::move(camera), std::move(first), std::move(receiver));
     return size;
 }
 
 void X11FrameStream::stop() {
-    if (!m_thread.joinable())
-        return;
+    if (!m_thread.joinable()) return;
     {
         std::lock_guard lock(m_mutex);
         m_stopping = true;
@@ -65,8 +67,7 @@ void X11FrameStream::run(std::unique_ptr<X11FrameCamera> camera, ScreenFrame fir
                 return;
             }
             // The same failure every two seconds for an hour would drown the log.
-            if (reported.insert(e.what()).second)
-                qCWarning(lcFrames) << "a frame was lost:" << e.what();
+            if (reported.insert(e.what()).second) qCWarning(lcFrames) << "a frame was lost:" << e.what();
             continue;
         }
         receiver.frame(std::move(frame));
