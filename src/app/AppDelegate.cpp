@@ -66,7 +66,20 @@ void AppDelegate::applicationDidFinishLaunching() {
     m_todoTimer.start();
     Recovery::recoverInterrupted();
     rebuildMenu();
-    // The account refresh is what first fills the projects; Personal is probed once it is known.
+    if (m_modes.dumpMenu)
+        QTimer::singleShot(std::chrono::milliseconds(qint64(m_modes.dumpMenuDelay * 1000)), this,
+                           &AppDelegate::dumpMenu);
+    // What needs the keys waits for them: a locked keyring answers once the user unlocks it, and the tray
+    // works meanwhile.
+    if (m_services.keychain->loading())
+        connect(m_services.keychain.get(), &Keychain::settled, this, &AppDelegate::continueWithKeys,
+                Qt::SingleShotConnection);
+    else
+        continueWithKeys();
+}
+
+// The account refresh is what first fills the projects; Personal is probed once it is known.
+void AppDelegate::continueWithKeys() {
     const QPointer<AppDelegate> self(this);
     m_account.refreshAccount([self] {
         if (self) self->m_uploads.retryPersonal(false);
@@ -133,9 +146,6 @@ void AppDelegate::runLaunchModes() {
     if (m_modes.preview) showPreviewNudge();
     if (m_modes.retryPending) m_uploads.retryUploads();
     if (m_modes.signIn) m_account.startSignIn();
-    if (m_modes.dumpMenu)
-        QTimer::singleShot(std::chrono::milliseconds(qint64(m_modes.dumpMenuDelay * 1000)), this,
-                           &AppDelegate::dumpMenu);
 }
 
 // A look at the menu after the start has run for a while, for scripts; then the ordinary way out.

@@ -66,6 +66,7 @@ signals:
 
 private:
     void wireFlows();
+    void continueWithKeys();
     void makeStatusItem();
     void startCallDetector();
     void callDetected(const CallHit& hit);
