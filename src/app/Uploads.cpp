@@ -39,6 +39,16 @@ Uploads::Uploads(Needs needs, QObject* parent)
     connect(&m_filing, &Filing::routed, this, &Uploads::continueRetries);
 }
 
+QString Uploads::Target::name() const {
+    if (personal) return QStringLiteral("Personal");
+    return ws ? ws->name : QString();
+}
+
+std::optional<QString> Uploads::Target::dest() const {
+    if (personal) return FiledRef::personal;
+    return ws ? ws->slug : std::nullopt;
+}
+
 void Uploads::uploadSession(std::shared_ptr<Session> session) {
     if (m_uploading.contains(session->dir)) return;
     SessionMeta& meta = session->meta;
@@ -129,9 +139,7 @@ QCoro::Task<> Uploads::send(std::shared_ptr<Session> session, API api, Target ta
     if (!self) co_return;
     m_uploading.remove(dir);
 
-    const QString where = target.personal ? QStringLiteral("Personal")
-                          : target.ws     ? target.ws->name
-                                          : QString();
+    const QString where = target.name();
     if (personalClosed) {
         keepForPersonal(*session, quiet);
     } else if (failure) {
@@ -139,9 +147,7 @@ QCoro::Task<> Uploads::send(std::shared_ptr<Session> session, API api, Target ta
         slog(QStringLiteral("upload failed %1%2: %3")
                  .arg(title, target.personal ? QStringLiteral(" (Personal)") : QString(), *failure));
     } else {
-        const std::optional<QString> dest = target.personal ? std::optional<QString>(FiledRef::personal)
-                                            : target.ws     ? target.ws->slug
-                                                            : std::nullopt;
+        const std::optional<QString> dest = target.dest();
         const std::optional<QUrl> link =
             target.personal ? m_settings.link(FiledRef::personal, *id)
             : target.ws     ? target.ws->link(QStringLiteral("library/call/") + urlComponent(*id))

@@ -59,6 +59,10 @@ private:
     struct Target {
         std::optional<Workspace> ws;
         bool personal = false;
+        // How the menu, the notification and the log name it; empty for a workspace no longer listed.
+        QString name() const;
+        // The destination word the last filed recording keeps, when there is one.
+        std::optional<QString> dest() const;
     };
     void start(std::shared_ptr<Session> session, API api, Target target, bool quiet);
     QCoro::Task<> send(std::shared_ptr<Session> session, API api, Target target, bool quiet);
