@@ -53,7 +53,7 @@ QCoro::Task<> Account::refreshPlatformAccount(QString base, QString key, std::fu
     std::optional<Platform::Account> account;
     std::optional<APIError> failure;
     try {
-        auto asking = Platform::me(base, key);
+        auto asking = Platform::me(m_settings.network(), base, key);
         account = co_await std::move(asking);
     } catch (const APIError& e) {
         failure = e;

@@ -14,6 +14,7 @@
 #include <QCoreApplication>
 #include <QDir>
 #include <QFile>
+#include <QNetworkAccessManager>
 #include <QThread>
 #include <algorithm>
 #include <atomic>
@@ -44,12 +45,13 @@ QString settingsRoundTrip(const QString& dir) {
     os::FileSecretStore secrets(dir + QStringLiteral("/secrets.json"));
     Keychain keychain(secrets, QStringLiteral("orvane.selftest"));
     QSettings store(dir + QStringLiteral("/selftest.conf"), QSettings::IniFormat);
+    QNetworkAccessManager network; // nothing is sent
     {
-        Settings first(store, keychain);
+        Settings first(store, keychain, network);
         first.setBreakMinutes(42);
         first.signIn(QStringLiteral("key"), QStringLiteral("self@test"), QStringLiteral("Self"));
     }
-    Settings second(store, keychain);
+    Settings second(store, keychain, network);
     if (second.breakMinutes() != 42) return QStringLiteral("a preference did not persist");
     if (!second.signedIn()) return QStringLiteral("the account did not persist");
     second.signOut();

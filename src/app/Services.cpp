@@ -23,7 +23,8 @@ std::unique_ptr<Services> Services::build(const Config& config) {
     s->keychain = std::make_unique<Keychain>(*s->secrets, config.keychainService);
     s->defaults =
         std::make_unique<QSettings>(Settings::defaultsPath(config.defaultsSuite), QSettings::IniFormat);
-    s->settings = std::make_unique<Settings>(*s->defaults, *s->keychain);
+    s->network = API::makeNetwork();
+    s->settings = std::make_unique<Settings>(*s->defaults, *s->keychain, *s->network);
     s->notifications = os::linux_backends::makeNotifications();
     // Until the board window exists, notification clicks open their page in the default browser.
     const auto browsing = config.noBrowser ? DesktopBrowser::Mode::logOnly : DesktopBrowser::Mode::open;

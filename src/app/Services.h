@@ -17,6 +17,7 @@
 #include "surfaces/Notify.h"
 #include "surfaces/Nudges.h"
 
+#include <QNetworkAccessManager>
 #include <QSettings>
 #include <memory>
 
@@ -34,6 +35,7 @@ struct Services {
     std::unique_ptr<os::AudioCapture> audioCapture;
     std::unique_ptr<OCR> ocr;
     std::unique_ptr<Keychain> keychain;
+    std::unique_ptr<QNetworkAccessManager> network;
     std::unique_ptr<QSettings> defaults;
     std::unique_ptr<Settings> settings;
     std::unique_ptr<os::Notifications> notifications;

@@ -18,8 +18,9 @@ namespace {
 constexpr std::chrono::seconds resourceTimeout{3600};
 } // namespace
 
-API::API(const QString& server, QString key, const std::optional<QString>& apiRoot)
-    : m_server(withoutTrailingSlashes(server)), m_key(std::move(key)) {
+API::API(QNetworkAccessManager& network, const QString& server, QString key,
+         const std::optional<QString>& apiRoot)
+    : m_network(&network), m_server(withoutTrailingSlashes(server)), m_key(std::move(key)) {
     if (apiRoot) m_apiRoot = withoutTrailingSlashes(*apiRoot);
 }
 
@@ -40,20 +41,17 @@ QNetworkRequest API::request(const QString& path, const std::optional<QByteArray
     return r;
 }
 
-QNetworkAccessManager& API::session() {
-    static QNetworkAccessManager* manager = [] {
-        auto* m = new QNetworkAccessManager; // lives as long as the process; ends with the application
-        m->setTransferTimeout(90'000);
-        m->setRedirectPolicy(QNetworkRequest::NoLessSafeRedirectPolicy);
-        return m;
-    }();
-    return *manager;
+std::unique_ptr<QNetworkAccessManager> API::makeNetwork() {
+    auto network = std::make_unique<QNetworkAccessManager>();
+    network->setTransferTimeout(90'000);
+    network->setRedirectPolicy(QNetworkRequest::NoLessSafeRedirectPolicy);
+    return network;
 }
 
 QCoro::Task<QJsonObject> API::send(QNetworkRequest request, QByteArray method, QIODevice* body) const {
     // The coroutine resumes inside the reply's own finished signal: the reply may only go later.
     const std::unique_ptr<QNetworkReply, void (*)(QNetworkReply*)> reply(
-        session().sendCustomRequest(request, method, body), [](QNetworkReply* r) { r->deleteLater(); });
+        m_network->sendCustomRequest(request, method, body), [](QNetworkReply* r) { r->deleteLater(); });
     QTimer::singleShot(resourceTimeout, reply.get(), &QNetworkReply::abort);
     co_await reply.get();
     const QVariant status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute);

@@ -13,6 +13,7 @@
 #include <QString>
 #include <QUrl>
 #include <chrono>
+#include <memory>
 #include <optional>
 
 class QNetworkAccessManager;
@@ -26,7 +27,11 @@ public:
     static inline const QByteArray userAgent = QByteArrayLiteral("Orvane-mac/1.0");
     static constexpr Seconds requestTimeout{60};
 
-    API(const QString& server, QString key, const std::optional<QString>& apiRoot = std::nullopt);
+    // Every API of the process sends through one network manager, owned by whoever builds the services.
+    API(QNetworkAccessManager& network, const QString& server, QString key,
+        const std::optional<QString>& apiRoot = std::nullopt);
+    // A manager with the client's transfer timeout and redirect rule.
+    static std::unique_ptr<QNetworkAccessManager> makeNetwork();
 
     const QString& server() const { return m_server; }
     const QString& key() const { return m_key; }
@@ -73,14 +78,12 @@ public:
     // A string stays, a number becomes its decimal text, anything else is nothing.
     static std::optional<QString> str(const QJsonValue& value);
 
-    // The one HTTP session of the process, made on first use on the main thread.
-    static QNetworkAccessManager& session();
-
     bool operator==(const API&) const = default;
 
 private:
     QCoro::Task<QJsonObject> send(QNetworkRequest request, QByteArray method, QIODevice* body) const;
 
+    QNetworkAccessManager* m_network;
     QString m_server;
     QString m_key;
     std::optional<QString> m_apiRoot;

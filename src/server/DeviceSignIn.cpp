@@ -72,7 +72,7 @@ PollResult parsePoll(const QJsonObject& reply) {
                                          : QStringLiteral("unexpected status \u201c%1\u201d").arg(status)};
 }
 
-QCoro::Task<Started> start(QString base) {
+QCoro::Task<Started> start(QNetworkAccessManager& network, QString base) {
     APIError pending(0, QStringLiteral("no device endpoint"));
     for (const QString& prefix : devicePaths) {
         const QUrl url(clean(base) + prefix + QStringLiteral("/start"), QUrl::StrictMode);
@@ -80,7 +80,7 @@ QCoro::Task<Started> start(QString base) {
         QJsonObject reply;
         bool moveOn = false;
         try {
-            reply = co_await post(url, clientBody(), 20s);
+            reply = co_await post(network, url, clientBody(), 20s);
         } catch (const APIError& e) {
             if (e.status != 404 && e.status != 405) throw;
             pending = e;
@@ -93,12 +93,13 @@ QCoro::Task<Started> start(QString base) {
     throw pending;
 }
 
-QCoro::Task<PollResult> poll(QString base, QString prefix, QString deviceCode) {
+QCoro::Task<PollResult> poll(QNetworkAccessManager& network, QString base, QString prefix,
+                             QString deviceCode) {
     const QUrl url(clean(base) + prefix + QStringLiteral("/poll"), QUrl::StrictMode);
     if (!url.isValid()) co_return Poll::Failed{QStringLiteral("bad server")};
     const QJsonObject body{{QStringLiteral("device_code"), deviceCode}};
     try {
-        co_return parsePoll(co_await post(url, body, 20s));
+        co_return parsePoll(co_await post(network, url, body, 20s));
     } catch (const APIError& e) {
         if (e.status == 403 && e.message.toLower().contains(QLatin1String("denied")))
             co_return Poll::Denied{};
@@ -107,10 +108,11 @@ QCoro::Task<PollResult> poll(QString base, QString prefix, QString deviceCode) {
     }
 }
 
-QCoro::Task<SignedInAccount> deviceFlow(QString base, std::function<QCoro::Task<>(DeviceStart)> onCode,
+QCoro::Task<SignedInAccount> deviceFlow(QNetworkAccessManager& network, QString base,
+                                        std::function<QCoro::Task<>(DeviceStart)> onCode,
                                         CancelFlag cancelled) {
     throwIfCancelled(cancelled);
-    const Started started = co_await start(base);
+    const Started started = co_await start(network, base);
     // Cancelled while the code was on its way: nobody waits for it any more, and no page opens.
     throwIfCancelled(cancelled);
     const DeviceStart& code = started.start;
@@ -125,7 +127,7 @@ QCoro::Task<SignedInAccount> deviceFlow(QString base, std::function<QCoro::Task<
         if (QDateTime::currentDateTimeUtc() > deadline) throw SignInError(expiredText);
         std::optional<PollResult> result;
         try {
-            result = co_await poll(base, started.prefix, code.deviceCode);
+            result = co_await poll(network, base, started.prefix, code.deviceCode);
         } catch (const APIError& e) {
             // A network gap during the approval does not end the sign-in.
             slog(QStringLiteral("sign-in poll: ") + e.errorDescription());

@@ -11,6 +11,8 @@
 #include <stdexcept>
 #include <variant>
 
+class QNetworkAccessManager;
+
 // The platform's device-code sign-in: a short code, an approval in the browser, a key for the account.
 
 struct DeviceStart {
@@ -76,10 +78,12 @@ struct Started {
     DeviceStart start;
     QString prefix;
 };
-QCoro::Task<Started> start(QString base);
-QCoro::Task<PollResult> poll(QString base, QString prefix, QString deviceCode);
+QCoro::Task<Started> start(QNetworkAccessManager& network, QString base);
+QCoro::Task<PollResult> poll(QNetworkAccessManager& network, QString base, QString prefix,
+                             QString deviceCode);
 // Starts, hands the code over, and polls until the approval, a refusal, the deadline or a cancellation.
-QCoro::Task<SignedInAccount> deviceFlow(QString base, std::function<QCoro::Task<>(DeviceStart)> onCode,
+QCoro::Task<SignedInAccount> deviceFlow(QNetworkAccessManager& network, QString base,
+                                        std::function<QCoro::Task<>(DeviceStart)> onCode,
                                         CancelFlag cancelled);
 
 } // namespace Platform

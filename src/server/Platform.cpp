@@ -50,9 +50,10 @@ std::optional<QUrl> resolve(const QString& text, const QString& base) {
 
 namespace Platform {
 
-QCoro::Task<QJsonObject> post(QUrl url, QJsonObject body, std::chrono::seconds timeout) {
+QCoro::Task<QJsonObject> post(QNetworkAccessManager& network, QUrl url, QJsonObject body,
+                              std::chrono::seconds timeout) {
     // An API without key and root on the URL's origin sends exactly the platform's headers.
-    const API origin(url.adjusted(QUrl::RemovePath | QUrl::RemoveQuery).toString(), QString());
+    const API origin(network, url.adjusted(QUrl::RemovePath | QUrl::RemoveQuery).toString(), QString());
     QString path = url.path(QUrl::FullyEncoded);
     if (url.hasQuery()) path += QLatin1Char('?') + url.query(QUrl::FullyEncoded);
     co_return co_await origin.json("POST", path, QJsonValue(body), timeout);
@@ -96,9 +97,9 @@ std::optional<Account> parseMe(const QJsonObject& reply, const QString& base, bo
     return Account{info, projects};
 }
 
-QCoro::Task<Account> me(QString base, QString key) {
+QCoro::Task<Account> me(QNetworkAccessManager& network, QString base, QString key) {
     using namespace std::chrono_literals;
-    const API api(clean(base), key);
+    const API api(network, clean(base), key);
     const auto parsed = [&](const QJsonObject& reply, bool appPaths) {
         if (auto account = parseMe(reply, base, appPaths)) return *account;
         throw APIError(0, QStringLiteral("no account in /api/v1/me"));

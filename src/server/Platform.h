@@ -9,6 +9,8 @@
 #include <chrono>
 #include <utility>
 
+class QNetworkAccessManager;
+
 #include <QString>
 #include <QUrl>
 #include <QUuid>
@@ -46,9 +48,10 @@ std::optional<QUrl> resolve(const QString& text, const QString& base);
 using Account = std::pair<AccountInfo, QList<Workspace>>;
 
 // A POST to the platform as a whole, without a key; failures as APIError, like every server call.
-QCoro::Task<QJsonObject> post(QUrl url, QJsonObject body, std::chrono::seconds timeout);
+QCoro::Task<QJsonObject> post(QNetworkAccessManager& network, QUrl url, QJsonObject body,
+                              std::chrono::seconds timeout);
 // Who the key's account is, with its projects; a local platform without /api/v1 is asked on its /app routes.
-QCoro::Task<Account> me(QString base, QString key);
+QCoro::Task<Account> me(QNetworkAccessManager& network, QString base, QString key);
 // The account reply; nothing without an account e-mail.
 std::optional<Account> parseMe(const QJsonObject& reply, const QString& base, bool appPaths = false);
 

@@ -107,8 +107,8 @@ QString Settings::defaultsPath(const QString& suite) {
            QStringLiteral(".conf");
 }
 
-Settings::Settings(QSettings& defaults, Keychain& keychain, QObject* parent)
-    : QObject(parent), m_d(defaults), m_keychain(keychain) {
+Settings::Settings(QSettings& defaults, Keychain& keychain, QNetworkAccessManager& network, QObject* parent)
+    : QObject(parent), m_d(defaults), m_keychain(keychain), m_network(network) {
     load();
     // Keys arrive after the start, whenever the secret store answers: until then the account reads as signed
     // out.
@@ -361,12 +361,12 @@ std::optional<API> Settings::api(const std::optional<Workspace>& workspace) cons
     if (!url.isValid() || url.host().isEmpty()) return std::nullopt;
     const QString k = key(*workspace);
     if (k.isEmpty() && (workspace->isProject() || !workspace->isLocal())) return std::nullopt;
-    return API(workspace->base(), k, workspace->apiRoot);
+    return API(m_network, workspace->base(), k, workspace->apiRoot);
 }
 
 std::optional<API> Settings::personalAPI() const {
     if (!signedIn()) return std::nullopt;
-    return API(m_platformBase + QStringLiteral("/app"), accountKey(),
+    return API(m_network, m_platformBase + QStringLiteral("/app"), accountKey(),
                m_personalRoot.value_or(m_platformBase + QStringLiteral("/api/v1/personal")));
 }
 

@@ -23,7 +23,11 @@ public:
     // ~/.config/Orvane/orvane.conf, or <suite>.conf for a named suite when such a store can be made.
     static QString defaultsPath(const QString& suite);
 
-    Settings(QSettings& defaults, Keychain& keychain, QObject* parent = nullptr);
+    Settings(QSettings& defaults, Keychain& keychain, QNetworkAccessManager& network,
+             QObject* parent = nullptr);
+
+    // What every API these settings make sends through.
+    QNetworkAccessManager& network() const { return m_network; }
 
     // Account and destinations.
     const QString& platformBase() const { return m_platformBase; }
@@ -131,6 +135,7 @@ private:
 
     QSettings& m_d;
     Keychain& m_keychain; // holds the keys loaded so far
+    QNetworkAccessManager& m_network;
 
     QString m_platformBase;
     std::optional<QString> m_accountEmail;

@@ -61,7 +61,7 @@ QCoro::Task<> SignIn::run(QString base, Settings* settings, CancelFlag cancelled
         // The call stays outside the co_await: GCC 12 destroys temporaries of a co_await expression twice,
         // which here released the QPointer's guard twice and corrupted the heap.
         auto flow = Platform::deviceFlow(
-            base,
+            settings->network(), base,
             [self](DeviceStart code) -> QCoro::Task<> {
                 if (self) {
                     self->enter(Waiting{code.userCode, code.verifyURL});

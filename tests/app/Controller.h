@@ -30,7 +30,9 @@ public:
         services.keychain = std::make_unique<Keychain>(*services.secrets, QStringLiteral("svc"));
         services.defaults =
             std::make_unique<QSettings>(m_dir.filePath(QStringLiteral("orvane.conf")), QSettings::IniFormat);
-        services.settings = std::make_unique<Settings>(*services.defaults, *services.keychain);
+        services.network = API::makeNetwork();
+        services.settings =
+            std::make_unique<Settings>(*services.defaults, *services.keychain, *services.network);
         services.settings->setPlatformBase(platformBase);
         auto notifications = std::make_unique<FakeNotifications>();
         posted = notifications.get();

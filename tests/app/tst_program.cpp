@@ -11,6 +11,7 @@
 #include <QDir>
 #include <QFile>
 #include <QImage>
+#include <QNetworkAccessManager>
 #include <QProcess>
 #include <QRegularExpression>
 #include <QTemporaryDir>
@@ -166,11 +167,12 @@ private slots:
                                QSettings::IniFormat);
             os::FileSecretStore secrets(m_home->filePath(QStringLiteral("support/secrets.json")));
             Keychain keychain(secrets, qEnvironmentVariable("ORVANE_KEYCHAIN_SERVICE"));
-            Settings settings(defaults, keychain);
+            const auto network = API::makeNetwork();
+            Settings settings(defaults, keychain, *network);
             settings.setPlatformBase(platform.base());
             settings.signIn(QStringLiteral("dev-key"), QStringLiteral("dev@orvane.test"), std::nullopt);
             const auto [account, projects] =
-                testsupport::await(Platform::me(platform.base(), settings.accountKey()));
+                testsupport::await(Platform::me(*network, platform.base(), settings.accountKey()));
             settings.apply(account, projects);
             const QString recordings = m_home->filePath(QStringLiteral("support/recordings"));
             const auto decided = [&](const QString& title, int minutesAgo, std::optional<QUuid> project) {

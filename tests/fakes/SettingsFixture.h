@@ -4,6 +4,7 @@
 #include "fakes/MemorySecretStore.h"
 #include "server/Settings.h"
 
+#include <QNetworkAccessManager>
 #include <QSettings>
 #include <QTemporaryDir>
 
@@ -14,7 +15,8 @@ struct SettingsFixture {
     MemorySecretStore secrets;
     Keychain keychain{secrets, QStringLiteral("svc")};
     QSettings store{dir.filePath(QStringLiteral("orvane.conf")), QSettings::IniFormat};
-    Settings settings{store, keychain};
+    std::unique_ptr<QNetworkAccessManager> network = API::makeNetwork();
+    Settings settings{store, keychain, *network};
 
     SettingsFixture() {
         settings.signIn(QStringLiteral("acct-key"), QStringLiteral("ada@example.com"), std::nullopt);

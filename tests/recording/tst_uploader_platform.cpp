@@ -6,6 +6,7 @@
 
 #include <QDir>
 #include <QFile>
+#include <QNetworkAccessManager>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -14,6 +15,7 @@
 class TestUploaderPlatform : public QObject {
     Q_OBJECT
     std::unique_ptr<LocalPlatform> m_platform;
+    std::unique_ptr<QNetworkAccessManager> m_network = API::makeNetwork();
     std::unique_ptr<QTemporaryDir> m_recordings;
     static inline const QByteArray audioBytes = QByteArray(200 * 1024 + 3, 'a');
 
@@ -23,11 +25,11 @@ class TestUploaderPlatform : public QObject {
     API api(const QString& dest) const {
         const QString base = m_platform->base();
         if (dest == QLatin1String("personal"))
-            return API(base + QStringLiteral("/app"), QStringLiteral("dev-key"),
+            return API(*m_network, base + QStringLiteral("/app"), QStringLiteral("dev-key"),
                        base + QStringLiteral("/api/v1/personal"));
         if (dest == QLatin1String("legacy"))
-            return API(base + QStringLiteral("/legacy/local"), QStringLiteral("legacy-key"));
-        return API(base + QStringLiteral("/app/p/") + dest, QStringLiteral("dev-key"),
+            return API(*m_network, base + QStringLiteral("/legacy/local"), QStringLiteral("legacy-key"));
+        return API(*m_network, base + QStringLiteral("/app/p/") + dest, QStringLiteral("dev-key"),
                    base + QStringLiteral("/api/v1/p/") + dest);
     }
     // The path of the calls on the server for a destination of `api`.

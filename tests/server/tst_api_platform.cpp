@@ -4,6 +4,7 @@
 #include "support/LocalPlatform.h"
 
 #include <QJsonDocument>
+#include <QNetworkAccessManager>
 #include <QTest>
 #include <arpa/inet.h>
 #include <netinet/in.h>
@@ -30,14 +31,15 @@ template <typename T> std::optional<APIError> failureOf(QCoro::Task<T> task) {
 class TestAPIPlatform : public QObject {
     Q_OBJECT
     std::unique_ptr<LocalPlatform> m_platform;
+    std::unique_ptr<QNetworkAccessManager> m_network = API::makeNetwork();
 
     LocalPlatform& platform() { return *m_platform; }
     API project(const QString& key = QStringLiteral("dev-key")) const {
-        return API(m_platform->base() + QStringLiteral("/app/p/brevik"), key,
+        return API(*m_network, m_platform->base() + QStringLiteral("/app/p/brevik"), key,
                    m_platform->base() + QStringLiteral("/api/v1/p/brevik"));
     }
     API legacy(const QString& key) const {
-        return API(m_platform->base() + QStringLiteral("/legacy/local"), key);
+        return API(*m_network, m_platform->base() + QStringLiteral("/legacy/local"), key);
     }
 
 private slots:
@@ -131,7 +133,7 @@ private slots:
             socklen_t length = sizeof address;
             QVERIFY(::bind(held, reinterpret_cast<sockaddr*>(&address), length) == 0);
             QVERIFY(::getsockname(held, reinterpret_cast<sockaddr*>(&address), &length) == 0);
-            const API api(QStringLiteral("http://127.0.0.1:%1").arg(ntohs(address.sin_port)),
+            const API api(*m_network, QStringLiteral("http://127.0.0.1:%1").arg(ntohs(address.sin_port)),
                           QStringLiteral("k"));
             error = failureOf(api.json("GET", QStringLiteral("/api/my/todos")));
             ::close(held);
@@ -181,7 +183,7 @@ private slots:
         LocalPlatform local(LocalPlatform::Routes::AppPathsOnly);
         QVERIFY2(local.isRunning(), qPrintable(local.error()));
         const auto [account, projects] =
-            testsupport::await(Platform::me(local.base(), QStringLiteral("dev-key")));
+            testsupport::await(Platform::me(*m_network, local.base(), QStringLiteral("dev-key")));
         QCOMPARE(account.email, QStringLiteral("dev@orvane.test"));
         QCOMPARE(account.name, QStringLiteral("Dev"));
         QCOMPARE(account.personalRoot, local.base() + QStringLiteral("/app/api/platform/personal"));
@@ -195,7 +197,7 @@ private slots:
         QCOMPARE(asked, QStringList({QStringLiteral("/api/v1/me"), QStringLiteral("/app/api/platform/me")}));
 
         // The project the fall-back built answers on its root.
-        const API brevik(projects[0].server, QStringLiteral("dev-key"), projects[0].apiRoot);
+        const API brevik(*m_network, projects[0].server, QStringLiteral("dev-key"), projects[0].apiRoot);
         QCOMPARE(testsupport::await(brevik.me()), QStringLiteral("Dev"));
     }
 };

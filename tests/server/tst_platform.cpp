@@ -2,6 +2,7 @@
 #include "server/Platform.h"
 
 #include <QCryptographicHash>
+#include <QNetworkAccessManager>
 #include <QTest>
 
 class TestPlatform : public QObject {
@@ -71,7 +72,8 @@ private slots:
         QFETCH(QString, apiRoot);
         QFETCH(QString, path);
         QFETCH(QString, url);
-        const API api(QStringLiteral("https://s.example/"), QStringLiteral("k"),
+        QNetworkAccessManager network;
+        const API api(network, QStringLiteral("https://s.example/"), QStringLiteral("k"),
                       apiRoot.isEmpty() ? std::nullopt : std::optional<QString>(apiRoot));
         QCOMPARE(api.url(path), QUrl(url));
         QCOMPARE(api.endpoint(),

@@ -3,6 +3,7 @@
 #include "server/Platform.h"
 #include "server/Settings.h"
 
+#include <QNetworkAccessManager>
 #include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
@@ -40,12 +41,13 @@ class TestSettings : public QObject {
     std::unique_ptr<MemorySecretStore> m_secrets;
     std::unique_ptr<Keychain> m_keychain;
     std::unique_ptr<QSettings> m_store;
+    std::unique_ptr<QNetworkAccessManager> m_network = API::makeNetwork();
 
     // A new instance on the same store, as at the next start of the program.
     std::unique_ptr<Settings> reopen() {
         m_store =
             std::make_unique<QSettings>(m_tmp.filePath(QStringLiteral("orvane.conf")), QSettings::IniFormat);
-        return std::make_unique<Settings>(*m_store, *m_keychain);
+        return std::make_unique<Settings>(*m_store, *m_keychain, *m_network);
     }
     QList<Workspace> twoProjects() const {
         return {Platform::project(base, QStringLiteral("brevik"), QStringLiteral("Brevik"),

@@ -5,6 +5,7 @@
 #include "support/LocalPlatform.h"
 
 #include <QJsonArray>
+#include <QNetworkAccessManager>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -18,6 +19,7 @@ class TestSignInPlatform : public QObject {
     std::unique_ptr<MemorySecretStore> m_secrets;
     std::unique_ptr<Keychain> m_keychain;
     std::unique_ptr<QSettings> m_store;
+    std::unique_ptr<QNetworkAccessManager> m_network = API::makeNetwork();
     std::unique_ptr<Settings> m_settings;
     QList<QUrl> m_opened;
 
@@ -54,7 +56,7 @@ private slots:
                 QStringLiteral("%1-%2.conf").arg(QTest::currentTestFunction(), QTest::currentDataTag())),
             QSettings::IniFormat);
         m_store->clear();
-        m_settings = std::make_unique<Settings>(*m_store, *m_keychain);
+        m_settings = std::make_unique<Settings>(*m_store, *m_keychain, *m_network);
     }
 
     void approvedSignInStoresTheKey_data() {

@@ -8,6 +8,7 @@
 
 #include <QFile>
 #include <QJsonDocument>
+#include <QNetworkAccessManager>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -208,7 +209,8 @@ private slots:
     void aMissingEndpointNeedsAnUpdateUntilASuccess() {
         LocalPlatform platform;
         QVERIFY2(platform.isRunning(), qPrintable(platform.error()));
-        const API home(platform.base() + u"/app/p/brevik"_s, u"dev-key"_s,
+        QNetworkAccessManager network;
+        const API home(network, platform.base() + u"/app/p/brevik"_s, u"dev-key"_s,
                        platform.base() + u"/api/v1/p/brevik"_s);
         auto t = tracker(at(10, 0));
         t->sample(true, at(10, 0));
