@@ -1,6 +1,7 @@
 #include "core/Strings.h"
 
 #include <QChar>
+#include <QList>
 #include <cmath>
 
 QString trimmed(const QString& text) {
