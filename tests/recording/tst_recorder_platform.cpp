@@ -1,13 +1,11 @@
 #include "RequiredServices.h"
 #include "os/linux/Backends.h"
 #include "os/linux/X11FrameStream.h"
-#include "recording/LevelReader.h"
 #include "recording/Mixer.h"
 #include "recording/MonoDecoder.h"
 #include "recording/MonoWriter.h"
 #include "recording/Recorder.h"
 #include "recording/Recovery.h"
-#include "recording/Speaking.h"
 #include "support/Files.h"
 #include "support/ForeignWindow.h"
 #include "support/PrivateXServer.h"
@@ -115,11 +113,6 @@ void expectOneSpan(const QList<Span>& spans, double from, double to) {
     QVERIFY2(spans.size() == 1, qPrintable(QStringLiteral("spans: %1").arg(spansText(spans))));
     QVERIFY2(std::abs(spans[0].t - from) <= 0.5 && std::abs(spans[0].end - to) <= 0.5,
              qPrintable(QStringLiteral("span %1 for speech %2-%3").arg(spansText(spans)).arg(from).arg(to)));
-}
-
-float loudest(const QString& track) {
-    const QList<float> levels = LevelReader::levels(track);
-    return levels.isEmpty() ? 0.0f : *std::max_element(levels.begin(), levels.end());
 }
 
 // The seconds at which a tone begins in `track` (a sample louder than half of it after a quarter second
@@ -362,7 +355,7 @@ private slots:
         QVERIFY(meta.ended);
         QCOMPARE(meta.lastError, QStringLiteral("the session was interrupted"));
         QVERIFY(meta.audioFile);
-        QVERIFY(loudest(session->url(*meta.audioFile)) > Speaking::tabThreshold);
+        QVERIFY(!toneOnsets(session->url(*meta.audioFile)).isEmpty());
         // The microphone's track on disk reaches to within a fragment of the kill.
         const double micEnd = said["mic"] + Mixer::duration(session->url(QStringLiteral("mic.m4a")));
         QVERIFY2(micEnd >= killedAt - 1.5 && micEnd <= killedAt + 0.5,
