@@ -66,21 +66,11 @@ private slots:
                  candidate);
     }
 
-    void unusableArraysCountAsChanged_data() {
-        QTest::addColumn<int>("lengthA");
-        QTest::addColumn<int>("lengthB");
-        QTest::newRow("both empty") << 0 << 0;
-        QTest::newRow("one empty") << 0 << 576;
-        QTest::newRow("lengths differ") << 576 << 575;
-    }
-
     void unusableArraysCountAsChanged() {
-        QFETCH(int, lengthA);
-        QFETCH(int, lengthB);
-        QCOMPARE(Frames::diff(std::vector<float>(std::size_t(lengthA), 0.5f),
-                              std::vector<float>(std::size_t(lengthB), 0.5f)),
-                 1.0f);
-        QCOMPARE(Frames::changedRatio(QByteArray(lengthA, 'a'), QByteArray(lengthB, 'a')), 1.0f);
+        QCOMPARE(Frames::diff({}, {}), 1.0f);
+        QCOMPARE(Frames::diff(std::vector<float>(576, 0.5f), std::vector<float>(575, 0.5f)), 1.0f);
+        QCOMPARE(Frames::changedRatio(QByteArray(), QByteArray()), 1.0f);
+        QCOMPARE(Frames::changedRatio(QByteArray(576, 'a'), QByteArray(575, 'a')), 1.0f);
     }
 
     // A shot is stored as a JPEG no wider than asked for, and loads back; a file that only begins like one

@@ -1,14 +1,13 @@
 #include "Tone.h"
 #include "recording/Frames.h"
 #include "recording/Recorder.h"
-#include "recording/TrackHealth.h"
 
 #include <QDir>
 #include <QPainter>
 #include <QTemporaryDir>
 #include <QTest>
+#include <atomic>
 #include <map>
-#include <mutex>
 
 // The recorder's flows driven by hand: frames, sound and the clock come from the test, the text of a frame
 // from a table keyed by the colour at its centre.
@@ -244,45 +243,6 @@ private slots:
         QVERIFY(session->meta.micOk);
         QCOMPARE(session->meta.audioFile, std::nullopt);
         QVERIFY(!QFileInfo::exists(session->url(QStringLiteral("mixed.m4a"))));
-    }
-
-    void trackHealth_data() {
-        QTest::addColumn<QString>("events"); // seconds, then s: sound, z: zeros, c: check
-        QTest::addColumn<QStringList>("lines");
-        QTest::addColumn<int>("state");
-        QTest::newRow("sound keeps it quiet")
-            << "5s 10c 15s 20c" << QStringList{} << int(TrackHealth::State::Sound);
-        QTest::newRow("no buffers, told once")
-            << "10c 20c" << QStringList{QStringLiteral("track mic silent for 10 s")}
-            << int(TrackHealth::State::NoBuffers);
-        QTest::newRow("zeros for a minute")
-            << "5s 10z 15z 20z 25z 30z 35z 40z 45z 50z 55z 60c 60z 65c 65z 70c"
-            << QStringList{QStringLiteral("track mic silent for 60 s")} << int(TrackHealth::State::OnlyZeros);
-        QTest::newRow("recovers when sound comes back")
-            << "10c 15s 20c"
-            << QStringList{QStringLiteral("track mic silent for 10 s"),
-                           QStringLiteral("track mic recovered after 15 s")}
-            << int(TrackHealth::State::Sound);
-        QTest::newRow("zeros after no buffers are no recovery")
-            << "10c 15z 20c" << QStringList{QStringLiteral("track mic silent for 10 s")}
-            << int(TrackHealth::State::OnlyZeros);
-    }
-    void trackHealth() {
-        QFETCH(QString, events);
-        QFETCH(QStringList, lines);
-        QFETCH(int, state);
-        TrackHealth health(QStringLiteral("mic"), 0);
-        QStringList logged;
-        for (const QString& event : events.split(QLatin1Char(' '))) {
-            const double at = event.chopped(1).toDouble();
-            if (event.endsWith(QLatin1Char('c'))) {
-                if (const auto line = health.check(at)) logged << *line;
-            } else {
-                health.heard(at, event.endsWith(QLatin1Char('z')));
-            }
-        }
-        QCOMPARE(logged, lines);
-        QCOMPARE(int(health.state()), state);
     }
 };
 

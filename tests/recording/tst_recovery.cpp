@@ -6,6 +6,7 @@
 #include "support/Files.h"
 
 #include <QDir>
+#include <QDirIterator>
 #include <QFile>
 #include <QTemporaryDir>
 #include <QTest>
@@ -40,12 +41,8 @@ class TestRecovery : public QObject {
     }
     // Every file of the folder dated at `when`.
     static void dateAll(const QString& dir, const QDateTime& when) {
-        touch(dir + QStringLiteral("/meta.json"), when);
-        for (const QString& sub : {QStringLiteral("shots"), QStringLiteral("pins")})
-            for (const QString& name : QDir(dir + QLatin1Char('/') + sub).entryList(QDir::Files))
-                touch(dir + QLatin1Char('/') + sub + QLatin1Char('/') + name, when);
-        for (const QString& name : QDir(dir).entryList({QStringLiteral("*.m4a")}, QDir::Files))
-            touch(dir + QLatin1Char('/') + name, when);
+        for (QDirIterator it(dir, QDir::Files, QDirIterator::Subdirectories); it.hasNext();)
+            touch(it.next(), when);
     }
 
 private slots:

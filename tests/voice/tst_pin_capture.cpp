@@ -73,22 +73,29 @@ private slots:
     void aDragGivesThatRegion() {
         Answer answer;
         startPicker(answer);
-        xdotool({"mousemove", "100", "120", "mousedown", "1", "mousemove", "200", "200", "mousemove", "300",
-                 "270", "mouseup", "1"});
+        // A drag across a fifth of the screen, whatever its size.
+        const QRect screen = QGuiApplication::primaryScreen()->geometry();
+        const QPoint from = screen.topLeft() + QPoint(screen.width() / 10, screen.height() / 10);
+        const QPoint to = from + QPoint(screen.width() / 5, screen.height() / 5);
+        const auto at = [](QPoint p) {
+            return QStringList{"mousemove", QString::number(p.x()), QString::number(p.y())};
+        };
+        xdotool(at(from) + QStringList{"mousedown", "1"} + at((from + to) / 2) + at(to) +
+                QStringList{"mouseup", "1"});
         QTRY_VERIFY(answer.answered);
         QVERIFY(answer.jpeg);
-        QVERIFY(answer.jpeg->startsWith("\xFF\xD8\xFF"));
-        QCOMPARE(decoded(*answer.jpeg).size(), QSize(200, 150));
+        QCOMPARE(decoded(*answer.jpeg).size(), QSize(to.x() - from.x(), to.y() - from.y()));
         QTRY_VERIFY(shownOverlays().isEmpty());
     }
 
     void cancelGivesNothing_data() {
         QTest::addColumn<QStringList>("input");
         row("Esc", QStringList{"key", "Escape"});
-        row("a click without a drag", QStringList{"mousemove", "400", "400", "click", "1"});
-        row("Esc in the middle of a drag",
-            QStringList{"mousemove", "100", "100", "mousedown", "1", "mousemove", "300", "300", "key",
-                        "Escape", "mouseup", "1"});
+        // From the centre of the screen, whatever its size.
+        const QStringList centre{"mousemove", "--polar", "0", "0"};
+        row("a click without a drag", centre + QStringList{"click", "1"});
+        row("Esc in the middle of a drag", centre + QStringList{"mousedown", "1", "mousemove_relative", "--",
+                                                                "60", "40", "key", "Escape", "mouseup", "1"});
     }
 
     void cancelGivesNothing() {
@@ -133,8 +140,6 @@ private slots:
             QVERIFY(texts.contains(title) && texts.contains(info));
             auto* field = qobject_cast<QLineEdit*>(QApplication::focusWidget());
             QVERIFY(field);
-            QCOMPARE(field->placeholderText(), u"e.g. their pricing page leads with the annual plan"_s);
-            QCOMPARE(field->size(), QSize(340, 24));
             QTest::keyClicks(field, u"  annual plan first  "_s);
             for (QPushButton* button : dialog->findChildren<QPushButton*>())
                 if (cancel && button->text() == QLatin1String("Cancel")) button->click();
