@@ -7,7 +7,7 @@
 #include <QSettings>
 #include <QTemporaryDir>
 
-// Settings on a throw-away store, signed in to the default platform: its board home is
+// Settings on a throw-away store, signed in to the default platform unless told otherwise: its board home is
 // https://orvane.app/app.
 struct SettingsFixture {
     QTemporaryDir dir;
@@ -16,7 +16,8 @@ struct SettingsFixture {
     QSettings store{dir.filePath(QStringLiteral("orvane.conf")), QSettings::IniFormat};
     Settings settings{store, keychain};
 
-    SettingsFixture() {
-        settings.signIn(QStringLiteral("acct-key"), QStringLiteral("ada@example.com"), std::nullopt);
+    explicit SettingsFixture(bool signedIn = true) {
+        if (signedIn)
+            settings.signIn(QStringLiteral("acct-key"), QStringLiteral("ada@example.com"), std::nullopt);
     }
 };
