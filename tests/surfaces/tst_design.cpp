@@ -1,14 +1,13 @@
 #include "support/Rows.h"
 #include "surfaces/design/Appearance.h"
 #include "surfaces/design/LiveMeter.h"
-#include "surfaces/design/Orb.h"
 
 #include <QApplication>
 #include <QTest>
 
 using testsupport::row;
 
-// The palette's choice, the orb's motion and the live meter's level.
+// The palette's choice and the live meter's level.
 class TestDesign : public QObject {
     Q_OBJECT
 
@@ -33,25 +32,6 @@ private slots:
         QCOMPARE(palOf(fixedChild).isDark, false); // a fixed scheme holds for everything inside
         QApplication::setPalette(before);
         QTRY_COMPARE(widget.palette().color(QPalette::Window), before.color(QPalette::Window));
-    }
-
-    void orbIsStillUnlessLiveAndFree_data() {
-        QTest::addColumn<bool>("live");
-        QTest::addColumn<bool>("reduced");
-        QTest::addColumn<bool>("snapshot");
-        QTest::addColumn<bool>("animating");
-        row("live, it moves", true, false, false, true);
-        row("not live, it is still", false, false, false, false);
-        row("with reduced motion it is still", true, true, false, false);
-        row("in a snapshot it is still", true, false, true, false);
-    }
-    void orbIsStillUnlessLiveAndFree() {
-        QFETCH(bool, live);
-        QFETCH(bool, reduced);
-        QFETCH(bool, snapshot);
-        Orb orb({28, live}, Motion(reduced));
-        orb.setSnapshot(snapshot);
-        QTEST(orb.animating(), "animating");
     }
 
     void micLevel_data() {
