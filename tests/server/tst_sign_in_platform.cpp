@@ -1,13 +1,16 @@
-#include "core/Keychain.h"
-#include "fakes/MemorySecretStore.h"
-#include "server/Settings.h"
+#include "fakes/SettingsFixture.h"
 #include "server/SignIn.h"
 #include "support/LocalPlatform.h"
 
+#include "support/Rows.h"
+
 #include <QJsonArray>
-#include <QNetworkAccessManager>
-#include <QTemporaryDir>
 #include <QTest>
+
+using namespace Qt::Literals::StringLiterals;
+
+using namespace std::chrono_literals;
+using testsupport::row;
 
 Q_DECLARE_METATYPE(LocalPlatform::Routes)
 
@@ -15,16 +18,11 @@ Q_DECLARE_METATYPE(LocalPlatform::Routes)
 // stored; and every way out of it, which must leave the phase where a new sign-in can begin.
 class TestSignInPlatform : public QObject {
     Q_OBJECT
-    QTemporaryDir m_tmp;
-    std::unique_ptr<MemorySecretStore> m_secrets;
-    std::unique_ptr<Keychain> m_keychain;
-    std::unique_ptr<QSettings> m_store;
-    std::unique_ptr<QNetworkAccessManager> m_network = API::makeNetwork();
-    std::unique_ptr<Settings> m_settings;
+    std::unique_ptr<SettingsFixture> m_fixture;
     QList<QUrl> m_opened;
 
     std::unique_ptr<SignIn> signInTo(const QString& base) {
-        m_settings->setPlatformBase(base);
+        m_fixture->settings.setPlatformBase(base);
         return std::make_unique<SignIn>([this](const QUrl& url) { m_opened.append(url); });
     }
     static bool waitForPhase(const SignIn& s, const std::function<bool(const SignIn::Phase&)>& wanted) {
@@ -47,47 +45,64 @@ class TestSignInPlatform : public QObject {
 private slots:
     void init() {
         m_opened.clear();
-        m_settings.reset(); // before what it writes to
-        m_keychain.reset();
-        m_secrets = std::make_unique<MemorySecretStore>();
-        m_keychain = std::make_unique<Keychain>(*m_secrets, QStringLiteral("svc"));
-        m_store = std::make_unique<QSettings>(
-            m_tmp.filePath(
-                QStringLiteral("%1-%2.conf").arg(QTest::currentTestFunction(), QTest::currentDataTag())),
-            QSettings::IniFormat);
-        m_store->clear();
-        m_settings = std::make_unique<Settings>(*m_store, *m_keychain, *m_network);
+        m_fixture = std::make_unique<SettingsFixture>(false);
     }
 
-    void approvedSignInStoresTheKey_data() {
+    // An approved sign-in stores the key. A cancel at any point returns to idle at once; the cancelled flow
+    // opens nothing, stores nothing, and the new sign-in after it is the only one. The new flow's first poll
+    // comes a poll interval after the cancel, later than any step the cancelled one would still have taken.
+    void anApprovedSignInStoresTheKey_data() {
         QTest::addColumn<LocalPlatform::Routes>("routes");
-        QTest::newRow("platform routes") << LocalPlatform::Routes::Platform;
-        QTest::newRow("only the local app routes") << LocalPlatform::Routes::AppPathsOnly;
+        QTest::addColumn<QString>("cancelled"); // what the sign-in cancelled before this one was doing
+        row("on the platform routes", LocalPlatform::Routes::Platform, "");
+        row("on the local app routes only", LocalPlatform::Routes::AppPathsOnly, "");
+        row("after one cancelled while the code is fetched", LocalPlatform::Routes::Platform, "fetching");
+        row("after one cancelled while waiting for the approval", LocalPlatform::Routes::Platform, "waiting");
     }
-    void approvedSignInStoresTheKey() {
+    void anApprovedSignInStoresTheKey() {
         QFETCH(LocalPlatform::Routes, routes);
+        QFETCH(QString, cancelled);
         LocalPlatform platform(routes);
         QVERIFY2(platform.isRunning(), qPrintable(platform.error()));
         auto signIn = signInTo(platform.base());
-        bool signedIn = false;
-        signIn->onSignedIn = [&] { signedIn = true; };
+        int signIns = 0;
+        signIn->onSignedIn = [&] { ++signIns; };
+        Settings& settings = m_fixture->settings;
+        if (cancelled == QLatin1String("fetching")) {
+            QVERIFY(platform.fault({u"/device/start"_s, 0, {}, {}, {}, 400ms}));
+            signIn->begin(settings);
+            QTRY_COMPARE_WITH_TIMEOUT(requestsTo(platform, u"/device/start"_s), 1, 5000);
+        } else if (cancelled == QLatin1String("waiting")) {
+            signIn->begin(settings);
+            QVERIFY(waitForPhase(*signIn, waiting));
+            QVERIFY(platform.approve(signIn->code().value()));
+        }
+        signIn->cancel();
+        QVERIFY(std::holds_alternative<SignIn::Idle>(signIn->phase()));
+        const qsizetype opened = m_opened.size();
 
-        signIn->begin(*m_settings);
+        signIn->begin(settings);
         QVERIFY(signIn->busy());
         QVERIFY(waitForPhase(*signIn, waiting));
         const QString code = signIn->code().value();
-        QCOMPARE(m_opened.size(), 1);
-        QCOMPARE(m_opened.first().host(), QStringLiteral("127.0.0.1"));
-        QVERIFY(m_opened.first().toString().contains(code));
-        signIn->begin(*m_settings); // busy: nothing new starts
-        QCOMPARE(m_opened.size(), 1);
+        QCOMPARE(m_opened.size(), opened + 1);
+        QCOMPARE(m_opened.last().host(), u"127.0.0.1"_s);
+        QVERIFY(m_opened.last().toString().contains(code));
+        signIn->begin(settings); // busy: nothing new starts
+        QCOMPARE(m_opened.size(), opened + 1);
 
         QVERIFY(platform.approve(code));
-        QVERIFY(QTest::qWaitFor([&] { return signedIn; }, 15000));
+        QVERIFY(QTest::qWaitFor([&] { return signIns > 0; }, 15000));
+        QCOMPARE(signIns, 1);
+        QCOMPARE(requestsTo(platform, routes == LocalPlatform::Routes::Platform
+                                          ? u"/device/poll"_s
+                                          : u"/app/api/platform/device/poll"_s),
+                 1);
         QVERIFY(std::holds_alternative<SignIn::Idle>(signIn->phase()));
-        QVERIFY(m_settings->signedIn());
-        QCOMPARE(m_settings->accountEmail(), QStringLiteral("dev@orvane.test"));
-        QTRY_COMPARE_WITH_TIMEOUT(m_secrets->item(QStringLiteral("svc"), Keychain::accountItem)->label,
+        QCOMPARE(settings.accountEmail(), u"dev@orvane.test"_s);
+        QTRY_COMPARE_WITH_TIMEOUT(m_fixture->secrets.item(u"svc"_s, Keychain::accountItem)
+                                      .value_or(MemorySecretStore::Item{})
+                                      .label,
                                   Keychain::accountLabel, 5000);
     }
 
@@ -113,56 +128,17 @@ private slots:
         bool signedIn = false;
         signIn->onSignedIn = [&] { signedIn = true; };
         QVERIFY(platform.fault(
-            {QStringLiteral("/device/poll"), status, body,
+            {u"/device/poll"_s, status, body,
              body.startsWith('{') ? QByteArray("application/json") : QByteArray("text/html")}));
-        signIn->begin(*m_settings);
+        signIn->begin(m_fixture->settings);
         QVERIFY(waitForPhase(*signIn, waiting));
         QVERIFY(platform.approve(signIn->code().value()));
         if (failure.isEmpty()) {
             QVERIFY(QTest::qWaitFor([&] { return signedIn; }, 15000));
         } else {
             QVERIFY(waitForPhase(*signIn, failedWith(failure)));
-            QVERIFY(!m_settings->signedIn());
+            QVERIFY(!m_fixture->settings.signedIn());
         }
-    }
-
-    // A cancel at any point returns to idle at once; the cancelled flow opens nothing, stores nothing, and a
-    // new sign-in goes through. The new flow's first poll comes a poll interval after the cancel, later than
-    // any step the cancelled one would still have taken.
-    void cancelAtAnyPoint_data() {
-        QTest::addColumn<bool>("whileFetchingTheCode");
-        QTest::newRow("while the code is fetched") << true;
-        QTest::newRow("while waiting for the approval") << false;
-    }
-    void cancelAtAnyPoint() {
-        QFETCH(bool, whileFetchingTheCode);
-        LocalPlatform platform;
-        auto signIn = signInTo(platform.base());
-        int signIns = 0;
-        signIn->onSignedIn = [&] { ++signIns; };
-        if (whileFetchingTheCode) {
-            QVERIFY(platform.fault(
-                {QStringLiteral("/device/start"), 0, {}, {}, {}, std::chrono::milliseconds(400)}));
-            signIn->begin(*m_settings);
-            QTRY_COMPARE_WITH_TIMEOUT(requestsTo(platform, QStringLiteral("/device/start")), 1, 5000);
-        } else {
-            signIn->begin(*m_settings);
-            QVERIFY(waitForPhase(*signIn, waiting));
-            QVERIFY(platform.approve(signIn->code().value()));
-        }
-        const int openedBefore = m_opened.size();
-        signIn->cancel();
-        QVERIFY(std::holds_alternative<SignIn::Idle>(signIn->phase()));
-
-        signIn->begin(*m_settings);
-        QVERIFY(waitForPhase(*signIn, waiting));
-        QVERIFY(platform.approve(signIn->code().value()));
-        QVERIFY(QTest::qWaitFor([&] { return signIns > 0; }, 15000));
-        QCOMPARE(signIns, 1);
-        QCOMPARE(m_opened.size(), openedBefore + 1);
-        QCOMPARE(requestsTo(platform, QStringLiteral("/device/poll")), 1);
-        QCOMPARE(m_settings->accountEmail(), QStringLiteral("dev@orvane.test"));
-        QVERIFY(std::holds_alternative<SignIn::Idle>(signIn->phase()));
     }
 
     // Any failure, a network one or not, ends in Failed with the text, from which a new sign-in can begin.
@@ -174,14 +150,14 @@ private slots:
     void failuresEndTheFlow() {
         QFETCH(bool, browserFails);
         LocalPlatform platform;
-        m_settings->setPlatformBase(browserFails ? platform.base() : QStringLiteral("http://127.0.0.1:9"));
+        m_fixture->settings.setPlatformBase(browserFails ? platform.base() : u"http://127.0.0.1:9"_s);
         SignIn signIn([&](const QUrl&) {
             if (browserFails) throw std::runtime_error("no browser");
         });
-        signIn.begin(*m_settings);
-        QVERIFY(waitForPhase(signIn, failedWith(QStringLiteral("Couldn\u2019t reach 127.0.0.1: ") +
-                                                (browserFails ? QStringLiteral("no browser") : QString()))));
-        signIn.begin(*m_settings);
+        signIn.begin(m_fixture->settings);
+        QVERIFY(waitForPhase(signIn, failedWith(u"Couldn\u2019t reach 127.0.0.1: "_s +
+                                                (browserFails ? u"no browser"_s : QString()))));
+        signIn.begin(m_fixture->settings);
         QVERIFY(std::holds_alternative<SignIn::Starting>(signIn.phase()));
         signIn.cancel();
     }

@@ -1,19 +1,22 @@
 #include "fakes/FakeBrowser.h"
 #include "fakes/FakeNotifications.h"
 #include "fakes/SettingsFixture.h"
+#include "support/Rows.h"
 #include "surfaces/Notify.h"
 
 #include <QTest>
 #include <functional>
 
+using namespace Qt::Literals::StringLiterals;
+
+using testsupport::row;
 using Call = std::function<void(Notify&)>;
 Q_DECLARE_METATYPE(Call)
 Q_DECLARE_METATYPE(Notify::Run)
-Q_DECLARE_METATYPE(std::optional<QUrl>)
 
 namespace {
-const QUrl boardHome(QStringLiteral("https://orvane.app/app"));
-const QUrl callPage(QStringLiteral("https://orvane.app/app/p/brevik/#/library/call/c%3A7"));
+const QUrl boardHome(u"https://orvane.app/app"_s);
+const QUrl callPage(u"https://orvane.app/app/p/brevik/#/library/call/c%3A7"_s);
 const QString fiftyChars = QString(50, QLatin1Char('x'));
 } // namespace
 
@@ -28,7 +31,6 @@ class TestNotify : public QObject {
 private slots:
     void init() {
         m_fixture = std::make_unique<SettingsFixture>();
-        m_center.serviceAnswers = true;
         m_center.posted.clear();
         m_browser.opened.clear();
         m_notify = std::make_unique<Notify>(m_center, m_browser, m_fixture->settings);
@@ -36,26 +38,19 @@ private slots:
 
     void setupDecidesWhetherNotificationsAreShown_data() {
         QTest::addColumn<Notify::Run>("run");
-        QTest::addColumn<bool>("serviceAnswers");
         QTest::addColumn<bool>("enabled");
-        QTest::newRow("a plain start on a desktop with notifications shows them")
-            << Notify::Run{} << true << true;
+        QTest::newRow("a plain start on a desktop with notifications shows them") << Notify::Run{} << true;
         QTest::newRow("--dump-menu runs beside the user's copy and stays quiet")
-            << Notify::Run{.dumpMenu = true} << true << false;
-        QTest::newRow("--ui-check stays quiet") << Notify::Run{.uiCheck = true} << true << false;
-        QTest::newRow("a desktop without a notification service gets none")
-            << Notify::Run{} << false << false;
+            << Notify::Run{.dumpMenu = true} << false;
+        QTest::newRow("--ui-check stays quiet") << Notify::Run{.uiCheck = true} << false;
     }
     void setupDecidesWhetherNotificationsAreShown() {
         QFETCH(Notify::Run, run);
-        QFETCH(bool, serviceAnswers);
         QFETCH(bool, enabled);
-        m_center.serviceAnswers = serviceAnswers;
         QVERIFY(!m_notify->enabled());
         m_notify->setup(run);
         QCOMPARE(m_notify->enabled(), enabled);
-        m_notify->saved(QStringLiteral("c1"), QStringLiteral("Standup"), QStringLiteral("Brevik"), callPage,
-                        {});
+        m_notify->saved(u"c1"_s, u"Standup"_s, u"Brevik"_s, callPage, {});
         QCOMPARE(m_center.posted.size(), enabled ? 1 : 0);
     }
 
@@ -67,10 +62,10 @@ private slots:
         QTest::addColumn<QString>("url");
         const QString page = callPage.toString(QUrl::FullyEncoded);
         const auto review = [](const QString& title, int suggestions, const std::optional<QUrl>& url) {
-            return Call([=](Notify& n) { n.reviewReady(QStringLiteral("c:7"), title, suggestions, url); });
+            return Call([=](Notify& n) { n.reviewReady(u"c:7"_s, title, suggestions, url); });
         };
         const auto saved = [](const QString& title, const QString& where, const std::optional<QString>& key) {
-            return Call([=](Notify& n) { n.saved(QStringLiteral("c:7"), title, where, callPage, key); });
+            return Call([=](Notify& n) { n.saved(u"c:7"_s, title, where, callPage, key); });
         };
         QTest::newRow("a review with one suggestion") << review("Standup", 1, callPage) << "review.c:7"
                                                       << "Review ready — Standup"
@@ -83,17 +78,14 @@ private slots:
             << "Review ready — " + QString(43, QLatin1Char('x')) + "…"
             << "2 suggestions to look at." << QString();
         QTest::newRow("a saved recording is named by its folder")
-            << saved("Design sync", "Brevik", QStringLiteral("2026-11-23_1015")) << "session.2026-11-23_1015"
+            << saved("Design sync", "Brevik", u"2026-11-23_1015"_s) << "session.2026-11-23_1015"
             << "Design sync"
             << "Saved in Brevik" << page;
         QTest::newRow("a saved recording without a folder is named by its call, its title whole")
             << saved(fiftyChars, "Personal", std::nullopt) << "session.c:7" << fiftyChars
             << "Saved in Personal" << page;
         QTest::newRow("a recording filed in Personal by default points at the board")
-            << Call([](Notify& n) {
-                   n.filedPersonal(QStringLiteral("Design sync"), QStringLiteral("folder"));
-               })
-            << "session.folder"
+            << Call([](Notify& n) { n.filedPersonal(u"Design sync"_s, u"folder"_s); }) << "session.folder"
             << "Where does this go? → Personal"
             << "No choice in 2 min, so “Design sync” goes to Personal (only you see it). Move it from the "
                "menu."
@@ -121,12 +113,7 @@ private slots:
         QTest::newRow("an emoji with a skin tone is one character")
             << "👍🏽👍🏽👍🏽" << 2 << "👍🏽…";
         QTest::newRow("a letter with a combining accent is one character")
-            << QStringLiteral("Cafe\u0301 Cafe\u0301") << 5 << QStringLiteral("Cafe\u0301…");
-        QTest::newRow("a title of 45 is cut to 43 for a review")
-            << QString(45, QLatin1Char('a')) << Notify::reviewTitleLimit
-            << QString(43, QLatin1Char('a')) + "…";
-        QTest::newRow("a title of 44 stays whole for a review")
-            << QString(44, QLatin1Char('a')) << Notify::reviewTitleLimit << QString(44, QLatin1Char('a'));
+            << u"Cafe\u0301 Cafe\u0301"_s << 5 << u"Cafe\u0301…"_s;
     }
     void shortened() {
         QFETCH(QString, text);
@@ -134,57 +121,35 @@ private slots:
         QTEST(Notify::shortened(text, limit), "shortened");
     }
 
+    // Where a click goes: a page of the platform the user is on, else the board's home, else nowhere.
     void target_data() {
-        QTest::addColumn<QVariant>("url");
+        QTest::addColumn<QString>("url"); // empty: none posted
         QTest::addColumn<QString>("base");
-        QTest::addColumn<std::optional<QUrl>>("home");
-        QTest::addColumn<std::optional<QUrl>>("target");
-        const QString base = QStringLiteral("https://orvane.app");
-        const QString local = QStringLiteral("http://127.0.0.1:7440");
-        QTest::newRow("a board page opens as it stands")
-            << QVariant(callPage.toString()) << base << std::optional(boardHome) << std::optional(callPage);
-        QTest::newRow("a page of the local platform opens on its own scheme")
-            << QVariant(QStringLiteral("http://127.0.0.1:7440/app/r/c%3A7")) << local
-            << std::optional(boardHome)
-            << std::optional(QUrl(QStringLiteral("http://127.0.0.1:7440/app/r/c%3A7")));
-        QTest::newRow("a foreign site opens the board home")
-            << QVariant(QStringLiteral("https://orvane.app.example.com/app")) << base
-            << std::optional(boardHome) << std::optional(boardHome);
-        QTest::newRow("plain http to the platform opens the board home")
-            << QVariant(QStringLiteral("http://orvane.app/app")) << base << std::optional(boardHome)
-            << std::optional(boardHome);
-        QTest::newRow("a legacy workspace server opens the board home")
-            << QVariant(QStringLiteral("https://brevik.orvane.app/#/board")) << base
-            << std::optional(boardHome) << std::optional(boardHome);
-        QTest::newRow("no url opens the board home")
-            << QVariant() << base << std::optional(boardHome) << std::optional(boardHome);
-        QTest::newRow("no url and no board opens nothing")
-            << QVariant() << base << std::optional<QUrl>() << std::optional<QUrl>();
+        QTest::addColumn<QString>("home"); // empty: no board
+        QTest::addColumn<QString>("target");
+        const QString base = u"https://orvane.app"_s, home = boardHome.toString();
+        const QString localPage = u"http://127.0.0.1:7440/app/r/c%3A7"_s;
+        row("a board page opens as it stands", callPage.toString(), base, home, callPage.toString());
+        row("a page of the local platform opens on its own scheme", localPage, "http://127.0.0.1:7440", home,
+            localPage);
+        row("a foreign site opens the board home", "https://orvane.app.example.com/app", base, home, home);
+        row("plain http to the platform opens the board home", "http://orvane.app/app", base, home, home);
+        row("a legacy workspace server opens the board home", "https://brevik.orvane.app/#/board", base, home,
+            home);
+        row("no url opens the board home", "", base, home, home);
+        row("no url and no board opens nothing", "", base, "", "");
     }
     void target() {
-        QFETCH(QVariant, url);
+        QFETCH(QString, url);
         QFETCH(QString, base);
-        QFETCH(std::optional<QUrl>, home);
+        QFETCH(QString, home);
+        QFETCH(QString, target);
         QVariantMap userInfo;
-        if (url.isValid()) userInfo.insert(Notify::urlKey, url);
-        QTEST(Notify::target(userInfo, base, home), "target");
-    }
-
-    void clickOpensTheTarget_data() {
-        QTest::addColumn<std::optional<QUrl>>("posted");
-        QTest::addColumn<QUrl>("opened");
-        QTest::newRow("the recording's board page") << std::optional(callPage) << callPage;
-        QTest::newRow("a foreign page is not followed")
-            << std::optional(QUrl(QStringLiteral("https://example.com/phish"))) << boardHome;
-    }
-    void clickOpensTheTarget() {
-        QFETCH(std::optional<QUrl>, posted);
-        m_notify->setup({});
-        m_notify->reviewReady(QStringLiteral("c:7"), QStringLiteral("Standup"), 1, posted);
-        QVERIFY(m_browser.opened.isEmpty());
-        QVERIFY(m_center.click(QStringLiteral("review.c:7")));
-        QFETCH(QUrl, opened);
-        QCOMPARE(m_browser.opened, QList<QUrl>{opened});
+        if (!url.isEmpty()) userInfo.insert(Notify::urlKey, url);
+        const auto none = [](const QString& text) {
+            return text.isEmpty() ? std::nullopt : std::optional(QUrl(text));
+        };
+        QCOMPARE(Notify::target(userInfo, base, none(home)), none(target));
     }
 };
 
