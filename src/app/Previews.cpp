@@ -4,6 +4,7 @@
 #include "core/Paths.h"
 #include "surfaces/NudgeCard.h"
 #include "surfaces/Nudges.h"
+#include "surfaces/PrompterView.h"
 #include "surfaces/StatusIcon.h"
 #include "surfaces/design/Appearance.h"
 #include "surfaces/design/Kbd.h"
@@ -255,6 +256,29 @@ NudgeView viewOf(const Sample& s) {
     return view;
 }
 
+// The alerts of tuning in, with the texts they show.
+std::vector<std::pair<QString, Alert>> alerts() {
+    return {
+        {QStringLiteral("no-mic"),
+         {QStringLiteral("No microphone found"),
+          QStringLiteral(
+              "Without the mic Orvane records only the other side and your screen. To include your "
+              "voice, connect a microphone or choose one in the sound settings, then tune in again."),
+          {QStringLiteral("Tune in without mic"), QStringLiteral("Open Sound Settings"),
+           QStringLiteral("Cancel")}}},
+        {QStringLiteral("no-screen"),
+         {QStringLiteral("Orvane has no screen to record"),
+          QStringLiteral(
+              "Orvane runs outside a desktop session (no display). Start it from your desktop, then "
+              "tune in again."),
+          {QStringLiteral("Cancel")}}},
+        {QStringLiteral("start-failed"),
+         {QStringLiteral("Could not tune in"),
+          QStringLiteral("The recordings folder could not be created."),
+          {QStringLiteral("OK")}}},
+    };
+}
+
 void renderDesign(const QString& dir) {
     const std::pair<ColorScheme, QLatin1String> schemes[] = {{ColorScheme::dark, QLatin1String("dark")},
                                                              {ColorScheme::light, QLatin1String("light")}};
@@ -264,6 +288,9 @@ void renderDesign(const QString& dir) {
         for (const Sample& sample : samples())
             save(new NudgeCard(viewOf(sample)), scheme,
                  QStringLiteral("%1/nudge-%2-%3.png").arg(dir, QLatin1String(sample.kind), schemeName));
+        for (const auto& [name, alert] : alerts())
+            save(fixedWidth(new PrompterView(alert, [](const QString&) {}), 420), scheme,
+                 QStringLiteral("%1/alert-%2-%3.png").arg(dir, name, schemeName));
     }
 }
 

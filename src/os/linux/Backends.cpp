@@ -7,6 +7,7 @@
 #include "os/linux/TesseractRecognizer.h"
 #include "os/linux/X11FrameStream.h"
 #include "os/linux/X11IdleSource.h"
+#include "os/linux/X11PulseCapturePermission.h"
 #include "os/linux/X11ScreenSource.h"
 #include "os/linux/X11WindowSystem.h"
 
@@ -53,6 +54,11 @@ std::unique_ptr<Notifications> makeNotifications() {
 std::unique_ptr<AudioCapture> makeAudioCapture() {
     // libpulse speaks to PulseAudio and to PipeWire's pulse server alike, and it can record a sink's monitor.
     return std::make_unique<PulseAudioCapture>();
+}
+
+std::unique_ptr<CapturePermission> makeCapturePermission(const QString& currentDesktop) {
+    // Neither X11 nor PulseAudio asks the user; under Wayland the ScreenCast portal would.
+    return std::make_unique<X11PulseCapturePermission>(QString(), currentDesktop);
 }
 
 } // namespace os::linux_backends

@@ -2,6 +2,7 @@
 
 #include "os/AudioCapture.h"
 #include "os/AudioSystem.h"
+#include "os/CapturePermission.h"
 #include "os/FrameStream.h"
 #include "os/IdleSource.h"
 #include "os/Notifications.h"
@@ -31,5 +32,8 @@ std::unique_ptr<TextRecognizer> makeTextRecognizer();
 // The desktop's notification centre on the session bus; without one, posts are logged and dropped.
 std::unique_ptr<Notifications> makeNotifications();
 std::unique_ptr<AudioCapture> makeAudioCapture();
+// Whether the screen and the microphone can be recorded, and the settings page for each. `currentDesktop`
+// is XDG_CURRENT_DESKTOP, which picks the sound settings to open.
+std::unique_ptr<CapturePermission> makeCapturePermission(const QString& currentDesktop);
 
 } // namespace os::linux_backends
