@@ -2,12 +2,14 @@
 
 #include "app/IconSet.h"
 #include "core/Paths.h"
+#include "surfaces/HUDViews.h"
 #include "surfaces/NudgeCard.h"
 #include "surfaces/Nudges.h"
 #include "surfaces/PrompterView.h"
 #include "surfaces/StatusIcon.h"
 #include "surfaces/design/Appearance.h"
 #include "surfaces/design/Kbd.h"
+#include "surfaces/design/LiveMeter.h"
 #include "surfaces/design/OVButton.h"
 #include "surfaces/design/OVCard.h"
 #include "surfaces/design/OVChip.h"
@@ -279,6 +281,83 @@ std::vector<std::pair<QString, Alert>> alerts() {
     };
 }
 
+// The recording panel's faces, twelve and a half minutes into a recording.
+struct HUDSample {
+    const char* name;
+    HUDModel::Mode mode;
+    std::function<void(HUDModel&)> state;
+};
+
+const std::vector<HUDSample>& hudSamples() {
+    using Kind = FeedItem::Kind;
+    static const std::vector<HUDSample> all = {
+        {"pill", HUDModel::Mode::pill, [](HUDModel&) {}},
+        {"card-empty", HUDModel::Mode::card, [](HUDModel&) {}},
+        {"card-rows", HUDModel::Mode::card,
+         [](HUDModel& m) {
+             m.add(Kind::info, QStringLiteral("No sound from your mic for 60 s"));
+             m.add(Kind::nowIn, QStringLiteral("Figma — Launch plan"));
+             m.add(Kind::slide, QStringLiteral("screenshot saved — Q3 roadmap"));
+             m.add(Kind::pinned, QStringLiteral("Region of Figma"));
+             m.add(Kind::noted, QStringLiteral("“ship the beta on the 14th”"));
+             m.add(Kind::heard, QStringLiteral("“let's move the launch to Thursday and tell the printer”"));
+         }},
+        {"card-tips", HUDModel::Mode::card,
+         [](HUDModel& m) {
+             m.add(Kind::tip, QStringLiteral("Ask who owns the rollout"));
+             m.add(Kind::card, QStringLiteral("Call the printer"));
+         }},
+        {"card-hearing", HUDModel::Mode::card,
+         [](HUDModel& m) {
+             m.setHearing(true);
+             m.add(Kind::heard, QStringLiteral("“the pricing page leads with the annual plan”"));
+         }},
+        {"card-listening", HUDModel::Mode::card,
+         [](HUDModel& m) {
+             m.setHearing(true);
+             m.setListening(true);
+         }},
+        {"card-silent", HUDModel::Mode::card,
+         [](HUDModel& m) { m.setTracks(HUDModel::Track::silent, HUDModel::Track::sound); }},
+        {"pill-silent", HUDModel::Mode::pill,
+         [](HUDModel& m) { m.setTracks(HUDModel::Track::silent, HUDModel::Track::sound); }},
+        {"card-no-mic", HUDModel::Mode::card, [](HUDModel& m) { m.reset(m.started(), false); }},
+        {"dot", HUDModel::Mode::dot, [](HUDModel&) {}},
+        {"dot-silent", HUDModel::Mode::dot,
+         [](HUDModel& m) { m.setTracks(HUDModel::Track::sound, HUDModel::Track::silent); }},
+    };
+    return all;
+}
+
+QWidget* hudView(const HUDSample& sample) {
+    const QDateTime now = QDateTime::currentDateTimeUtc();
+    const Clock clock = [now] { return now; };
+    auto* holder = new QWidget;
+    auto* model = new HUDModel(clock, holder);
+    auto* meter = new LiveMeter(&LiveMeter::Clock::now, holder);
+    meter->feedMic(0.05f);
+    model->reset(now.addSecs(-754), true);
+    model->set(sample.mode);
+    sample.state(*model);
+    HUDView* view = nullptr;
+    switch (sample.mode) {
+    case HUDModel::Mode::pill:
+        view = new HUDPill(*model, meter, Motion(false), clock);
+        break;
+    case HUDModel::Mode::card:
+        view = new HUDCard(*model, meter, Motion(false), clock);
+        break;
+    case HUDModel::Mode::dot:
+        view = new HUDDot(*model);
+        break;
+    }
+    view->setSnapshot(true);
+    auto* layout = new QVBoxLayout(holder);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->addWidget(view, 0, Qt::AlignLeft);
+    return holder;
+}
+
 void renderDesign(const QString& dir) {
     const std::pair<ColorScheme, QLatin1String> schemes[] = {{ColorScheme::dark, QLatin1String("dark")},
                                                              {ColorScheme::light, QLatin1String("light")}};
@@ -291,6 +370,9 @@ void renderDesign(const QString& dir) {
         for (const auto& [name, alert] : alerts())
             save(fixedWidth(new PrompterView(alert, [](const QString&) {}), 420), scheme,
                  QStringLiteral("%1/alert-%2-%3.png").arg(dir, name, schemeName));
+        for (const HUDSample& sample : hudSamples())
+            save(hudView(sample), scheme,
+                 QStringLiteral("%1/hud-%2-%3.png").arg(dir, QLatin1String(sample.name), schemeName));
     }
 }
 

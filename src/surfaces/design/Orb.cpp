@@ -71,10 +71,11 @@ OrbFrame Orb::frame() const {
 void Orb::paintEvent(QPaintEvent*) {
     QPainter p(this);
     const double side = std::min(width(), height());
-    paint(p, QRectF((width() - side) / 2, (height() - side) / 2, side, side), palOf(this), frame());
+    paint(p, QRectF((width() - side) / 2, (height() - side) / 2, side, side),
+          toneColor(value().tone, palOf(this)), frame());
 }
 
-void Orb::paint(QPainter& painter, const QRectF& box, const Pal& pal, const OrbFrame& frame) {
+void Orb::paint(QPainter& painter, const QRectF& box, const QColor& ink, const OrbFrame& frame) {
     const int cells = std::clamp(int(box.width() / 5), 7, 27);
     const double cell = box.width() / cells;
     QFont font = OVFont::mono(7, QFont::Bold);
@@ -97,9 +98,9 @@ void Orb::paint(QPainter& painter, const QRectF& box, const Pal& pal, const OrbF
             b = std::clamp(b + frame.flare * 0.45 * z, 0.0, 1.0);
             const int index = int(std::lround(b * (ramp.size() - 1)));
             if (index == 0) continue;
-            QColor ink = pal.ac;
-            ink.setAlphaF(float(0.45 + 0.55 * b));
-            painter.setPen(ink);
+            QColor glyph = ink;
+            glyph.setAlphaF(float(0.45 + 0.55 * b));
+            painter.setPen(glyph);
             painter.drawText(QRectF(box.left() + col * cell, box.top() + row * cell, cell, cell),
                              Qt::AlignCenter, ramp.at(index));
         }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "surfaces/design/Motion.h"
+#include "surfaces/design/Tone.h"
 #include "surfaces/design/ValueWidget.h"
 
 #include <QElapsedTimer>
@@ -8,11 +9,11 @@
 #include <QTimer>
 
 class LiveMeter;
-struct Pal;
 
 struct OrbValue {
     int size = 28;
     bool live = false;
+    Tone tone = Tone::accent; // amber when something needs the user's eye
 };
 
 // One picture of the orb: where the turn is, how loud the microphone is, how much of a pulse is left.
@@ -34,7 +35,7 @@ public:
     bool animating() const;
     QSize sizeHint() const override;
 
-    static void paint(QPainter& painter, const QRectF& box, const Pal& pal, const OrbFrame& frame);
+    static void paint(QPainter& painter, const QRectF& box, const QColor& ink, const OrbFrame& frame);
 
 protected:
     void paintEvent(QPaintEvent* event) override;

@@ -1,0 +1,15 @@
+#pragma once
+
+class QWindow;
+
+namespace os {
+
+// Whether a compositing manager runs on the application's X display: it owns the _NET_WM_CM_S<screen>
+// selection. No X display means no.
+bool x11CompositingManagerRuns();
+
+// Puts a window that is about to map on every virtual desktop (_NET_WM_DESKTOP 0xFFFFFFFF). Does nothing
+// off X.
+void x11OnAllDesktops(QWindow& window);
+
+} // namespace os
