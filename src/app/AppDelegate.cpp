@@ -4,6 +4,7 @@
 #include "app/SingleCopy.h"
 #include "core/Log.h"
 #include "core/Paths.h"
+#include "core/ScreenAccess.h"
 #include "recording/Recovery.h"
 #include "surfaces/Notify.h"
 #include "surfaces/Nudges.h"
@@ -22,17 +23,35 @@
 #include <QSystemTrayIcon>
 #include <cstdio>
 
+namespace {
+
+std::unique_ptr<MicUsage> makeMicUsage(const Services& services) {
+    const qint32 ownPid = qint32(QCoreApplication::applicationPid());
+    // Our own application id is worked out when the microphone is first asked about, not at launch.
+    return std::make_unique<MicUsage>(
+        *services.audio, ownPid,
+        [identities = services.identities.get(), ownPid] { return identities->identify(ownPid, {}).id; });
+}
+
+} // namespace
+
 AppDelegate::AppDelegate(Services& services, Arguments args)
     : m_services(services), m_args(std::move(args)), m_modes(LaunchModes::read(m_args)),
       m_windows(std::make_unique<Windows>(*services.windows)),
       m_tracker(std::make_unique<WorkdayTracker>(*m_windows, *services.idle, Paths::workday(), services.now)),
+      m_mic(makeMicUsage(services)),
+      m_detector(std::make_unique<CallDetector>(*m_mic, *m_windows, services.now)),
       m_filing({*services.settings, *services.nudges, *services.notify, *services.browser, m_upload,
                 services.now, services.config.askSeconds}),
       m_uploads({*services.settings, *services.nudges, *services.notify, m_upload, m_filing, services.now}),
-      m_reviews({*services.nudges, *services.notify, *services.browser, services.now}),
+      m_reviews({*services.nudges, *services.notify, *services.browser, services.now,
+                 [this] { return m_tuneIn.busy(); }}),
       m_account({*services.settings, *services.nudges, *services.signInBrowser}),
       m_activity({*services.settings, *services.defaults, *services.nudges, *services.idle, *m_tracker,
-                  services.now}) {
+                  services.now, [this] { return m_tuneIn.busy(); }}),
+      m_tuneIn({*services.settings, *services.nudges, *services.prompter, *services.permission, *services.hud,
+                *m_detector, *m_mic, *m_windows, services.capture,
+                [&services] { return ScreenAccess::works(*services.screen); }, services.now}) {
     wireFlows();
 }
 
@@ -49,6 +68,12 @@ void AppDelegate::wireFlows() {
     connect(&m_account, &Account::changed, this, &AppDelegate::rebuildMenu);
     connect(&m_account, &Account::uploadsWanted, &m_uploads, &Uploads::retryUploads);
     connect(&m_activity, &Activity::workdayUploaded, this, &AppDelegate::rebuildMenu);
+    connect(&m_tuneIn, &TuneIn::changed, this, &AppDelegate::rebuildMenu);
+    connect(&m_tuneIn, &TuneIn::saved, this, &AppDelegate::recordingSaved);
+    connect(&m_tuneIn, &TuneIn::changed, m_services.meter.get(),
+            [this] { m_services.meter->setActive(m_tuneIn.state() == TuneIn::State::recording); });
+    wireCallDetector();
+    m_services.nudges->setAvoid([hud = m_services.hud.get()] { return hud->frame(); });
 }
 
 // The order is a decision: recovery comes after every timer is set and before the first menu is built.
@@ -59,7 +84,7 @@ void AppDelegate::applicationDidFinishLaunching() {
     connect(qApp, &QGuiApplication::commitDataRequest, this, &AppDelegate::onSessionEnding);
     m_services.notify->setup({m_modes.dumpMenu, m_modes.uiCheck});
     makeStatusItem();
-    startCallDetector();
+    m_detector->start();
     m_activity.start();
     m_todoTimer.setInterval(todoInterval);
     connect(&m_todoTimer, &QTimer::timeout, this, [this] { m_uploads.retryPersonal(false); });
@@ -166,4 +191,13 @@ void AppDelegate::showPreviewNudge() {
          .message = Coach::tips.first(),
          .buttons = {{QStringLiteral("In 10 min"), false, [] {}}, {QStringLiteral("Taking it"), true, [] {}}},
          .timeout = 60s});
+}
+
+void AppDelegate::recordingSaved(std::shared_ptr<Session> session) {
+    // A quit that waited for the save ends the program; the session is picked up at the next start.
+    if (m_quitAfterSave) {
+        QCoreApplication::quit();
+        return;
+    }
+    m_filing.finish(std::move(session));
 }

@@ -5,6 +5,7 @@
 #include "app/Arguments.h"
 #include "app/Filing.h"
 #include "app/Reviews.h"
+#include "app/TuneIn.h"
 #include "app/UploadStatus.h"
 #include "app/Uploads.h"
 
@@ -19,7 +20,6 @@ class QSystemTrayIcon;
 class WindowShortcuts;
 class Windows;
 class WorkdayTracker;
-struct CallHit;
 struct Services;
 
 // The program's owner and wiring: builds the long-lived objects and the flows, connects them once, runs the
@@ -41,12 +41,6 @@ public:
     void requestQuit();
     // Quit now when nothing is being recorded or saved; otherwise after the save.
     TerminateReply applicationShouldTerminate();
-    // The answer to a quit that had to wait.
-    void replyToApplicationShouldTerminate(bool terminate);
-    // The wrap-up of a recording marks its save, so that a quit waits for it.
-    void beginSave();
-    void endSave();
-    bool saving() const { return m_saving; }
     bool quitAfterSave() const { return m_quitAfterSave; }
 
     // Redraws what the tray shows of the state.
@@ -59,6 +53,8 @@ public:
     Reviews& reviews() { return m_reviews; }
     Account& account() { return m_account; }
     Activity& activity() { return m_activity; }
+    TuneIn& tuneIn() { return m_tuneIn; }
+    CallDetector& detector() { return *m_detector; }
     const UploadState::State& upload() const { return m_upload.state(); }
 
 signals:
@@ -68,8 +64,9 @@ private:
     void wireFlows();
     void continueWithKeys();
     void makeStatusItem();
-    void startCallDetector();
-    void callDetected(const CallHit& hit);
+    void wireCallDetector();
+    // A recording is saved: it goes its way, or the quit that waited for it goes on.
+    void recordingSaved(std::shared_ptr<Session> session);
     void runLaunchModes();
     void dumpMenu();
     void showPreviewNudge();
@@ -81,6 +78,8 @@ private:
     LaunchModes m_modes;
     std::unique_ptr<Windows> m_windows;
     std::unique_ptr<WorkdayTracker> m_tracker;
+    std::unique_ptr<MicUsage> m_mic;
+    std::unique_ptr<CallDetector> m_detector;
     UploadStatus m_upload;
     Filing m_filing;
     Uploads m_uploads;
@@ -89,9 +88,7 @@ private:
     Activity m_activity;
     std::unique_ptr<QSystemTrayIcon> m_statusItem;
     std::unique_ptr<WindowShortcuts> m_shortcuts;
-    std::unique_ptr<MicUsage> m_mic;
-    std::unique_ptr<CallDetector> m_detector;
+    TuneIn m_tuneIn;
     QTimer m_todoTimer;
-    bool m_saving = false;
     bool m_quitAfterSave = false;
 };

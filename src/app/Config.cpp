@@ -14,5 +14,6 @@ Config Config::fromEnvironment() {
     if (isNumber && ask >= 0) config.askSeconds = ask;
     config.hasDisplay =
         !qEnvironmentVariableIsEmpty("DISPLAY") || !qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY");
+    config.desktop = qEnvironmentVariable("XDG_CURRENT_DESKTOP");
     return config;
 }

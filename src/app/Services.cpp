@@ -3,7 +3,11 @@
 #include "core/Paths.h"
 #include "os/linux/Backends.h"
 #include "os/linux/DesktopAnimations.h"
+#include "os/linux/X11Panels.h"
+#include "os/linux/X11WindowActivation.h"
 #include "surfaces/DesktopBrowser.h"
+#include "surfaces/DialogPrompter.h"
+#include "surfaces/HUDController.h"
 #include "surfaces/ScreenNudgeDisplay.h"
 
 std::unique_ptr<Services> Services::build(const Config& config) {
@@ -20,6 +24,16 @@ std::unique_ptr<Services> Services::build(const Config& config) {
     // Nothing connects to the sound server until a source starts.
     s->audioCapture = os::linux_backends::makeAudioCapture();
     s->ocr = std::make_unique<OCR>(&os::linux_backends::makeTextRecognizer);
+    s->frames = os::linux_backends::makeFrameStream();
+    s->capture = [s = s.get()](std::shared_ptr<Session> session) -> std::unique_ptr<Capture> {
+        auto capture = std::make_unique<RecorderCapture>(
+            std::move(session), Recorder::Sources{*s->frames, *s->audioCapture, *s->ocr});
+        // The level arrives on the capture's thread; the meter lives on the main thread.
+        capture->onMicLevel = [meter = s->meter.get()](float rms) {
+            QMetaObject::invokeMethod(meter, [meter, rms] { meter->feedMic(rms); });
+        };
+        return capture;
+    };
     s->keychain = std::make_unique<Keychain>(*s->secrets, config.keychainService);
     s->defaults =
         std::make_unique<QSettings>(Settings::defaultsPath(config.defaultsSuite), QSettings::IniFormat);
@@ -33,5 +47,14 @@ std::unique_ptr<Services> Services::build(const Config& config) {
     s->notify = std::make_unique<Notify>(*s->notifications, *s->browser, *s->settings);
     s->nudges = std::make_unique<Nudges>(
         std::make_unique<ScreenNudgeDisplay>([] { return Motion(!os::desktopAnimationsEnabled()); }));
+    s->permission = os::linux_backends::makeCapturePermission(config.desktop);
+    // Alerts come up when Orvane has no window in front: the window manager is asked to raise them.
+    s->prompter =
+        std::make_unique<DialogPrompter>([](WId window) { os::activateX11Window(quint32(window)); });
+    s->meter = std::make_unique<LiveMeter>();
+    s->hud = std::make_unique<HUDController>(
+        *s->defaults, *s->meter,
+        PanelDesktop{&os::x11CompositingManagerRuns, [](QWindow& window) { os::x11OnAllDesktops(window); }},
+        [] { return Motion(!os::desktopAnimationsEnabled()); }, s->now);
     return s;
 }

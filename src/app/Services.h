@@ -1,10 +1,12 @@
 #pragma once
 
+#include "app/Capture.h"
 #include "app/Config.h"
 #include "core/Clock.h"
 #include "core/Keychain.h"
 #include "os/AudioCapture.h"
 #include "os/AudioSystem.h"
+#include "os/CapturePermission.h"
 #include "os/IdleSource.h"
 #include "os/Notifications.h"
 #include "os/ScreenSource.h"
@@ -14,8 +16,11 @@
 #include "recording/OCR.h"
 #include "server/Settings.h"
 #include "surfaces/Browser.h"
+#include "surfaces/HUD.h"
 #include "surfaces/Notify.h"
 #include "surfaces/Nudges.h"
+#include "surfaces/Prompter.h"
+#include "surfaces/design/LiveMeter.h"
 
 #include <QNetworkAccessManager>
 #include <QSettings>
@@ -33,6 +38,7 @@ struct Services {
     std::unique_ptr<os::WindowSystem> windows;
     // Started by a recording; nothing connects to the sound server before.
     std::unique_ptr<os::AudioCapture> audioCapture;
+    std::unique_ptr<os::FrameStream> frames;
     std::unique_ptr<OCR> ocr;
     std::unique_ptr<Keychain> keychain;
     std::unique_ptr<QNetworkAccessManager> network;
@@ -45,6 +51,14 @@ struct Services {
     std::unique_ptr<Notify> notify;
     // The one nudge card, for every flow that speaks through it.
     std::unique_ptr<Nudges> nudges;
+    std::unique_ptr<os::CapturePermission> permission;
+    // The level and activity of the recording, for the panel's orb.
+    std::unique_ptr<LiveMeter> meter;
+    std::unique_ptr<Prompter> prompter;
+    // The recording panel, made at the start and shown by the first recording.
+    std::unique_ptr<HUD> hud;
+    // The capture of each new recording.
+    CaptureFactory capture;
 
     static std::unique_ptr<Services> build(const Config& config);
 };

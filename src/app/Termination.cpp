@@ -10,25 +10,13 @@ void AppDelegate::requestQuit() {
 }
 
 AppDelegate::TerminateReply AppDelegate::applicationShouldTerminate() {
-    if (!m_saving) return TerminateReply::Now;
+    const TuneIn::State state = m_tuneIn.state();
+    if (state == TuneIn::State::idle || state == TuneIn::State::starting) return TerminateReply::Now;
     // What is recorded is on disk already; waiting for the save keeps the wrap-up whole.
     m_quitAfterSave = true;
     slog(QStringLiteral("quit: waiting for the save in progress"));
+    m_tuneIn.stopRecording();
     return TerminateReply::Later;
-}
-
-void AppDelegate::replyToApplicationShouldTerminate(bool terminate) {
-    m_quitAfterSave = false;
-    if (terminate) QCoreApplication::quit();
-}
-
-void AppDelegate::beginSave() {
-    m_saving = true;
-}
-
-void AppDelegate::endSave() {
-    m_saving = false;
-    if (m_quitAfterSave) replyToApplicationShouldTerminate(true);
 }
 
 void AppDelegate::onSessionEnding(QSessionManager&) {

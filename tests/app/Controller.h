@@ -4,8 +4,12 @@
 #include "app/Services.h"
 #include "core/Paths.h"
 #include "fakes/FakeBrowser.h"
+#include "fakes/FakeCapture.h"
+#include "fakes/FakeCapturePermission.h"
 #include "fakes/FakeDesktop.h"
+#include "fakes/FakeHUD.h"
 #include "fakes/FakeNotifications.h"
+#include "fakes/FakePrompter.h"
 #include "fakes/MemorySecretStore.h"
 #include "fakes/RecordingNudgeDisplay.h"
 #include "recording/Session.h"
@@ -24,8 +28,21 @@ public:
         services.config.askSeconds = askSeconds;
         services.now = [this] { return now; };
         services.idle = std::make_unique<FakeIdleSource>();
+        services.identities = std::make_unique<os::AppIdentities>();
         services.audio = std::make_unique<FakeAudioSystem>();
+        audio = static_cast<FakeAudioSystem*>(services.audio.get());
         services.windows = std::make_unique<FakeWindowSystem>();
+        windows = static_cast<FakeWindowSystem*>(services.windows.get());
+        services.screen = std::make_unique<FakeScreenSource>();
+        screen = static_cast<FakeScreenSource*>(services.screen.get());
+        services.permission = std::make_unique<FakeCapturePermission>();
+        permission = static_cast<FakeCapturePermission*>(services.permission.get());
+        services.prompter = std::make_unique<FakePrompter>();
+        prompter = static_cast<FakePrompter*>(services.prompter.get());
+        services.meter = std::make_unique<LiveMeter>();
+        services.hud = std::make_unique<FakeHUD>([this] { return now; });
+        hud = static_cast<FakeHUD*>(services.hud.get());
+        services.capture = FakeCapture::factory(captures);
         services.secrets = std::make_unique<MemorySecretStore>();
         services.keychain = std::make_unique<Keychain>(*services.secrets, QStringLiteral("svc"));
         services.defaults =
@@ -88,6 +105,13 @@ public:
     // The flows' "now", moved by the tests.
     QDateTime now = QDateTime::currentDateTimeUtc();
     FakeNotifications* posted = nullptr;
+    FakeAudioSystem* audio = nullptr;
+    FakeWindowSystem* windows = nullptr;
+    FakeScreenSource* screen = nullptr;
+    FakeCapturePermission* permission = nullptr;
+    FakePrompter* prompter = nullptr;
+    FakeHUD* hud = nullptr;
+    FakeCapture::Script captures;
     FakeBrowser* opened = nullptr;
     RecordingNudgeDisplay* nudges = nullptr;
 

@@ -2,6 +2,7 @@
 
 #include "os/AudioSystem.h"
 #include "os/IdleSource.h"
+#include "os/ScreenSource.h"
 #include "os/WindowSystem.h"
 
 // The microphone's users, the windows and idle time, as a test sets them.
@@ -24,4 +25,17 @@ struct FakeWindowSystem : os::WindowSystem {
 struct FakeIdleSource : os::IdleSource {
     std::optional<double> seconds = 0;
     std::optional<double> idleSeconds() override { return seconds; }
+};
+
+// A screen that can be read, or not, as a test sets it.
+struct FakeScreenSource : os::ScreenSource {
+    bool readable = true;
+    int readableDisplays() override {
+        if (!readable) throw os::ScreenError("no display");
+        return 1;
+    }
+    os::ScreenFrame grabPrimary() override {
+        if (!readable) throw os::ScreenError("no display");
+        return {QImage(4, 4, QImage::Format_RGB32), true};
+    }
 };
