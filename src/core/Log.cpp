@@ -28,8 +28,8 @@ void LogFile::append(const QString& line) const {
 }
 
 namespace {
-// The file is declared first so that it outlives the queue: at exit the queue's thread finishes the lines still
-// waiting before the file goes.
+// The file is declared first so that it outlives the queue: at exit the queue's thread finishes the lines
+// still waiting before the file goes.
 struct Logger {
     LogFile file{Paths::logFile()};
     SerialQueue queue{QStringLiteral("orvane.log")};

@@ -7,7 +7,7 @@
 
 #include <QBoxLayout>
 
-PrompterView::PrompterView(const Alert& alert, std::function<void(const QString& button)> choose,
+PrompterView::PrompterView(const Alert& alert, const std::function<void(const QString& button)>& choose,
                            QWidget* parent)
     : QWidget(parent) {
     auto* layout = new QVBoxLayout(this);

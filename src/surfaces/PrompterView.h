@@ -11,7 +11,7 @@ class QAbstractButton;
 
 class PrompterView : public QWidget {
 public:
-    PrompterView(const Alert& alert, std::function<void(const QString& button)> choose,
+    PrompterView(const Alert& alert, const std::function<void(const QString& button)>& choose,
                  QWidget* parent = nullptr);
 
     // The button that Return presses.
