@@ -16,6 +16,7 @@
 #include <QFile>
 #include <QImage>
 #include <QJsonArray>
+#include <QNetworkAccessManager>
 #include <QRandomGenerator>
 #include <QRegularExpression>
 #include <cstdio>
@@ -100,7 +101,8 @@ int measure(const QString& dir) {
         return 2;
     }
     const QString base = platform.base();
-    const API api(base + QStringLiteral("/app/p/brevik"), QStringLiteral("dev-key"),
+    const auto network = API::makeNetwork();
+    const API api(*network, base + QStringLiteral("/app/p/brevik"), QStringLiteral("dev-key"),
                   base + QStringLiteral("/api/v1/p/brevik"));
 
     // Idle: everything started, the network used once, as in the app before it uploads.
