@@ -160,8 +160,10 @@ const std::vector<Sample>& samples() {
     static const std::vector<Sample> all = {
         {"call",
          "\u260F",
-         "Call in Zoom — tune in?",
-         "Records screen & audio: mic = you, system audio = the other side. You choose where it goes after.",
+         "Call in Google Meet — tune in?",
+         "“Meet - abc-defg-hij - Google Chrome”\nRecords screen & audio: mic = you, system audio = the other "
+         "side. "
+         "You choose where it goes after.",
          {{"Not now", false}, {"Tune in", true}}},
         {"callEnded",
          "\u25A0",
