@@ -10,6 +10,7 @@
 #include "surfaces/design/Orb.h"
 
 #include <QBoxLayout>
+#include <QFontMetrics>
 #include <QPainter>
 
 namespace {
@@ -50,6 +51,8 @@ void setChipTone(OVChip* chip, Tone tone) {
 OVLabel* clockLabel(OVLabel::Ink ink) {
     auto* label = new OVLabel(Fmt::clock(0), OVFont::mono(9), ink);
     label->setWordWrap(false);
+    // Room for hours from the start: the panel is sized when it is drawn, not at each tick.
+    label->setMinimumWidth(QFontMetrics(label->font()).horizontalAdvance(QStringLiteral("0:00:00")));
     return label;
 }
 
