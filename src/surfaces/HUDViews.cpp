@@ -120,12 +120,12 @@ HUDPill::HUDPill(HUDModel& model, const LiveMeter* meter, Motion motion, Clock n
     label->setWordWrap(false);
     layout->addWidget(label);
     setContent(content);
-    refresh();
+    HUDPill::refresh();
 }
 
 void HUDPill::refresh() {
     setOrbTone(m_orb, orbTone(m_model));
-    tick();
+    HUDPill::tick();
 }
 
 void HUDPill::setSnapshot(bool snapshot) {
@@ -194,7 +194,7 @@ HUDCard::HUDCard(HUDModel& model, const LiveMeter* meter, Motion motion, Clock n
 
     setContent(content);
     setFixedWidth(width + 2 * shadowMargin);
-    refresh();
+    HUDCard::refresh();
 }
 
 void HUDCard::setSnapshot(bool snapshot) {
@@ -210,7 +210,7 @@ void HUDCard::refresh() {
     m_voice->setText(m_model.listening() ? QStringLiteral("\u25C9 Voice") : QStringLiteral("\u25CB Voice"));
     m_voice->updateGeometry();
     fillFeed();
-    tick();
+    HUDCard::tick();
 }
 
 void HUDCard::tick() {
@@ -256,7 +256,7 @@ HUDDot::HUDDot(HUDModel& model, QWidget* parent)
     : HUDView(model, {10, false, 4}, parent), m_mark(new HUDMark(12)) {
     setToolTip(QStringLiteral("Orvane is recording — click to show"));
     setContent(m_mark);
-    refresh();
+    HUDDot::refresh();
 }
 
 void HUDDot::refresh() {

@@ -38,7 +38,7 @@ const std::vector<QStaticText>& glyphsIn(const QFont& font) {
 // The index into the ramp of each cell, row by row: the whole picture, so that a frame that would look the
 // same as the last is not drawn.
 QByteArray pictureOf(int cells, const OrbFrame& frame) {
-    QByteArray picture(cells * cells, 0);
+    QByteArray picture(qsizetype(cells) * cells, 0);
     // The light comes from the upper left and swings a little as the sphere turns.
     const double lx = -0.45 + 0.25 * std::sin(frame.turn * 0.7), ly = -0.55, lz = 0.70;
     const double ln = std::sqrt(lx * lx + ly * ly + lz * lz);
@@ -143,13 +143,14 @@ void Orb::paint(QPainter& painter, const QRectF& box, const QColor& ink, const O
     const QByteArray picture = pictureOf(cells, frame);
     painter.setFont(font);
     for (int i = 0; i < picture.size(); ++i) {
-        const int index = picture[i];
+        const int index = uchar(picture[i]);
         if (index == 0) continue;
         QColor glyph = ink;
         glyph.setAlphaF(float(0.45 + 0.55 * index / (ramp.size() - 1)));
         painter.setPen(glyph);
         const QStaticText& text = glyphs[std::size_t(index)];
-        const QPointF centre(box.left() + (i % cells + 0.5) * cell, box.top() + (i / cells + 0.5) * cell);
+        const int row = int(i) / cells, col = int(i) % cells;
+        const QPointF centre(box.left() + (col + 0.5) * cell, box.top() + (row + 0.5) * cell);
         painter.drawStaticText(centre - QPointF(text.size().width(), text.size().height()) / 2, text);
     }
 }
