@@ -333,7 +333,7 @@ const std::vector<HUDSample>& hudSamples() {
 
 QWidget* hudView(const HUDSample& sample) {
     const QDateTime now = QDateTime::currentDateTimeUtc();
-    const Clock clock = [now] { return now; };
+    const Clock clock = [now]() -> const QDateTime& { return now; };
     auto* holder = new QWidget;
     auto* model = new HUDModel(clock, holder);
     auto* meter = new LiveMeter(&LiveMeter::Clock::now, holder);

@@ -45,16 +45,16 @@ std::unique_ptr<Services> Services::build(const Config& config) {
     s->browser = std::make_unique<DesktopBrowser>(browsing);
     s->signInBrowser = std::make_unique<DesktopBrowser>(browsing, QStringLiteral("sign-in: would open "));
     s->notify = std::make_unique<Notify>(*s->notifications, *s->browser, *s->settings);
-    s->nudges = std::make_unique<Nudges>(
-        std::make_unique<ScreenNudgeDisplay>([] { return Motion(!os::desktopAnimationsEnabled()); }));
+    // Floating windows ask X whether anything composites, and go on every virtual desktop.
+    const PanelDesktop desktop{&os::x11CompositingManagerRuns,
+                               [](QWindow& window) { os::x11OnAllDesktops(window); }};
+    const auto motion = [] { return Motion(!os::desktopAnimationsEnabled()); };
+    s->nudges = std::make_unique<Nudges>(std::make_unique<ScreenNudgeDisplay>(motion, desktop));
     s->permission = os::linux_backends::makeCapturePermission(config.desktop);
     // Alerts come up when Orvane has no window in front: the window manager is asked to raise them.
     s->prompter =
         std::make_unique<DialogPrompter>([](WId window) { os::activateX11Window(quint32(window)); });
     s->meter = std::make_unique<LiveMeter>();
-    s->hud = std::make_unique<HUDController>(
-        *s->defaults, *s->meter,
-        PanelDesktop{&os::x11CompositingManagerRuns, [](QWindow& window) { os::x11OnAllDesktops(window); }},
-        [] { return Motion(!os::desktopAnimationsEnabled()); }, s->now);
+    s->hud = std::make_unique<HUDController>(*s->defaults, *s->meter, desktop, motion, s->now);
     return s;
 }

@@ -6,7 +6,7 @@
 #include <QMouseEvent>
 #include <QVBoxLayout>
 
-HUDPanel::HUDPanel(HUDModel& model, const LiveMeter* meter, Motion motion, Clock now, bool composited)
+HUDPanel::HUDPanel(HUDModel& model, const LiveMeter* meter, Motion motion, const Clock& now, bool composited)
     : FloatingPanel(composited), m_model(model), m_pill(new HUDPill(model, meter, motion, now)),
       m_card(new HUDCard(model, meter, motion, now)), m_dot(new HUDDot(model)) {
     auto* layout = new QVBoxLayout(this);

@@ -18,7 +18,7 @@ class LiveMeter;
 class HUDPanel : public FloatingPanel {
     Q_OBJECT
 public:
-    HUDPanel(HUDModel& model, const LiveMeter* meter, Motion motion, Clock now, bool composited);
+    HUDPanel(HUDModel& model, const LiveMeter* meter, Motion motion, const Clock& now, bool composited);
 
     // Shows the view of the model's mode, redrawn, and sizes the window to it.
     void refresh();

@@ -10,6 +10,7 @@
 #include "surfaces/design/Orb.h"
 
 #include <QBoxLayout>
+#include <QFontMetrics>
 #include <QPainter>
 
 namespace {
@@ -50,6 +51,8 @@ void setChipTone(OVChip* chip, Tone tone) {
 OVLabel* clockLabel(OVLabel::Ink ink) {
     auto* label = new OVLabel(Fmt::clock(0), OVFont::mono(9), ink);
     label->setWordWrap(false);
+    // Room for hours from the start: the panel is sized when it is drawn, not at each tick.
+    label->setMinimumWidth(QFontMetrics(label->font()).horizontalAdvance(QStringLiteral("0:00:00")));
     return label;
 }
 
@@ -117,12 +120,12 @@ HUDPill::HUDPill(HUDModel& model, const LiveMeter* meter, Motion motion, Clock n
     label->setWordWrap(false);
     layout->addWidget(label);
     setContent(content);
-    refresh();
+    HUDPill::refresh();
 }
 
 void HUDPill::refresh() {
     setOrbTone(m_orb, orbTone(m_model));
-    tick();
+    HUDPill::tick();
 }
 
 void HUDPill::setSnapshot(bool snapshot) {
@@ -191,7 +194,7 @@ HUDCard::HUDCard(HUDModel& model, const LiveMeter* meter, Motion motion, Clock n
 
     setContent(content);
     setFixedWidth(width + 2 * shadowMargin);
-    refresh();
+    HUDCard::refresh();
 }
 
 void HUDCard::setSnapshot(bool snapshot) {
@@ -207,7 +210,7 @@ void HUDCard::refresh() {
     m_voice->setText(m_model.listening() ? QStringLiteral("\u25C9 Voice") : QStringLiteral("\u25CB Voice"));
     m_voice->updateGeometry();
     fillFeed();
-    tick();
+    HUDCard::tick();
 }
 
 void HUDCard::tick() {
@@ -253,7 +256,7 @@ HUDDot::HUDDot(HUDModel& model, QWidget* parent)
     : HUDView(model, {10, false, 4}, parent), m_mark(new HUDMark(12)) {
     setToolTip(QStringLiteral("Orvane is recording — click to show"));
     setContent(m_mark);
-    refresh();
+    HUDDot::refresh();
 }
 
 void HUDDot::refresh() {

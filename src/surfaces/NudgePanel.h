@@ -6,5 +6,5 @@
 // The window of one nudge: a floating panel holding the nudge's card.
 class NudgePanel : public FloatingPanel {
 public:
-    explicit NudgePanel(const NudgeView& view, bool composited = true);
+    NudgePanel(const NudgeView& view, bool composited);
 };

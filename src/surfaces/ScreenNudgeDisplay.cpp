@@ -4,6 +4,7 @@
 
 #include <QGuiApplication>
 #include <QScreen>
+#include <QWindow>
 
 QPoint nudgeOrigin(const QRect& available, const QSize& panel, std::optional<QRect> avoid) {
     constexpr int beyondRight = 4, aboveTop = 8;
@@ -13,18 +14,21 @@ QPoint nudgeOrigin(const QRect& available, const QSize& panel, std::optional<QRe
     return frame.topLeft();
 }
 
-ScreenNudgeDisplay::ScreenNudgeDisplay(std::function<Motion()> motion) : m_motion(std::move(motion)) {}
+ScreenNudgeDisplay::ScreenNudgeDisplay(std::function<Motion()> motion, PanelDesktop desktop)
+    : m_motion(std::move(motion)), m_desktop(std::move(desktop)) {}
 
 ScreenNudgeDisplay::~ScreenNudgeDisplay() {
     delete m_panel.data();
 }
 
 void ScreenNudgeDisplay::present(const NudgeView& view, std::optional<QRect> avoid) {
-    auto* panel = new NudgePanel(view);
+    auto* panel = new NudgePanel(view, m_desktop.composited());
     // Without a screen the panel stays where the window system puts it.
     if (const QScreen* screen = QGuiApplication::primaryScreen())
-        panel->move(nudgeOrigin(screen->availableGeometry(), panel->size(), avoid));
+        panel->place(nudgeOrigin(screen->availableGeometry(), panel->size(), avoid));
     m_panel = panel;
+    panel->winId();
+    m_desktop.onAllDesktops(*panel->windowHandle());
     panel->appear(m_motion());
 }
 

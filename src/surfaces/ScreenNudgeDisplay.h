@@ -1,7 +1,7 @@
 #pragma once
 
+#include "surfaces/FloatingPanel.h"
 #include "surfaces/NudgeDisplay.h"
-#include "surfaces/design/Motion.h"
 
 #include <QPoint>
 #include <QPointer>
@@ -16,8 +16,9 @@ QPoint nudgeOrigin(const QRect& available, const QSize& panel, std::optional<QRe
 // Nudges as windows at the top right of the primary screen, one new panel for each.
 class ScreenNudgeDisplay : public NudgeDisplay {
 public:
-    // `motion` is asked again for each nudge, so a change of the desktop's setting shows on the next one.
-    explicit ScreenNudgeDisplay(std::function<Motion()> motion);
+    // `motion` and the desktop are asked again for each nudge, so a change of the desktop's setting or of its
+    // compositing shows on the next one.
+    explicit ScreenNudgeDisplay(std::function<Motion()> motion, PanelDesktop desktop = {});
     ~ScreenNudgeDisplay() override;
 
     void present(const NudgeView& view, std::optional<QRect> avoid) override;
@@ -28,5 +29,6 @@ public:
 
 private:
     std::function<Motion()> m_motion;
+    PanelDesktop m_desktop;
     QPointer<NudgePanel> m_panel;
 };

@@ -4,6 +4,7 @@
 #include "surfaces/design/Tone.h"
 #include "surfaces/design/ValueWidget.h"
 
+#include <QByteArray>
 #include <QElapsedTimer>
 #include <QPointer>
 #include <QTimer>
@@ -46,10 +47,13 @@ protected:
 private:
     OrbFrame frame() const;
     void updateTicking();
+    // Repaints only when the glyphs would differ from those on screen.
+    void updateIfChanged();
 
     Motion m_motion;
     QPointer<const LiveMeter> m_meter;
     bool m_snapshot = false;
     QTimer m_tick;
     QElapsedTimer m_clock;
+    QByteArray m_picture;
 };
