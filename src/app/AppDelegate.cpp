@@ -10,6 +10,7 @@
 #include "surfaces/Nudges.h"
 #include "surfaces/StatusIcon.h"
 #include "surfaces/WindowShortcuts.h"
+#include "voice/PinQueue.h"
 #include "workday/CallDetector.h"
 #include "workday/Coach.h"
 #include "workday/MicUsage.h"
@@ -51,7 +52,9 @@ AppDelegate::AppDelegate(Services& services, Arguments args)
                   services.now, [this] { return m_tuneIn.busy(); }}),
       m_tuneIn({*services.settings, *services.nudges, *services.prompter, *services.permission, *services.hud,
                 *m_detector, *m_mic, *m_windows, services.capture,
-                [&services] { return ScreenAccess::works(*services.screen); }, services.now}) {
+                [&services] { return ScreenAccess::works(*services.screen); }, services.now}),
+      m_pins(std::make_unique<PinQueue>()), m_pinning({*services.nudges, *services.hud, m_tuneIn, *m_pins,
+                                                       services.selectRegion, services.askNote}) {
     wireFlows();
 }
 
@@ -70,6 +73,8 @@ void AppDelegate::wireFlows() {
     connect(&m_activity, &Activity::workdayUploaded, this, &AppDelegate::rebuildMenu);
     connect(&m_tuneIn, &TuneIn::changed, this, &AppDelegate::rebuildMenu);
     connect(&m_tuneIn, &TuneIn::saved, this, &AppDelegate::recordingSaved);
+    connect(&m_services.hud->model(), &HUDModel::pinWanted, &m_pinning, &Pinning::addPin);
+    connect(&m_pinning, &Pinning::changed, this, &AppDelegate::rebuildMenu);
     connect(&m_tuneIn, &TuneIn::changed, m_services.meter.get(),
             [this] { m_services.meter->setActive(m_tuneIn.state() == TuneIn::State::recording); });
     wireCallDetector();

@@ -4,6 +4,7 @@
 #include "app/Activity.h"
 #include "app/Arguments.h"
 #include "app/Filing.h"
+#include "app/Pinning.h"
 #include "app/Reviews.h"
 #include "app/TuneIn.h"
 #include "app/UploadStatus.h"
@@ -15,6 +16,7 @@
 
 class CallDetector;
 class MicUsage;
+class PinQueue;
 class QSessionManager;
 class QSystemTrayIcon;
 class WindowShortcuts;
@@ -54,6 +56,7 @@ public:
     Account& account() { return m_account; }
     Activity& activity() { return m_activity; }
     TuneIn& tuneIn() { return m_tuneIn; }
+    Pinning& pinning() { return m_pinning; }
     CallDetector& detector() { return *m_detector; }
     const UploadState::State& upload() const { return m_upload.state(); }
 
@@ -89,6 +92,8 @@ private:
     std::unique_ptr<QSystemTrayIcon> m_statusItem;
     std::unique_ptr<WindowShortcuts> m_shortcuts;
     TuneIn m_tuneIn;
+    std::unique_ptr<PinQueue> m_pins;
+    Pinning m_pinning;
     QTimer m_todoTimer;
     bool m_quitAfterSave = false;
 };

@@ -9,6 +9,10 @@
 #include "surfaces/DialogPrompter.h"
 #include "surfaces/HUDController.h"
 #include "surfaces/ScreenNudgeDisplay.h"
+#include "voice/PinCapture.h"
+
+#include <QGuiApplication>
+#include <QScreen>
 
 std::unique_ptr<Services> Services::build(const Config& config) {
     auto s = std::make_unique<Services>();
@@ -55,6 +59,16 @@ std::unique_ptr<Services> Services::build(const Config& config) {
     s->prompter =
         std::make_unique<DialogPrompter>([](WId window) { os::activateX11Window(quint32(window)); });
     s->meter = std::make_unique<LiveMeter>();
+    s->selectRegion = [](Pinning::Region done) {
+        // The primary screen is frozen as the recording sees it, without Orvane's own windows.
+        PinCapture::selectRegion(std::move(done), [](QScreen& screen) {
+            if (&screen != QGuiApplication::primaryScreen()) return QImage();
+            QImage frozen = os::linux_backends::grabPrimaryWithoutOwnWindows();
+            frozen.setDevicePixelRatio(screen.devicePixelRatio());
+            return frozen;
+        });
+    };
+    s->askNote = [](const QImage& image, bool recording) { return PinCapture::askNote(image, recording); };
     s->hud = std::make_unique<HUDController>(*s->defaults, *s->meter, desktop, motion, s->now);
     return s;
 }

@@ -2,6 +2,7 @@
 
 #include "app/Capture.h"
 #include "app/Config.h"
+#include "app/Pinning.h"
 #include "core/Clock.h"
 #include "core/Keychain.h"
 #include "os/AudioCapture.h"
@@ -59,6 +60,9 @@ struct Services {
     std::unique_ptr<HUD> hud;
     // The capture of each new recording.
     CaptureFactory capture;
+    // The two steps of a pin made by hand.
+    std::function<void(Pinning::Region)> selectRegion;
+    std::function<std::optional<QString>(const QImage&, bool recording)> askNote;
 
     static std::unique_ptr<Services> build(const Config& config);
 };

@@ -6,10 +6,12 @@
 
 namespace PinCapture {
 
-void selectRegion(Completion completion) {
-    RegionPicker::start([completion = std::move(completion)](std::optional<QImage> region) {
-        completion(region ? Frames::jpeg(*region, jpegQuality, jpegMaxWidth) : std::nullopt);
-    });
+void selectRegion(Completion completion, const std::function<QImage(QScreen&)>& freeze) {
+    RegionPicker::start(
+        [completion = std::move(completion)](std::optional<QImage> region) {
+            completion(region ? Frames::jpeg(*region, jpegQuality, jpegMaxWidth) : std::nullopt);
+        },
+        freeze);
 }
 
 std::optional<QString> askNote(const QImage& image, bool recording, QWidget* parent) {

@@ -6,6 +6,7 @@
 #include <functional>
 #include <optional>
 
+class QScreen;
 class QWidget;
 
 // The two steps of a pin made by hand: a region of the screen, then a note for it.
@@ -16,7 +17,8 @@ constexpr double jpegQuality = 0.7;
 constexpr int jpegMaxWidth = 1800;
 
 // Lets the user drag out a region; the completion gets its JPEG on the main thread, or nothing on cancel.
-void selectRegion(Completion completion);
+// `freeze` gives the picture a screen is frozen as (Orvane's own windows left out); Qt's grab without it.
+void selectRegion(Completion completion, const std::function<QImage(QScreen&)>& freeze = {});
 // Asks for the note in a modal dialog; the trimmed note (maybe empty) on "Pin", nothing on "Cancel".
 std::optional<QString> askNote(const QImage& image, bool recording, QWidget* parent = nullptr);
 } // namespace PinCapture

@@ -104,10 +104,11 @@ void RegionOverlay::closeEvent(QCloseEvent* e) {
 
 RegionPicker::RegionPicker(Completion completion) : m_completion(std::move(completion)) {}
 
-RegionPicker* RegionPicker::start(Completion completion) {
+RegionPicker* RegionPicker::start(Completion completion, const Freeze& freeze) {
     auto* picker = new RegionPicker(std::move(completion));
     for (QScreen* screen : QGuiApplication::screens()) {
-        QImage frozen = screen->grabWindow(0).toImage();
+        QImage frozen = freeze ? freeze(*screen) : QImage();
+        if (frozen.isNull()) frozen = screen->grabWindow(0).toImage();
         if (frozen.isNull()) continue;
         auto* overlay = new RegionOverlay(screen, std::move(frozen));
         connect(overlay, &RegionOverlay::taken, picker,

@@ -55,8 +55,10 @@ class RegionPicker : public QObject {
     Q_OBJECT
 public:
     using Completion = std::function<void(std::optional<QImage>)>;
+    // The picture a screen is frozen as; a null image lets Qt grab the screen as it is.
+    using Freeze = std::function<QImage(QScreen&)>;
 
-    static RegionPicker* start(Completion completion);
+    static RegionPicker* start(Completion completion, const Freeze& freeze = {});
 
 private:
     explicit RegionPicker(Completion completion);

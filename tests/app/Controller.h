@@ -25,6 +25,7 @@ class Controller {
 public:
     explicit Controller(const QString& platformBase, double askSeconds = 120) {
         QDir(Paths::recordings()).removeRecursively();
+        QDir(Paths::pins()).removeRecursively();
         services.config.askSeconds = askSeconds;
         services.now = [this] { return now; };
         services.idle = std::make_unique<FakeIdleSource>();
@@ -43,6 +44,11 @@ public:
         services.hud = std::make_unique<FakeHUD>([this] { return now; });
         hud = static_cast<FakeHUD*>(services.hud.get());
         services.capture = FakeCapture::factory(captures);
+        services.selectRegion = [this](Pinning::Region done) { region = std::move(done); };
+        services.askNote = [this](const QImage&, bool recording) {
+            notesAsked.append(recording);
+            return note;
+        };
         services.secrets = std::make_unique<MemorySecretStore>();
         services.keychain = std::make_unique<Keychain>(*services.secrets, QStringLiteral("svc"));
         services.defaults =
@@ -112,6 +118,10 @@ public:
     FakePrompter* prompter = nullptr;
     FakeHUD* hud = nullptr;
     FakeCapture::Script captures;
+    // The region picker waiting for the user, and the note the user writes (nothing: cancelled).
+    Pinning::Region region;
+    std::optional<QString> note = QStringLiteral("ship the beta on the 14th");
+    QList<bool> notesAsked;
     FakeBrowser* opened = nullptr;
     RecordingNudgeDisplay* nudges = nullptr;
 

@@ -1,4 +1,5 @@
 #include "Controller.h"
+#include "voice/PinQueue.h"
 #include "workday/CallApps.h"
 #include "workday/CallDetector.h"
 
@@ -282,6 +283,40 @@ private slots:
         QVERIFY(saved.wait(5000));
         // Not signed in and nowhere to send it: the wrap-up goes on to the upload, which asks for a sign-in.
         QTRY_COMPARE_WITH_TIMEOUT(c->shownNudge()->title, u"Sign in to send it"_s, 5000);
+    }
+
+    void aPinJoinsTheRecordingOrWaits_data() {
+        QTest::addColumn<bool>("recording");
+        QTest::addColumn<bool>("regionTaken");
+        QTest::addColumn<bool>("noted");
+        QTest::newRow("during a recording it joins it") << true << true << true;
+        QTest::newRow("without one it waits in the queue") << false << true << true;
+        QTest::newRow("a cancelled region adds nothing") << true << false << true;
+        QTest::newRow("a cancelled note adds nothing") << false << true << false;
+    }
+    void aPinJoinsTheRecordingOrWaits() {
+        QFETCH(bool, recording);
+        QFETCH(bool, regionTaken);
+        QFETCH(bool, noted);
+        if (recording) {
+            flow().startRecording(std::nullopt);
+            QVERIFY(reaches(State::recording));
+        }
+        if (!noted) c->note.reset();
+        emit c->hud->model().pinWanted(); // the panel's "Pin"
+        QVERIFY(c->app().pinning().pinning());
+        Pinning::Region region = std::exchange(c->region, {});
+        c->app().pinning().addPin(); // a second request while the first is open
+        QVERIFY(!c->region);
+        region(regionTaken ? std::optional(QByteArray("jpeg")) : std::nullopt);
+        QVERIFY(!c->app().pinning().pinning());
+        QCOMPARE(c->notesAsked, regionTaken ? QList<bool>{recording} : QList<bool>{});
+        const bool added = regionTaken && noted;
+        QCOMPARE(PinQueue().count(), added && !recording ? 1 : 0);
+        if (recording) {
+            QCOMPARE(c->captures.last->pins, added ? QStringList{*c->note} : QStringList{});
+            QCOMPARE(c->hud->model().feed().size(), added ? 1 : 0);
+        }
     }
 
     void aQuitWaitsForTheSaveAndAsksNothing_data() {

@@ -5,11 +5,14 @@
 #include "os/linux/PulseAudioCapture.h"
 #include "os/linux/PulseAudioSystem.h"
 #include "os/linux/TesseractRecognizer.h"
+#include "os/linux/X11FrameCamera.h"
 #include "os/linux/X11FrameStream.h"
 #include "os/linux/X11IdleSource.h"
 #include "os/linux/X11PulseCapturePermission.h"
 #include "os/linux/X11ScreenSource.h"
 #include "os/linux/X11WindowSystem.h"
+
+#include <limits>
 
 namespace os::linux_backends {
 
@@ -27,6 +30,15 @@ std::unique_ptr<ScreenSource> makeScreenSource() {
 std::unique_ptr<FrameStream> makeFrameStream() {
     // Under Wayland the ScreenCast portal would stream instead.
     return std::make_unique<X11FrameStream>();
+}
+
+QImage grabPrimaryWithoutOwnWindows() {
+    try {
+        X11FrameCamera camera(QString(), std::numeric_limits<int>::max());
+        return camera.take().image;
+    } catch (const ScreenError&) {
+        return {}; // the caller falls back to a plain grab, which says what went wrong
+    }
 }
 
 std::unique_ptr<IdleSource> makeIdleSource() {
