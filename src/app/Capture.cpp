@@ -1,18 +1,6 @@
 #include "app/Capture.h"
 
 #include "core/SerialQueue.h"
-#include "recording/AudioError.h"
-
-#include <QCoreApplication>
-
-namespace {
-
-// Runs `job` on the main thread, after the current event.
-void later(std::function<void()> job) {
-    QMetaObject::invokeMethod(QCoreApplication::instance(), std::move(job), Qt::QueuedConnection);
-}
-
-} // namespace
 
 RecorderCapture::RecorderCapture(std::shared_ptr<Session> session, Recorder::Sources sources)
     : m_recorder(std::make_shared<Recorder>(std::move(session), std::move(sources))) {
@@ -40,14 +28,14 @@ void RecorderCapture::start(bool withMic, std::function<void(std::optional<QStri
     } catch (const std::exception& e) { // AudioError without a display, the backends' errors alike
         error = QString::fromUtf8(e.what());
     }
-    later([done = std::move(done), error] { done(error); });
+    Recorder::onMain([done = std::move(done), error] { done(error); });
 }
 
 void RecorderCapture::stop(std::function<void(std::shared_ptr<Session>)> done) {
     if (!m_saver) m_saver = std::make_unique<SerialQueue>(QStringLiteral("orvane.save"));
     m_saver->async([recorder = m_recorder, done = std::move(done)] {
         std::shared_ptr<Session> session = recorder->stop();
-        later([done, session] { done(session); });
+        Recorder::onMain([done, session] { done(session); });
     });
 }
 

@@ -92,6 +92,8 @@ public:
     // Whether anyone spoke within `window` seconds of `t`.
     static bool speech(double t, const LevelTrack& mic, const LevelTrack& tab, double window = 10);
     static bool isTitleChange(const QString& a, const QString& from);
+    // Runs `fn` on the main thread, after the current event, when there is an application to run it.
+    static void onMain(std::function<void()> fn);
 
     // The frames stopped by themselves; the text of the error. Main thread.
     std::function<void(const QString&)> onStreamError;
@@ -136,8 +138,6 @@ private:
     void considerAutoPin(double t, const std::optional<QString>& title, bool strong, const QByteArray& jpeg);
     void resolveAutoPin();
     void checkHealth();
-    // Runs `fn` on the main thread when there is an application to run it.
-    static void onMain(std::function<void()> fn);
 
     std::shared_ptr<Session> m_session;
     Sources m_sources;
