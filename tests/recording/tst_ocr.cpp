@@ -80,7 +80,8 @@ private slots:
             ocr.read(Slides::draw(planSlide));
             after = threads();
         }).join();
-        QCOMPARE(after, before);
+        // Other threads of the process may end meanwhile; none may be added.
+        QVERIFY2(after <= before, qPrintable(QStringLiteral("%1 threads before, %2 after").arg(before).arg(after)));
     }
 
     void oddImagesGiveLittleOrNothing_data() {
