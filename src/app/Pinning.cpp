@@ -18,27 +18,29 @@ void Pinning::addPin() {
     const QPointer<Pinning> self(this);
     m_needs.selectRegion([self](std::optional<QByteArray> jpeg) {
         if (!self) return;
-        if (jpeg) self->pinned(*jpeg);
-        self->done();
+        if (!jpeg) return self->done();
+        // The moment is the one of the region, not of the note that follows.
+        const Capture* capture = self->m_needs.tuneIn.capture();
+        const double t = capture ? capture->elapsed() : 0;
+        self->m_needs.askNote(QImage::fromData(*jpeg), capture != nullptr,
+                              [self, jpeg = *jpeg, t](std::optional<QString> note) {
+                                  if (!self) return;
+                                  if (note) self->pinned(jpeg, t, *note);
+                                  self->done();
+                              });
     });
 }
 
-void Pinning::pinned(const QByteArray& jpeg) {
-    // The moment is the one of the region, not of the note that follows.
-    Capture* capture = m_needs.tuneIn.capture();
-    const double t = capture ? capture->elapsed() : 0;
-    const std::optional<QString> note = m_needs.askNote(QImage::fromData(jpeg), capture != nullptr);
-    if (!note) return;
+void Pinning::pinned(const QByteArray& jpeg, double t, const QString& note) {
     // The recording may have ended while the note was being written: then the pin waits for the next one.
-    capture = m_needs.tuneIn.capture();
-    if (capture) {
-        capture->addPin(jpeg, *note, t);
+    if (Capture* capture = m_needs.tuneIn.capture()) {
+        capture->addPin(jpeg, note, t);
         m_needs.hud.model().add(FeedItem::Kind::pinned,
-                                note->isEmpty() ? QStringLiteral("a region of the screen") : *note);
-        slog(QStringLiteral("pin added (recording): ") + *note);
+                                note.isEmpty() ? QStringLiteral("a region of the screen") : note);
+        slog(QStringLiteral("pin added (recording): ") + note);
     } else {
-        m_needs.queue.add(jpeg, *note);
-        slog(QStringLiteral("pin added (queue): ") + *note);
+        m_needs.queue.add(jpeg, note);
+        slog(QStringLiteral("pin added (queue): ") + note);
     }
 }
 

@@ -24,8 +24,9 @@ public:
         PinQueue& queue;
         // Lets the user drag out a region; JPEG data, or nothing when cancelled.
         std::function<void(Region)> selectRegion;
-        // The note for the picture; nothing when cancelled.
-        std::function<std::optional<QString>(const QImage&, bool recording)> askNote;
+        // Asks for the note for the picture; the answer is nothing when cancelled.
+        std::function<void(const QImage&, bool recording, std::function<void(std::optional<QString>)>)>
+            askNote;
     };
     explicit Pinning(Needs needs, QObject* parent = nullptr);
 
@@ -37,7 +38,7 @@ signals:
     void changed();
 
 private:
-    void pinned(const QByteArray& jpeg);
+    void pinned(const QByteArray& jpeg, double t, const QString& note);
     void done();
 
     Needs m_needs;

@@ -55,9 +55,10 @@ std::unique_ptr<Services> Services::build(const Config& config) {
     const auto motion = [] { return Motion(!os::desktopAnimationsEnabled()); };
     s->nudges = std::make_unique<Nudges>(std::make_unique<ScreenNudgeDisplay>(motion, desktop));
     s->permission = os::linux_backends::makeCapturePermission(config.desktop);
-    // Alerts come up when Orvane has no window in front: the window manager is asked to raise them.
-    s->prompter =
-        std::make_unique<DialogPrompter>([](WId window) { os::activateX11Window(quint32(window)); });
+    // Alerts and the pin's note come up when Orvane has no window in front: the window manager is asked to
+    // raise them.
+    const auto activate = [](WId window) { os::activateX11Window(quint32(window)); };
+    s->prompter = std::make_unique<DialogPrompter>(activate);
     s->meter = std::make_unique<LiveMeter>();
     s->selectRegion = [](Pinning::Region done) {
         // The primary screen is frozen as the recording sees it, without Orvane's own windows.
@@ -68,7 +69,9 @@ std::unique_ptr<Services> Services::build(const Config& config) {
             return frozen;
         });
     };
-    s->askNote = [](const QImage& image, bool recording) { return PinCapture::askNote(image, recording); };
+    s->askNote = [activate](const QImage& image, bool recording, PinCapture::NoteAnswer answer) {
+        PinCapture::askNote(image, recording, activate, std::move(answer));
+    };
     s->hud = std::make_unique<HUDController>(*s->defaults, *s->meter, desktop, motion, s->now);
     return s;
 }

@@ -62,7 +62,7 @@ struct Services {
     CaptureFactory capture;
     // The two steps of a pin made by hand.
     std::function<void(Pinning::Region)> selectRegion;
-    std::function<std::optional<QString>(const QImage&, bool recording)> askNote;
+    std::function<void(const QImage&, bool recording, std::function<void(std::optional<QString>)>)> askNote;
 
     static std::unique_ptr<Services> build(const Config& config);
 };

@@ -1,6 +1,7 @@
 #include "surfaces/DialogPrompter.h"
 
 #include "core/Log.h"
+#include "surfaces/ActivateWhenShown.h"
 #include "surfaces/PrompterView.h"
 #include "surfaces/design/Appearance.h"
 
@@ -11,7 +12,6 @@
 #include <QKeyEvent>
 #include <QPainter>
 #include <QTimer>
-#include <QWindow>
 
 namespace {
 
@@ -27,13 +27,10 @@ class AlertDialog : public QDialog {
 public:
     AlertDialog(const Alert& alert, std::function<void(std::optional<QString>)> answer,
                 std::function<void(WId)> activate)
-        : m_answer(std::move(answer)), m_activate(std::move(activate)) {
+        : m_answer(std::move(answer)) {
         setWindowTitle(alert.title);
         setAttribute(Qt::WA_DeleteOnClose);
-        // Whether a window manager focuses a new window of a program the user is not working in depends on
-        // its rules and on that program's last event. With a way to activate, the alert maps without asking
-        // for the focus and is then activated as a task bar would, which every window manager honours.
-        if (m_activate) setAttribute(Qt::WA_ShowWithoutActivating);
+        activateWhenShown(*this, std::move(activate));
         auto* layout = new QVBoxLayout(this);
         layout->setContentsMargins(20, 20, 20, 16);
         m_view = new PrompterView(alert, [this](const QString& button) {
@@ -59,23 +56,8 @@ protected:
         QDialog::keyPressEvent(event);
     }
 
-    void showEvent(QShowEvent* event) override {
-        QDialog::showEvent(event);
-        // The window is not mapped yet: it can be activated once the window manager has shown it.
-        if (m_activate) windowHandle()->installEventFilter(this);
-    }
-
-    bool eventFilter(QObject* watched, QEvent* event) override {
-        if (watched == windowHandle() && event->type() == QEvent::Expose && windowHandle()->isExposed()) {
-            windowHandle()->removeEventFilter(this);
-            m_activate(winId());
-        }
-        return QDialog::eventFilter(watched, event);
-    }
-
 private:
     std::function<void(std::optional<QString>)> m_answer;
-    std::function<void(WId)> m_activate;
     PrompterView* m_view = nullptr;
     std::optional<QString> m_chosen;
 };

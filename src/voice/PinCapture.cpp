@@ -1,6 +1,7 @@
 #include "voice/PinCapture.h"
 
 #include "recording/Frames.h"
+#include "surfaces/ActivateWhenShown.h"
 #include "voice/NoteDialog.h"
 #include "voice/RegionPicker.h"
 
@@ -14,10 +15,14 @@ void selectRegion(Completion completion, const std::function<QImage(QScreen&)>& 
         freeze);
 }
 
-std::optional<QString> askNote(const QImage& image, bool recording, QWidget* parent) {
-    NoteDialog dialog(image, recording, parent);
-    if (dialog.exec() != QDialog::Accepted) return std::nullopt;
-    return dialog.note();
+void askNote(const QImage& image, bool recording, std::function<void(WId)> activate, NoteAnswer answer) {
+    auto* dialog = new NoteDialog(image, recording);
+    dialog->setAttribute(Qt::WA_DeleteOnClose);
+    activateWhenShown(*dialog, std::move(activate));
+    QObject::connect(dialog, &QDialog::finished, dialog, [dialog, answer = std::move(answer)](int result) {
+        answer(result == QDialog::Accepted ? std::optional(dialog->note()) : std::nullopt);
+    });
+    dialog->open();
 }
 
 } // namespace PinCapture

@@ -45,9 +45,10 @@ public:
         hud = static_cast<FakeHUD*>(services.hud.get());
         services.capture = FakeCapture::factory(captures);
         services.selectRegion = [this](Pinning::Region done) { region = std::move(done); };
-        services.askNote = [this](const QImage&, bool recording) {
+        services.askNote = [this](const QImage&, bool recording,
+                                  std::function<void(std::optional<QString>)> answer) {
             notesAsked.append(recording);
-            return note;
+            answer(note);
         };
         services.secrets = std::make_unique<MemorySecretStore>();
         services.keychain = std::make_unique<Keychain>(*services.secrets, QStringLiteral("svc"));

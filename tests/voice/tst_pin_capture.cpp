@@ -11,12 +11,12 @@
 #include <QImageReader>
 #include <QLabel>
 #include <QLineEdit>
+#include <QPointer>
 #include <QProcess>
 #include <QPushButton>
 #include <QStandardPaths>
 #include <QTest>
 #include <QThread>
-#include <QTimer>
 
 using namespace Qt::Literals::StringLiterals;
 using testsupport::row;
@@ -129,24 +129,31 @@ private slots:
         QFETCH(bool, cancel);
         QImage picture(400, 300, QImage::Format_RGB32);
         picture.fill(Qt::darkGreen);
-        QTimer::singleShot(0, this, [&] {
-            auto* dialog = qobject_cast<NoteDialog*>(QApplication::activeModalWidget());
-            QVERIFY(dialog);
-            QVERIFY(QTest::qWaitForWindowActive(dialog));
-            QCOMPARE(dialog->windowTitle(), title);
-            QStringList texts;
-            for (QLabel* label : dialog->findChildren<QLabel*>())
-                texts << label->text();
-            QVERIFY(texts.contains(title) && texts.contains(info));
-            auto* field = qobject_cast<QLineEdit*>(QApplication::focusWidget());
-            QVERIFY(field);
-            QTest::keyClicks(field, u"  annual plan first  "_s);
-            for (QPushButton* button : dialog->findChildren<QPushButton*>())
-                if (cancel && button->text() == QLatin1String("Cancel")) button->click();
-            if (!cancel) QTest::keyClick(field, Qt::Key_Return); // "Pin" is the default button
+        bool answered = false;
+        std::optional<QString> note;
+        PinCapture::askNote(picture, recording, {}, [&](std::optional<QString> given) {
+            answered = true;
+            note = std::move(given);
         });
-        const std::optional<QString> note = PinCapture::askNote(picture, recording);
+        // The question does not wait for its answer.
+        QVERIFY(!answered);
+        QPointer dialog = qobject_cast<NoteDialog*>(QApplication::activeModalWidget());
+        QVERIFY(dialog);
+        QVERIFY(QTest::qWaitForWindowActive(dialog));
+        QCOMPARE(dialog->windowTitle(), title);
+        QStringList texts;
+        for (QLabel* label : dialog->findChildren<QLabel*>())
+            texts << label->text();
+        QVERIFY(texts.contains(title) && texts.contains(info));
+        auto* field = qobject_cast<QLineEdit*>(QApplication::focusWidget());
+        QVERIFY(field);
+        QTest::keyClicks(field, u"  annual plan first  "_s);
+        for (QPushButton* button : dialog->findChildren<QPushButton*>())
+            if (cancel && button->text() == QLatin1String("Cancel")) button->click();
+        if (!cancel) QTest::keyClick(field, Qt::Key_Return); // "Pin" is the default button
+        QVERIFY(answered);
         QCOMPARE(note, cancel ? std::nullopt : std::optional(u"annual plan first"_s));
+        QTRY_VERIFY(!dialog);
     }
 
     void theMainDisplayArrivesOnTheMainThread() {
