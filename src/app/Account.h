@@ -33,6 +33,7 @@ public:
     void startSignIn();
 
     SignIn& signIn() { return m_signIn; }
+    const SignIn& signIn() const { return m_signIn; }
 
 signals:
     void changed();

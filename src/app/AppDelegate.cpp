@@ -10,6 +10,7 @@
 #include "surfaces/Nudges.h"
 #include "surfaces/StatusIcon.h"
 #include "surfaces/WindowShortcuts.h"
+#include "surfaces/menu/MenuBuilder.h"
 #include "voice/PinQueue.h"
 #include "workday/CallDetector.h"
 #include "workday/Coach.h"
@@ -54,7 +55,8 @@ AppDelegate::AppDelegate(Services& services, Arguments args)
                 *m_detector, *m_mic, *m_windows, services.capture,
                 [&services] { return ScreenAccess::works(*services.screen); }, services.now}),
       m_pins(std::make_unique<PinQueue>()), m_pinning({*services.nudges, *services.hud, m_tuneIn, *m_pins,
-                                                       services.selectRegion, services.askNote}) {
+                                                       services.selectRegion, services.askNote}),
+      m_menu(*services.defaults) {
     wireFlows();
 }
 
@@ -128,30 +130,13 @@ void AppDelegate::makeStatusItem() {
         slog(QStringLiteral("no system tray on this desktop"));
 }
 
-QString AppDelegate::menuText() const {
-    const Settings& s = *m_services.settings;
-    QStringList rows{QStringLiteral("Orvane")};
-    if (s.signedIn())
-        rows.append(QStringLiteral("Signed in as ") + s.accountEmail().value_or(QString()));
-    else
-        rows.append(QStringLiteral("Not signed in"));
-    if (const std::optional<QString> error = s.accountError()) rows.append(*error);
-    if (const QString state = UploadState::line(m_upload.state()); !state.isEmpty()) rows.append(state);
-    if (const qsizetype open = m_filing.openQuestions().size(); open > 0)
-        rows.append(QStringLiteral("Where does this go? (%1)").arg(open));
-    for (const Reviews::ReviewWatch& w : m_reviews.reviews())
-        if (w.ready) rows.append(QStringLiteral("Review ready \u2014 ") + w.title);
-    for (const Workspace& p : s.projects())
-        rows.append(QStringLiteral("Project: ") + p.name);
-    return rows.join(QLatin1Char('\n'));
-}
-
 void AppDelegate::rebuildMenu() {
     if (m_statusItem) {
         const QString state = UploadState::line(m_upload.state());
         m_statusItem->setToolTip(state.isEmpty() ? QStringLiteral("Orvane")
                                                  : QStringLiteral("Orvane\n") + state);
     }
+    m_menu.commit(MenuBuilder::build(menuInputs()).state);
     emit menuRebuilt();
 }
 
@@ -181,7 +166,7 @@ void AppDelegate::runLaunchModes() {
 // A look at the menu after the start has run for a while, for scripts; then the ordinary way out.
 void AppDelegate::dumpMenu() {
     rebuildMenu();
-    const QString text = menuText();
+    const QString text = m_menu.state().dump();
     std::fputs(qPrintable(text + QLatin1Char('\n')), stdout);
     std::fflush(stdout);
     slog(QStringLiteral("menu dump:\n") + text);

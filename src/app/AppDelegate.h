@@ -9,6 +9,8 @@
 #include "app/TuneIn.h"
 #include "app/UploadStatus.h"
 #include "app/Uploads.h"
+#include "surfaces/menu/MenuInputs.h"
+#include "surfaces/menu/MenuModel.h"
 
 #include <QObject>
 #include <QTimer>
@@ -45,10 +47,9 @@ public:
     TerminateReply applicationShouldTerminate();
     bool quitAfterSave() const { return m_quitAfterSave; }
 
-    // Redraws what the tray shows of the state.
+    // Rebuilds what the tray panel shows of the state.
     void rebuildMenu();
-    // The menu as plain text, one row a line.
-    QString menuText() const;
+    const MenuModel& menu() const { return m_menu; }
 
     Filing& filing() { return m_filing; }
     Uploads& uploads() { return m_uploads; }
@@ -75,6 +76,8 @@ private:
     void showPreviewNudge();
     void onSessionEnding(QSessionManager& manager);
     QString launchLine() const;
+    // What the tray panel is built from, read off the flows now.
+    MenuInputs menuInputs() const;
 
     Services& m_services;
     Arguments m_args;
@@ -94,6 +97,7 @@ private:
     TuneIn m_tuneIn;
     std::unique_ptr<PinQueue> m_pins;
     Pinning m_pinning;
+    MenuModel m_menu;
     QTimer m_todoTimer;
     bool m_quitAfterSave = false;
 };

@@ -1,5 +1,7 @@
 #include "app/Capture.h"
 
+#include <limits>
+
 #include "core/SerialQueue.h"
 
 RecorderCapture::RecorderCapture(std::shared_ptr<Session> session, Recorder::Sources sources)
@@ -37,6 +39,12 @@ void RecorderCapture::stop(std::function<void(std::shared_ptr<Session>)> done) {
         std::shared_ptr<Session> session = recorder->stop();
         Recorder::onMain([done, session] { done(session); });
     });
+}
+
+Capture::Counts RecorderCapture::counts() const {
+    // The record changes on the capture queue: a snapshot reads it there, without the text read so far.
+    const Recorder::LiveSnapshot now = m_recorder->liveSnapshot(std::numeric_limits<qsizetype>::max());
+    return {now.meta.shots.size(), now.meta.pins.size()};
 }
 
 bool RecorderCapture::isCall() const {

@@ -26,6 +26,12 @@ public:
     // Seconds on the recording's timeline.
     virtual double elapsed() const = 0;
     virtual bool micOk() const = 0;
+    // Screenshots kept and pins added so far.
+    struct Counts {
+        qsizetype shots = 0;
+        qsizetype pins = 0;
+    };
+    virtual Counts counts() const = 0;
     virtual bool isCall() const = 0;
     virtual Recorder::TrackStates trackStates() const = 0;
     virtual void noteApp(const QString& name, const QString& appId, const std::optional<QString>& title) = 0;
@@ -54,6 +60,7 @@ public:
     std::shared_ptr<Session> session() const override { return m_recorder->session(); }
     double elapsed() const override { return m_recorder->elapsed(); }
     bool micOk() const override { return m_recorder->micOk(); }
+    Counts counts() const override;
     bool isCall() const override;
     Recorder::TrackStates trackStates() const override { return m_recorder->trackStates(); }
     void noteApp(const QString& name, const QString& appId, const std::optional<QString>& title) override {

@@ -64,6 +64,11 @@ public:
     bool routing() const { return !m_routing.isEmpty(); }
     // The sessions whose question is open, by folder.
     QList<QString> openQuestions() const { return m_routeScores.keys(); }
+    // Why the open question of that folder suggests what it does.
+    std::optional<QString> suggestionReason(const QString& dir) const {
+        const auto found = m_routeSuggest.constFind(dir);
+        return found != m_routeSuggest.constEnd() ? std::optional(found->reason) : std::nullopt;
+    }
 
 signals:
     // The session's way is settled (on disk): it can be sent.

@@ -1,6 +1,7 @@
 #include "app/Reviews.h"
 
 #include "core/Log.h"
+#include "core/Strings.h"
 #include "surfaces/Browser.h"
 #include "surfaces/Notify.h"
 #include "surfaces/Nudges.h"
@@ -79,7 +80,7 @@ QCoro::Task<> Reviews::pollReview(QString id, API api) {
                              .arg(count == 1 ? QStringLiteral("suggestion") : QStringLiteral("suggestions"));
         m_nudges.show({.kind = QStringLiteral("review"),
                        .priority = 1,
-                       .title = QStringLiteral("Review ready \u2014 ") + Notify::shortened(title, 44),
+                       .title = QStringLiteral("Review ready \u2014 ") + shortened(title, 44),
                        .message = message,
                        .buttons = {{QStringLiteral("Later"), false, [] {}},
                                    {QStringLiteral("Open"), true,

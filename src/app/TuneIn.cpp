@@ -2,6 +2,7 @@
 
 #include "core/Fmt.h"
 #include "core/Log.h"
+#include "core/Strings.h"
 #include "recording/Session.h"
 #include "server/Settings.h"
 #include "surfaces/HUD.h"
@@ -270,7 +271,7 @@ void TuneIn::callDetected(const CallHit& hit) {
         return;
     }
     QString message;
-    if (hit.title) message = QStringLiteral("\u201c%1\u201d\n").arg(Notify::shortened(*hit.title, 70));
+    if (hit.title) message = QStringLiteral("\u201c%1\u201d\n").arg(shortened(*hit.title, 70));
     message += QStringLiteral("Records screen & audio: mic = you, system audio = the other side. You choose "
                               "where it goes after.");
     const QPointer<TuneIn> self(this);

@@ -22,7 +22,7 @@ namespace {
 
 // The menu's line while a session is on its way.
 QString busyTitle(const QString& title) {
-    return Notify::shortened(title, 40);
+    return shortened(title, 40);
 }
 
 QString describe(const std::exception& e) {

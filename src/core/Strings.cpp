@@ -2,6 +2,7 @@
 
 #include <QChar>
 #include <QList>
+#include <QTextBoundaryFinder>
 #include <cmath>
 
 QString trimmed(const QString& text) {
@@ -26,4 +27,15 @@ QString urlComponent(const QString& text) {
 
 double round1(double value) {
     return std::round(value * 10.0) / 10.0;
+}
+
+QString shortened(const QString& text, int limit) {
+    QTextBoundaryFinder graphemes(QTextBoundaryFinder::Grapheme, text);
+    qsizetype kept = 0; // the end of the first limit - 1 characters
+    int count = 0;
+    while (graphemes.toNextBoundary() != -1) {
+        if (++count == limit - 1) kept = graphemes.position();
+        if (count > limit) return text.left(kept) + QStringLiteral("\u2026");
+    }
+    return text;
 }

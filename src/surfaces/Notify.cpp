@@ -4,7 +4,7 @@
 #include "core/Log.h"
 #include "server/Settings.h"
 
-#include <QTextBoundaryFinder>
+#include "core/Strings.h"
 
 Notify::Notify(os::Notifications& center, Browser& browser, const Settings& settings, QObject* parent)
     : QObject(parent), m_center(center), m_browser(browser), m_settings(settings) {
@@ -48,18 +48,6 @@ std::optional<QUrl> Notify::target(const QVariantMap& userInfo, const QString& b
     const QUrl url(userInfo.value(urlKey).toString(), QUrl::StrictMode);
     if (url.isValid() && WebHosts::isBoard(url, base)) return url;
     return home;
-}
-
-QString Notify::shortened(const QString& text, int limit) {
-    // Characters as the reader counts them: an emoji or an accented letter is one, however it is encoded.
-    QTextBoundaryFinder graphemes(QTextBoundaryFinder::Grapheme, text);
-    qsizetype kept = 0; // the end of the first limit - 1 characters
-    int count = 0;
-    while (graphemes.toNextBoundary() != -1) {
-        if (++count == limit - 1) kept = graphemes.position();
-        if (count > limit) return text.left(kept) + QStringLiteral("…");
-    }
-    return text;
 }
 
 void Notify::post(const QString& id, const QString& title, const QString& body,

@@ -37,8 +37,6 @@ public:
     // The page a click opens: the notification's `url` when it is a board page, else the board home.
     static std::optional<QUrl> target(const QVariantMap& userInfo, const QString& base,
                                       const std::optional<QUrl>& home);
-    // `text` cut to `limit` characters, the last of them "…"; shorter texts as they stand.
-    static QString shortened(const QString& text, int limit);
 
     static inline const QString urlKey = QStringLiteral("url");
     // A review title longer than this is shortened in the notification's title.

@@ -70,7 +70,10 @@ class TestProgram : public QObject {
             {QStringLiteral("--dump-menu"), QStringLiteral("--dump-menu-delay"), QStringLiteral("0.5")});
         QVERIFY(dump.waitForFinished(10000));
         QCOMPARE(dump.exitCode(), 0);
-        QVERIFY2(dump.readAllStandardOutput().startsWith("Orvane\nNot signed in\n"), qPrintable(log()));
+        const QByteArray text = dump.readAllStandardOutput();
+        QVERIFY2(text.startsWith("Orvane \u2014 ") && text.contains("\n[Tune in Ctrl+Alt+R]\n") &&
+                     text.endsWith("\nQuit Orvane  Ctrl+Q\n"),
+                 qPrintable(text + log()));
 
         QCOMPARE(first.state(), QProcess::Running);
         ::kill(pid_t(first.processId()), SIGTERM);

@@ -5,6 +5,8 @@
 #include <QTest>
 #include <QTimeZone>
 
+using namespace Qt::StringLiterals;
+
 using testsupport::row;
 
 class TestFormats : public QObject {
@@ -68,6 +70,24 @@ private slots:
     void urlComponent() {
         QFETCH(QString, text);
         QTEST(::urlComponent(text), "encoded");
+    }
+
+    void shortened_data() {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<int>("limit");
+        QTest::addColumn<QString>("shortened");
+        QTest::newRow("a text of exactly the limit stands") << "Standup" << 7 << "Standup";
+        QTest::newRow("one over the limit ends in an ellipsis within the limit")
+            << "Standups" << 7 << "Standu…";
+        QTest::newRow("an emoji with a skin tone is one character")
+            << "👍🏽👍🏽👍🏽" << 2 << "👍🏽…";
+        QTest::newRow("a letter with a combining accent is one character")
+            << u"Cafe\u0301 Cafe\u0301"_s << 5 << u"Cafe\u0301…"_s;
+    }
+    void shortened() {
+        QFETCH(QString, text);
+        QFETCH(int, limit);
+        QTEST(::shortened(text, limit), "shortened");
     }
 
     void trimmedRemovesUnicodeSpace() {

@@ -49,6 +49,7 @@ public:
     std::shared_ptr<Session> session() const override { return m_session; }
     double elapsed() const override { return 0; }
     bool micOk() const override { return m_micOk; }
+    Counts counts() const override { return {0, pins.size()}; }
     bool isCall() const override { return m_session->meta.isCall(); }
     Recorder::TrackStates trackStates() const override { return m_script.tracks; }
     void noteApp(const QString& name, const QString&, const std::optional<QString>&) override {

@@ -103,24 +103,6 @@ private slots:
         QTEST(n.userInfo.value(Notify::urlKey).toString(), "url");
     }
 
-    void shortened_data() {
-        QTest::addColumn<QString>("text");
-        QTest::addColumn<int>("limit");
-        QTest::addColumn<QString>("shortened");
-        QTest::newRow("a text of exactly the limit stands") << "Standup" << 7 << "Standup";
-        QTest::newRow("one over the limit ends in an ellipsis within the limit")
-            << "Standups" << 7 << "Standu…";
-        QTest::newRow("an emoji with a skin tone is one character")
-            << "👍🏽👍🏽👍🏽" << 2 << "👍🏽…";
-        QTest::newRow("a letter with a combining accent is one character")
-            << u"Cafe\u0301 Cafe\u0301"_s << 5 << u"Cafe\u0301…"_s;
-    }
-    void shortened() {
-        QFETCH(QString, text);
-        QFETCH(int, limit);
-        QTEST(Notify::shortened(text, limit), "shortened");
-    }
-
     // Where a click goes: a page of the platform the user is on, else the board's home, else nowhere.
     void target_data() {
         QTest::addColumn<QString>("url"); // empty: none posted

@@ -1,9 +1,7 @@
 #pragma once
 
 #include "surfaces/design/Pal.h"
-
-// The colour a tag or status line speaks in, in this order.
-enum class Tone { plain, accent, red, amber, silver };
+#include "surfaces/menu/Tone.h"
 
 // Plain speaks in secondary text; the others in their palette colour.
 QColor toneColor(Tone tone, const Pal& pal);
