@@ -81,7 +81,8 @@ private slots:
             after = threads();
         }).join();
         // Other threads of the process may end meanwhile; none may be added.
-        QVERIFY2(after <= before, qPrintable(QStringLiteral("%1 threads before, %2 after").arg(before).arg(after)));
+        QVERIFY2(after <= before,
+                 qPrintable(QStringLiteral("%1 threads before, %2 after").arg(before).arg(after)));
     }
 
     void oddImagesGiveLittleOrNothing_data() {
