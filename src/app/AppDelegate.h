@@ -15,6 +15,7 @@
 #include <memory>
 
 class CallDetector;
+class HotKeys;
 class MicUsage;
 class PinQueue;
 class QSessionManager;
@@ -57,6 +58,7 @@ public:
     Activity& activity() { return m_activity; }
     TuneIn& tuneIn() { return m_tuneIn; }
     Pinning& pinning() { return m_pinning; }
+    HotKeys& hotKeys() { return *m_hotKeys; }
     CallDetector& detector() { return *m_detector; }
     const UploadState::State& upload() const { return m_upload.state(); }
 
@@ -67,6 +69,7 @@ private:
     void wireFlows();
     void continueWithKeys();
     void makeStatusItem();
+    void registerHotKeys();
     void wireCallDetector();
     // A recording is saved: it goes its way, or the quit that waited for it goes on.
     void recordingSaved(std::shared_ptr<Session> session);
@@ -94,6 +97,7 @@ private:
     TuneIn m_tuneIn;
     std::unique_ptr<PinQueue> m_pins;
     Pinning m_pinning;
+    std::unique_ptr<HotKeys> m_hotKeys;
     QTimer m_todoTimer;
     bool m_quitAfterSave = false;
 };
