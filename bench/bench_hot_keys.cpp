@@ -1,7 +1,7 @@
-// Key press to handler: Ctrl+Alt+R pressed through XTest, as the keyboard driver would, until HotKeys runs the
-// record key's handler on the main loop. The reference, in the same run, is the X server's own delivery: a bare
-// xcb client that grabbed Ctrl+Alt+T and blocks on its socket for the press. Usage: bench_hot_keys [presses]
-// (needs $DISPLAY, for example under scripts/with-test-services).
+// Key press to handler: Ctrl+Alt+R pressed through XTest, as the keyboard driver would, until HotKeys runs
+// the record key's handler on the main loop. The reference, in the same run, is the X server's own delivery:
+// a bare xcb client that grabbed Ctrl+Alt+T and blocks on its socket for the press. Usage: bench_hot_keys
+// [presses] (needs $DISPLAY, for example under scripts/with-test-services).
 #include "os/linux/X11HotKeySource.h"
 #include "surfaces/HotKeys.h"
 
@@ -35,7 +35,9 @@ public:
     Keyboard(const Keyboard&) = delete;
     Keyboard& operator=(const Keyboard&) = delete;
 
-    bool ready() const { return !xcb_connection_has_error(m_c) && std::count(m_codes.begin(), m_codes.end(), 0) == 0; }
+    bool ready() const {
+        return !xcb_connection_has_error(m_c) && std::count(m_codes.begin(), m_codes.end(), 0) == 0;
+    }
     xcb_keycode_t code(int which) const { return m_codes[which]; }
     void hold(xcb_keycode_t key) { send(XCB_KEY_PRESS, key); }
     void lift(xcb_keycode_t key) { send(XCB_KEY_RELEASE, key); }

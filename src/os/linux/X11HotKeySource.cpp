@@ -1,5 +1,6 @@
 #include "os/linux/X11HotKeySource.h"
 
+#include "os/linux/X11Grabber.h"
 #include "os/linux/XcbXkb.h"
 
 #include <QLoggingCategory>
@@ -22,13 +23,6 @@ QString errorName(quint8 code) {
     return code == badAccess ? QStringLiteral("BadAccess") : QStringLiteral("X error %1").arg(code);
 }
 
-template <typename T> struct Freed {
-    T* p;
-    ~Freed() { std::free(p); }
-    T* operator->() const { return p; }
-    explicit operator bool() const { return p != nullptr; }
-};
-
 } // namespace
 
 // What the keyboard map says now: which keys carry a keysym, and which keys and bits the modifiers are.
@@ -40,10 +34,9 @@ struct X11HotKeySource::Keymap {
     quint16 numLock = 0; // none when no key locks numbers
 
     explicit Keymap(xcb_connection_t* c) : symbols(xcb_key_symbols_alloc(c)) {
-        Freed<xcb_get_modifier_mapping_reply_t> map{
-            xcb_get_modifier_mapping_reply(c, xcb_get_modifier_mapping(c), nullptr)};
+        const auto map = xcbReply(xcb_get_modifier_mapping_reply(c, xcb_get_modifier_mapping(c), nullptr));
         if (!map) return;
-        const xcb_keycode_t* codes = xcb_get_modifier_mapping_keycodes(map.p);
+        const xcb_keycode_t* codes = xcb_get_modifier_mapping_keycodes(map.get());
         const int perModifier = map->keycodes_per_modifier;
         for (int bit = 0; bit < 8; ++bit)
             for (int i = 0; i < perModifier; ++i)
@@ -112,14 +105,14 @@ void X11HotKeySource::connectTo(const QString& display) {
     m_root = it.data->root;
 
     // Without detectable auto-repeat a held key would arrive as a train of releases and presses.
-    Freed<xcb_xkb_use_extension_reply_t> xkb{xcb_xkb_use_extension_reply(
-        m_c, xcb_xkb_use_extension(m_c, XCB_XKB_MAJOR_VERSION, XCB_XKB_MINOR_VERSION), nullptr)};
+    const auto xkb = xcbReply(xcb_xkb_use_extension_reply(
+        m_c, xcb_xkb_use_extension(m_c, XCB_XKB_MAJOR_VERSION, XCB_XKB_MINOR_VERSION), nullptr));
     if (xkb && xkb->supported) {
         m_xkbEvent = xcb_get_extension_data(m_c, &xcb_xkb_id)->first_event;
         const uint32_t detectable = XCB_XKB_PER_CLIENT_FLAG_DETECTABLE_AUTO_REPEAT;
-        Freed<xcb_xkb_per_client_flags_reply_t> flags{xcb_xkb_per_client_flags_reply(
+        const auto flags = xcbReply(xcb_xkb_per_client_flags_reply(
             m_c, xcb_xkb_per_client_flags(m_c, XCB_XKB_ID_USE_CORE_KBD, detectable, detectable, 0, 0, 0),
-            nullptr)};
+            nullptr));
         if (!flags || !(flags->value & detectable))
             qCWarning(lcHotKeys) << "the X server repeats held keys as new presses";
         const uint16_t changes = XCB_XKB_EVENT_TYPE_NEW_KEYBOARD_NOTIFY | XCB_XKB_EVENT_TYPE_MAP_NOTIFY;
@@ -164,6 +157,7 @@ std::vector<X11HotKeySource::Grab> X11HotKeySource::grabsFor(KeyCombination keys
 
 std::optional<QString> X11HotKeySource::grabAll(const std::vector<Grab>& grabs) {
     std::vector<xcb_void_cookie_t> cookies;
+    cookies.reserve(grabs.size());
     for (const Grab& g : grabs)
         cookies.push_back(
             xcb_grab_key_checked(m_c, 0, m_root, g.state, g.code, XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC));
@@ -236,7 +230,7 @@ void X11HotKeySource::readEvents() {
     m_drainQueued = false;
     if (!m_c || !m_notifier || !m_notifier->isEnabled()) return;
     while (xcb_generic_event_t* event = xcb_poll_for_event(m_c)) {
-        const Freed<xcb_generic_event_t> owned{event};
+        const auto owned = xcbReply(event);
         const quint8 type = event->response_type & 0x7f;
         if (type == XCB_KEY_PRESS) {
             const auto* key = reinterpret_cast<const xcb_key_press_event_t*>(event);
