@@ -209,7 +209,7 @@ void X11HotKeySource::regrab() {
         ungrab(gone);
         if (const std::optional<QString> refused = grabAll(added)) {
             qCWarning(lcHotKeys).noquote()
-                << "hotkey" << key.id << "lost with the new keyboard map (" << *refused << ")";
+                << QStringLiteral("hotkey %1 lost with the new keyboard map (%2)").arg(key.id).arg(*refused);
             std::erase_if(wanted, [&](const Grab& g) {
                 return std::find(added.begin(), added.end(), g) != added.end();
             });
