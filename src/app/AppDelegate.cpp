@@ -6,6 +6,7 @@
 #include "core/Paths.h"
 #include "core/ScreenAccess.h"
 #include "recording/Recovery.h"
+#include "surfaces/HotKeys.h"
 #include "surfaces/Notify.h"
 #include "surfaces/Nudges.h"
 #include "surfaces/StatusIcon.h"
@@ -56,7 +57,7 @@ AppDelegate::AppDelegate(Services& services, Arguments args)
                 [&services] { return ScreenAccess::works(*services.screen); }, services.now}),
       m_pins(std::make_unique<PinQueue>()), m_pinning({*services.nudges, *services.hud, m_tuneIn, *m_pins,
                                                        services.selectRegion, services.askNote}),
-      m_menu(*services.defaults) {
+      m_menu(*services.defaults), m_hotKeys(std::make_unique<HotKeys>(*services.hotKeys)) {
     wireFlows();
 }
 
@@ -91,6 +92,7 @@ void AppDelegate::applicationDidFinishLaunching() {
     connect(qApp, &QGuiApplication::commitDataRequest, this, &AppDelegate::onSessionEnding);
     m_services.notify->setup({m_modes.dumpMenu, m_modes.uiCheck});
     makeStatusItem();
+    registerHotKeys();
     m_detector->start();
     m_activity.start();
     m_todoTimer.setInterval(todoInterval);
@@ -128,6 +130,15 @@ void AppDelegate::makeStatusItem() {
         m_statusItem->show();
     else
         slog(QStringLiteral("no system tray on this desktop"));
+}
+
+// A key another program owns is logged and missed; the rest of the start goes on.
+void AppDelegate::registerHotKeys() {
+    m_hotKeys->registerAppKeys({.record = [this] { m_tuneIn.toggleRecording(); },
+                                .pin = [this] { m_pinning.addPin(); },
+                                // Until voice commands exist the key only shows that it works.
+                                .voiceDown = [] { slog(QStringLiteral("voice key down")); },
+                                .voiceUp = [] { slog(QStringLiteral("voice key up")); }});
 }
 
 void AppDelegate::rebuildMenu() {

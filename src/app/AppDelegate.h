@@ -17,6 +17,7 @@
 #include <memory>
 
 class CallDetector;
+class HotKeys;
 class MicUsage;
 class PinQueue;
 class QSessionManager;
@@ -58,6 +59,7 @@ public:
     Activity& activity() { return m_activity; }
     TuneIn& tuneIn() { return m_tuneIn; }
     Pinning& pinning() { return m_pinning; }
+    HotKeys& hotKeys() { return *m_hotKeys; }
     CallDetector& detector() { return *m_detector; }
     const UploadState::State& upload() const { return m_upload.state(); }
 
@@ -68,6 +70,7 @@ private:
     void wireFlows();
     void continueWithKeys();
     void makeStatusItem();
+    void registerHotKeys();
     void wireCallDetector();
     // A recording is saved: it goes its way, or the quit that waited for it goes on.
     void recordingSaved(std::shared_ptr<Session> session);
@@ -98,6 +101,7 @@ private:
     std::unique_ptr<PinQueue> m_pins;
     Pinning m_pinning;
     MenuModel m_menu;
+    std::unique_ptr<HotKeys> m_hotKeys;
     QTimer m_todoTimer;
     bool m_quitAfterSave = false;
 };

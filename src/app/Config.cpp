@@ -14,6 +14,10 @@ Config Config::fromEnvironment() {
     if (isNumber && ask >= 0) config.askSeconds = ask;
     config.hasDisplay =
         !qEnvironmentVariableIsEmpty("DISPLAY") || !qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY");
+    // Under Wayland DISPLAY names Xwayland, whose grabs see only the keys typed into X programs.
+    config.x11Session = !qEnvironmentVariableIsEmpty("DISPLAY") &&
+                        qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY") &&
+                        qEnvironmentVariable("XDG_SESSION_TYPE") != QLatin1String("wayland");
     config.desktop = qEnvironmentVariable("XDG_CURRENT_DESKTOP");
     return config;
 }

@@ -13,6 +13,7 @@ struct Config {
     bool noBrowser = false;  // ORVANE_NO_BROWSER=1: pages are logged, not opened
     double askSeconds = 120; // ORVANE_ASK_SECONDS: how long "Where does this go?" waits
     bool hasDisplay = false; // an X or Wayland display to draw on
+    bool x11Session = false; // DISPLAY without Wayland: global keys are grabs on the X server
     QString desktop;         // XDG_CURRENT_DESKTOP: whose settings pages a permission alert can open
 
     static Config fromEnvironment();

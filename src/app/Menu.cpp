@@ -1,6 +1,7 @@
 #include "app/AppDelegate.h"
 #include "app/Services.h"
 #include "recording/Session.h"
+#include "surfaces/HotKeys.h"
 #include "voice/PinQueue.h"
 #include "workday/WorkdayTracker.h"
 
@@ -63,6 +64,7 @@ MenuInputs AppDelegate::menuInputs() const {
     in.projectMode = s.projectMode();
     in.rec = recState(m_tuneIn);
     in.pinning = m_pinning.pinning();
+    in.voiceKeyOK = m_hotKeys->voiceKeyOK();
     in.queuedPins = int(m_pins->count());
     in.upload = uploadInput(m_upload.state());
     for (const QString& dir : m_filing.openQuestions()) {

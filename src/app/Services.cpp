@@ -55,6 +55,8 @@ std::unique_ptr<Services> Services::build(const Config& config) {
     const auto motion = [] { return Motion(!os::desktopAnimationsEnabled()); };
     s->nudges = std::make_unique<Nudges>(std::make_unique<ScreenNudgeDisplay>(motion, desktop));
     s->permission = os::linux_backends::makeCapturePermission(config.desktop);
+    // X grabs in an X11 session; Wayland gives no program global keys yet.
+    s->hotKeys = os::linux_backends::makeHotKeySource(config.x11Session);
     // Alerts and the pin's note come up when Orvane has no window in front: the window manager is asked to
     // raise them.
     const auto activate = [](WId window) { os::activateX11Window(quint32(window)); };

@@ -8,6 +8,7 @@
 #include "os/AudioCapture.h"
 #include "os/AudioSystem.h"
 #include "os/CapturePermission.h"
+#include "os/HotKeySource.h"
 #include "os/IdleSource.h"
 #include "os/Notifications.h"
 #include "os/ScreenSource.h"
@@ -53,6 +54,8 @@ struct Services {
     // The one nudge card, for every flow that speaks through it.
     std::unique_ptr<Nudges> nudges;
     std::unique_ptr<os::CapturePermission> permission;
+    // Ctrl+Alt+R, Ctrl+Alt+P and Ctrl+Alt+Space from any window.
+    std::unique_ptr<os::HotKeySource> hotKeys;
     // The level and activity of the recording, for the panel's orb.
     std::unique_ptr<LiveMeter> meter;
     std::unique_ptr<Prompter> prompter;

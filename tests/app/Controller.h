@@ -8,6 +8,7 @@
 #include "fakes/FakeCapturePermission.h"
 #include "fakes/FakeDesktop.h"
 #include "fakes/FakeHUD.h"
+#include "fakes/FakeHotKeySource.h"
 #include "fakes/FakeNotifications.h"
 #include "fakes/FakePrompter.h"
 #include "fakes/MemorySecretStore.h"
@@ -41,6 +42,8 @@ public:
         services.prompter = std::make_unique<FakePrompter>();
         prompter = static_cast<FakePrompter*>(services.prompter.get());
         services.meter = std::make_unique<LiveMeter>();
+        services.hotKeys = std::make_unique<FakeHotKeySource>();
+        keys = static_cast<FakeHotKeySource*>(services.hotKeys.get());
         services.hud = std::make_unique<FakeHUD>([this] { return now; });
         hud = static_cast<FakeHUD*>(services.hud.get());
         services.capture = FakeCapture::factory(captures);
@@ -118,6 +121,7 @@ public:
     FakeCapturePermission* permission = nullptr;
     FakePrompter* prompter = nullptr;
     FakeHUD* hud = nullptr;
+    FakeHotKeySource* keys = nullptr;
     FakeCapture::Script captures;
     // The region picker waiting for the user, and the note the user writes (nothing: cancelled).
     Pinning::Region region;

@@ -1,4 +1,6 @@
 #include "Controller.h"
+#include "support/Files.h"
+#include "surfaces/HotKeys.h"
 #include "voice/PinQueue.h"
 #include "workday/CallApps.h"
 #include "workday/CallDetector.h"
@@ -317,6 +319,34 @@ private slots:
             QCOMPARE(c->captures.last->pins, added ? QStringList{*c->note} : QStringList{});
             QCOMPARE(c->hud->model().feed().size(), added ? 1 : 0);
         }
+    }
+
+    void theGlobalKeys_data() {
+        QTest::addColumn<bool>("spaceTaken");
+        QTest::newRow("all three keys are free") << false;
+        QTest::newRow("another program owns Ctrl+Alt+Space: it is logged, the others work") << true;
+    }
+    void theGlobalKeys() {
+        QFETCH(bool, spaceTaken);
+        const testsupport::LogWatch log;
+        if (spaceTaken) c->keys->taken.insert(' ');
+        c->app().applicationDidFinishLaunching();
+        QCOMPARE(c->app().hotKeys().voiceKeyOK(), !spaceTaken);
+        QCOMPARE(log.text().contains(
+                     u"hotkey 3 not registered (BadAccess) \u2014 another app or a system shortcut "
+                     "owns it\n"_s),
+                 spaceTaken);
+
+        emit c->keys->pressed(HotKeys::record);
+        QVERIFY(reaches(State::recording));
+        emit c->keys->released(HotKeys::record); // it has nothing to do on release
+        emit c->keys->pressed(HotKeys::pin);
+        QVERIFY(c->app().pinning().pinning());
+        std::exchange(c->region, {})(std::nullopt);
+        QSignalSpy saved(&flow(), &TuneIn::saved);
+        emit c->keys->pressed(HotKeys::record);
+        QCOMPARE(flow().state(), State::saving);
+        QVERIFY(saved.wait(5000));
     }
 
     void aQuitWaitsForTheSaveAndAsksNothing_data() {

@@ -7,6 +7,7 @@
 #include "os/linux/TesseractRecognizer.h"
 #include "os/linux/X11FrameCamera.h"
 #include "os/linux/X11FrameStream.h"
+#include "os/linux/X11HotKeySource.h"
 #include "os/linux/X11IdleSource.h"
 #include "os/linux/X11PulseCapturePermission.h"
 #include "os/linux/X11ScreenSource.h"
@@ -15,6 +16,19 @@
 #include <limits>
 
 namespace os::linux_backends {
+
+namespace {
+
+// A desktop that gives no program global keys: every key is refused.
+class NoHotKeys final : public HotKeySource {
+public:
+    bool available() const override { return false; }
+    std::optional<QString> registerKey(quint32, KeyCombination) override {
+        return QStringLiteral("no global keys on this desktop");
+    }
+};
+
+} // namespace
 
 std::unique_ptr<SecretStore> makeSecretStore(const QString& fallbackPath) {
     // A server without a desktop has no keyring: keys stay usable, in a file only this user can read. Which
@@ -71,6 +85,13 @@ std::unique_ptr<AudioCapture> makeAudioCapture() {
 std::unique_ptr<CapturePermission> makeCapturePermission(const QString& currentDesktop) {
     // Neither X11 nor PulseAudio asks the user; under Wayland the ScreenCast portal would.
     return std::make_unique<X11PulseCapturePermission>(QString(), currentDesktop);
+}
+
+std::unique_ptr<HotKeySource> makeHotKeySource(bool x11Session) {
+    // Under Wayland an X grab reaches only the X programs' windows; the GlobalShortcuts portal would serve
+    // there.
+    if (!x11Session) return std::make_unique<NoHotKeys>();
+    return std::make_unique<X11HotKeySource>();
 }
 
 } // namespace os::linux_backends

@@ -4,6 +4,7 @@
 #include "os/AudioSystem.h"
 #include "os/CapturePermission.h"
 #include "os/FrameStream.h"
+#include "os/HotKeySource.h"
 #include "os/IdleSource.h"
 #include "os/Notifications.h"
 #include "os/ScreenSource.h"
@@ -38,5 +39,7 @@ std::unique_ptr<AudioCapture> makeAudioCapture();
 // Whether the screen and the microphone can be recorded, and the settings page for each. `currentDesktop`
 // is XDG_CURRENT_DESKTOP, which picks the sound settings to open.
 std::unique_ptr<CapturePermission> makeCapturePermission(const QString& currentDesktop);
+// Global keys: grabs on the X server in an X11 session; elsewhere a source that has none.
+std::unique_ptr<HotKeySource> makeHotKeySource(bool x11Session);
 
 } // namespace os::linux_backends
