@@ -5,6 +5,7 @@
 // has been offered and no window is a call, so every tick reads both systems in full and finds nothing. The
 // reference is the same question asked of the daemon by its own command line, `pactl list source-outputs`.
 
+#include "Desktop.h"
 #include "core/Fmt.h"
 #include "os/linux/AppIdentities.h"
 #include "os/linux/PulseAudioSystem.h"
@@ -23,54 +24,8 @@
 #include <QTemporaryDir>
 #include <QThread>
 #include <benchmark/benchmark.h>
-#include <memory>
-#include <vector>
 
 namespace {
-
-constexpr int windowCount = 50;
-constexpr int recorderCount = 10;
-
-// The other programs: fifty windows, and ten recorders besides.
-struct Desktop {
-    std::vector<std::unique_ptr<QProcess>> programs;
-
-    Desktop() {
-        for (int i = 0; i < windowCount + recorderCount; ++i) {
-            auto program = std::make_unique<QProcess>();
-            if (i < windowCount)
-                program->start(QStringLiteral("/usr/bin/python3"),
-                               {QStringLiteral(ORVANE_TK_WINDOW), QStringLiteral("editor%1").arg(i % 7),
-                                QStringLiteral("Document %1 - Editor").arg(i)});
-            else
-                program->start(QStringLiteral("parec"),
-                               {QStringLiteral("--raw"), QStringLiteral("/dev/null")});
-            programs.push_back(std::move(program));
-        }
-        for (int i = 0; i < windowCount; ++i)
-            waitFor(*programs[size_t(i)], "window");
-    }
-    ~Desktop() {
-        for (auto& program : programs) {
-            program->closeWriteChannel();
-            if (program->program() == QLatin1String("parec")) program->terminate();
-        }
-        for (auto& program : programs)
-            program->waitForFinished(5000);
-    }
-    static void waitFor(QProcess& program, const char* word) {
-        while (program.waitForReadyRead(30000) || program.canReadLine()) {
-            while (program.canReadLine()) {
-                if (program.readLine().startsWith(word)) return;
-            }
-        }
-    }
-};
-
-Desktop& desktop() {
-    static Desktop d;
-    return d;
-}
 
 void BM_CallDetectorTick(benchmark::State& state) {
     desktop();

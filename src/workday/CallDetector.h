@@ -36,6 +36,8 @@ public:
     void tick();
     // The call going on now, or nothing.
     std::optional<CallHit> identify();
+    // The same, with the processes of a reading of the sound server already made.
+    std::optional<CallHit> identify(const std::optional<QList<os::InputClient>>& procs);
     // A recording starts: a new watch for its end.
     void resetForRecording();
     // A recording stopped: the microphone session going on now brings no offer.
@@ -49,7 +51,6 @@ public:
 private:
     void watchForEnd();
     void watchForStart();
-    std::optional<CallHit> identify(const std::optional<QList<os::InputClient>>& procs);
     std::optional<CallHit> browserScan(const QList<os::Window>& windows) const;
 
     MicUsage& m_mic;

@@ -33,7 +33,10 @@ std::optional<QList<MicUsage::Proc>> MicUsage::processesUsingInput() {
 }
 
 std::optional<bool> MicUsage::othersUsingInput() {
-    const std::optional<QList<Proc>> procs = processesUsingInput();
+    return othersUsingInput(processesUsingInput());
+}
+
+std::optional<bool> MicUsage::othersUsingInput(const std::optional<QList<Proc>>& procs) {
     if (!procs) return std::nullopt;
     const QString& own = ownAppId();
     return std::any_of(procs->cbegin(), procs->cend(), [this, &own](const Proc& p) {

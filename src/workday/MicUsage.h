@@ -32,6 +32,8 @@ public:
     std::optional<QList<Proc>> processesUsingInput();
     // Whether a process other than this program records; nothing when the processes are unknown.
     std::optional<bool> othersUsingInput();
+    // The same, of the processes of a reading already made.
+    std::optional<bool> othersUsingInput(const std::optional<QList<Proc>>& procs);
 
     qint32 ownPid() const { return m_ownPid; }
 

@@ -3,6 +3,7 @@
 #include "os/linux/PulseAudioSystem.h"
 #include "os/linux/X11IdleSource.h"
 #include "os/linux/X11WindowSystem.h"
+#include "support/Program.h"
 #include "support/Rows.h"
 #include "workday/CallDetector.h"
 #include "workday/MicUsage.h"
@@ -20,51 +21,11 @@ using testsupport::row;
 
 namespace {
 
-// Another program on the desktop, ended with its standard input (or killed) when the test is done with it.
-class Program {
-public:
-    Program(const QString& program, const QStringList& args) {
-        m_process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-        m_process.start(program, args);
-    }
-    ~Program() {
-        m_process.closeWriteChannel();
-        if (!m_process.waitForFinished(5000)) m_process.kill();
-        m_process.waitForFinished();
-    }
-    // Waits for the line that the program prints once it is ready.
-    bool waitFor(const QByteArray& line) {
-        return QTest::qWaitFor(
-                   [&] {
-                       while (m_process.canReadLine()) {
-                           if (m_process.readLine().trimmed() == line) return true;
-                       }
-                       return !m_process.waitForReadyRead(100) && m_process.state() == QProcess::NotRunning;
-                   },
-                   30000) &&
-               m_process.state() == QProcess::Running;
-    }
-    qint32 pid() const { return qint32(m_process.processId()); }
+using testsupport::Program;
+using testsupport::run;
 
-private:
-    QProcess m_process;
-};
-
-// Runs a tool of the test environment; its standard output when it succeeded.
-std::optional<QByteArray> run(const QString& program, const QStringList& args) {
-    QProcess process;
-    process.start(program, args);
-    if (!process.waitForFinished(30000) || process.exitStatus() != QProcess::NormalExit ||
-        process.exitCode() != 0)
-        return std::nullopt;
-    return process.readAllStandardOutput();
-}
-
-// A Python program's Tk window of the given class and title.
 std::unique_ptr<Program> tkWindow(const QString& windowClass, const QString& title) {
-    return std::make_unique<Program>(
-        u"/usr/bin/python3"_s,
-        QStringList{QStringLiteral(ORVANE_TESTS_DIR "/tk_window.py"), windowClass, title});
+    return testsupport::tkWindow(QStringLiteral(ORVANE_TESTS_DIR "/tk_window.py"), windowClass, title);
 }
 
 } // namespace
