@@ -82,6 +82,7 @@ void AppDelegate::wireFlows() {
             [this] { m_services.meter->setActive(m_tuneIn.state() == TuneIn::State::recording); });
     wireCallDetector();
     m_services.nudges->setAvoid([hud = m_services.hud.get()] { return hud->frame(); });
+    m_services.hud->onFrameChanged = [nudges = m_services.nudges.get()] { nudges->avoidMoved(); };
 }
 
 // The order is a decision: recovery comes after every timer is set and before the first menu is built.

@@ -4,6 +4,7 @@
 
 #include <QDateTime>
 #include <QRect>
+#include <functional>
 #include <optional>
 
 // The recording panel as the tuning-in flow sees it: a window on the screen in the app, a record in tests.
@@ -17,4 +18,7 @@ public:
     virtual void hide() = 0;
     // Where the panel is while it shows, for nudges to keep clear of.
     virtual std::optional<QRect> frame() const = 0;
+
+    // The frame moved or changed size. Main thread.
+    std::function<void()> onFrameChanged;
 };

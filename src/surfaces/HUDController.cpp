@@ -82,6 +82,7 @@ void HUDController::fit() {
     // A pill left near the left edge grows into a card that still fits on its screen.
     origin.setX(std::max(origin.x(), available.left() - m));
     m_panel->place(origin);
+    if (onFrameChanged) onFrameChanged();
 }
 
 // Only the user's drags are stored: never the controller's own placing, nor a drag of the dot, whose place
@@ -89,4 +90,5 @@ void HUDController::fit() {
 void HUDController::storeCorner() {
     if (m_model.mode() == HUDModel::Mode::dot) return;
     m_d.setValue(cornerKey, HUDCorner::text(m_panel->cardFrame().topRight()));
+    if (onFrameChanged) onFrameChanged();
 }

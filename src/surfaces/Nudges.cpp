@@ -9,6 +9,10 @@ Nudges::~Nudges() {
     m_display->withdraw();
 }
 
+void Nudges::avoidMoved() {
+    if (m_kind && m_avoid) m_display->keepClearOf(m_avoid());
+}
+
 void Nudges::show(Nudge nudge) {
     if (m_kind && nudge.priority < m_priority) return;
     dismiss();

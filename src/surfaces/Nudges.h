@@ -42,6 +42,8 @@ public:
 
     // A screen area to keep clear of, asked each time a nudge appears (the recording panel's frame).
     void setAvoid(std::function<std::optional<QRect>()> avoid) { m_avoid = std::move(avoid); }
+    // The area changed (the panel grew into its card, or was dragged): the nudge on screen moves out of it.
+    void avoidMoved();
 
 private:
     std::unique_ptr<NudgeDisplay> m_display;

@@ -32,6 +32,11 @@ void ScreenNudgeDisplay::present(const NudgeView& view, std::optional<QRect> avo
     panel->appear(m_motion());
 }
 
+void ScreenNudgeDisplay::keepClearOf(std::optional<QRect> avoid) {
+    if (const QScreen* screen = QGuiApplication::primaryScreen(); m_panel && screen)
+        m_panel->place(nudgeOrigin(screen->availableGeometry(), m_panel->size(), avoid));
+}
+
 void ScreenNudgeDisplay::withdraw() {
     if (!m_panel) return;
     m_panel->hide();

@@ -22,6 +22,7 @@ public:
     ~ScreenNudgeDisplay() override;
 
     void present(const NudgeView& view, std::optional<QRect> avoid) override;
+    void keepClearOf(std::optional<QRect> avoid) override;
     void withdraw() override;
 
     // The panel on screen, if any.

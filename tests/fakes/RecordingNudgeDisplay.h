@@ -17,6 +17,7 @@ public:
         shown.push_back({view, avoid});
         onScreen = true;
     }
+    void keepClearOf(std::optional<QRect> avoid) override { shown.back().avoid = avoid; }
     void withdraw() override { onScreen = false; }
 
     const NudgeView& last() const { return shown.back().view; }

@@ -6,6 +6,8 @@
 #include "surfaces/HUDCorner.h"
 #include "surfaces/HUDPanel.h"
 #include "surfaces/HUDViews.h"
+#include "surfaces/Nudges.h"
+#include "surfaces/ScreenNudgeDisplay.h"
 #include "surfaces/design/LiveMeter.h"
 #include "surfaces/design/OVCard.h"
 
@@ -129,6 +131,20 @@ private slots:
         QCOMPARE(xProperty(panel, "_NET_WM_DESKTOP"), QStringLiteral("4294967295"));
         QCOMPARE(xProperty(panel, "_NET_WM_PID"), QString::number(getpid()));
 
+        // A nudge beside the panel stays clear of it as it grows.
+        auto display = std::make_unique<ScreenNudgeDisplay>([] { return Motion(true); }, x11Desktop());
+        ScreenNudgeDisplay& nudgeScreen = *display;
+        Nudges nudges(std::move(display));
+        nudges.setAvoid([&] { return recording.hud.frame(); });
+        recording.hud.onFrameChanged = [&] { nudges.avoidMoved(); };
+        nudges.show(
+            {.kind = QStringLiteral("callEnded"), .title = QStringLiteral("Call ended \u2014 wrap up?")});
+        const auto nudgeClear = [&] {
+            const auto* nudge = dynamic_cast<const FloatingPanel*>(nudgeScreen.panel());
+            return nudge && !nudge->cardFrame().intersects(*recording.hud.frame());
+        };
+        QVERIFY(nudgeClear());
+
         const QPoint pill = recording.hud.frame()->center();
         QVERIFY(xdotool({QStringLiteral("mousemove"), QString::number(pill.x()), QString::number(pill.y()),
                          QStringLiteral("click"), QStringLiteral("1")}));
@@ -154,6 +170,8 @@ private slots:
         for (const QString& text : texts)
             QTRY_VERIFY2_WITH_TIMEOUT(fullHeight(text), qPrintable(text), 5000);
         QTRY_COMPARE_WITH_TIMEOUT(cornerOf(panel), defaultCorner(), 5000);
+        QVERIFY(nudgeClear());
+        QCOMPARE(activeWindow(), users);
     }
 
     void aDragIsRememberedForTheNextRecording() {
