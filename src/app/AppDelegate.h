@@ -19,6 +19,7 @@ class MicUsage;
 class PinQueue;
 class QSessionManager;
 class QSystemTrayIcon;
+class WindowBox;
 class WindowShortcuts;
 class Windows;
 class WorkdayTracker;
@@ -45,6 +46,8 @@ public:
     TerminateReply applicationShouldTerminate();
     bool quitAfterSave() const { return m_quitAfterSave; }
 
+    // Opens the settings window, or brings it to the user.
+    void openSettings();
     // Redraws what the tray shows of the state.
     void rebuildMenu();
     // The menu as plain text, one row a line.
@@ -59,6 +62,7 @@ public:
     Pinning& pinning() { return m_pinning; }
     CallDetector& detector() { return *m_detector; }
     const UploadState::State& upload() const { return m_upload.state(); }
+    WindowBox& windows() { return *m_windowBox; }
 
 signals:
     void menuRebuilt();
@@ -92,6 +96,8 @@ private:
     std::unique_ptr<QSystemTrayIcon> m_statusItem;
     std::unique_ptr<WindowShortcuts> m_shortcuts;
     TuneIn m_tuneIn;
+    // The settings window and the other small windows of their own.
+    std::unique_ptr<WindowBox> m_windowBox;
     std::unique_ptr<PinQueue> m_pins;
     Pinning m_pinning;
     QTimer m_todoTimer;

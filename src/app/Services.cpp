@@ -3,6 +3,7 @@
 #include "core/Paths.h"
 #include "os/linux/Backends.h"
 #include "os/linux/DesktopAnimations.h"
+#include "os/linux/X11Desktops.h"
 #include "os/linux/X11Panels.h"
 #include "os/linux/X11WindowActivation.h"
 #include "surfaces/DesktopBrowser.h"
@@ -13,6 +14,7 @@
 
 #include <QGuiApplication>
 #include <QScreen>
+#include <QWidget>
 
 std::unique_ptr<Services> Services::build(const Config& config) {
     auto s = std::make_unique<Services>();
@@ -58,6 +60,12 @@ std::unique_ptr<Services> Services::build(const Config& config) {
     // Alerts come up when Orvane has no window in front: the window manager is asked to raise them.
     s->prompter =
         std::make_unique<DialogPrompter>([](WId window) { os::activateX11Window(quint32(window)); });
+    // The window manager raises a window only when asked as a task bar asks; without X, nothing to ask.
+    if (QGuiApplication::platformName() == QLatin1String("xcb"))
+        s->bringForward = [](QWidget& window) {
+            os::moveX11WindowToCurrentDesktop(quint32(window.winId()));
+            os::activateX11Window(quint32(window.winId()));
+        };
     s->meter = std::make_unique<LiveMeter>();
     s->selectRegion = [](Pinning::Region done) {
         // The primary screen is frozen as the recording sees it, without Orvane's own windows.

@@ -6,7 +6,7 @@
 
 #include <QPointer>
 
-SignIn::SignIn(std::function<void(const QUrl&)> openBrowser, QObject* parent)
+SignIn::SignIn(std::function<bool(const QUrl&)> openBrowser, QObject* parent)
     : QObject(parent), m_openBrowser(std::move(openBrowser)) {}
 
 bool SignIn::busy() const {
@@ -32,7 +32,11 @@ void SignIn::begin(Settings& settings) {
 }
 
 void SignIn::reopen() {
-    if (const auto* waiting = std::get_if<Waiting>(&m_phase)) m_openBrowser(waiting->url);
+    const auto* waiting = std::get_if<Waiting>(&m_phase);
+    if (!waiting) return;
+    Waiting again = *waiting;
+    again.pageOpened = m_openBrowser(again.url);
+    if (!(again == *waiting)) enter(again);
 }
 
 void SignIn::cancel() {
@@ -64,8 +68,8 @@ QCoro::Task<> SignIn::run(QString base, Settings* settings, CancelFlag cancelled
             settings->network(), base,
             [self](DeviceStart code) -> QCoro::Task<> {
                 if (self) {
-                    self->enter(Waiting{code.userCode, code.verifyURL});
-                    self->m_openBrowser(code.verifyURL);
+                    const bool opened = self->m_openBrowser(code.verifyURL);
+                    self->enter(Waiting{code.userCode, code.verifyURL, opened});
                 }
                 co_return;
             },
