@@ -9,6 +9,10 @@
 SignIn::SignIn(std::function<bool(const QUrl&)> openBrowser, QObject* parent)
     : QObject(parent), m_openBrowser(std::move(openBrowser)) {}
 
+SignIn::~SignIn() {
+    if (m_cancelled) *m_cancelled = true;
+}
+
 bool SignIn::busy() const {
     return std::holds_alternative<Starting>(m_phase) || std::holds_alternative<Waiting>(m_phase) ||
            std::holds_alternative<Finishing>(m_phase);

@@ -38,6 +38,9 @@ public:
 
     // `openBrowser` shows the approval page and answers whether a browser took it.
     explicit SignIn(std::function<bool(const QUrl&)> openBrowser, QObject* parent = nullptr);
+    // A flow still running stops at its next sleep or request: it sends through the settings' network
+    // manager, which may go with this.
+    ~SignIn() override;
 
     const Phase& phase() const { return m_phase; }
     bool busy() const;
