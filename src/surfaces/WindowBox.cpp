@@ -58,17 +58,30 @@ protected:
         // A view that grows (a sign-in's projects arriving) makes its window taller, as far as the screen
         // allows, rather than hide its bottom row below a scroll.
         if (watched == view() && event->type() == QEvent::LayoutRequest && isVisible()) {
-            const int wanted = std::min(heightAt(view()->width()), screenRoom().height());
-            if (wanted > height()) resize(width(), wanted);
+            const QRect room = screenRoom();
+            const int wanted = std::min(heightAt(view()->width()), room.height());
+            if (wanted > height()) {
+                resize(width(), wanted);
+                keepOnScreen();
+            }
         }
         if (watched == windowHandle() && event->type() == QEvent::Expose && windowHandle()->isExposed()) {
             windowHandle()->removeEventFilter(this);
+            keepOnScreen(); // where the window manager placed it
             if (m_exposed) std::exchange(m_exposed, {})();
         }
         return QWidget::eventFilter(watched, event);
     }
 
 private:
+    // Moves the window up as far as it reaches past the bottom of the screen.
+    void keepOnScreen() {
+        const QScreen* screen = QGuiApplication::primaryScreen();
+        if (!screen) return;
+        const QRect room = screen->availableGeometry();
+        const int below = frameGeometry().bottom() - room.bottom();
+        if (below > 0) move(x(), std::max(room.top(), y() - below));
+    }
     QWidget* view() const { return m_scroll->widget(); }
     int heightAt(int width) const {
         return view()->hasHeightForWidth() ? view()->heightForWidth(width) : view()->sizeHint().height();
@@ -76,7 +89,8 @@ private:
     static QRect screenRoom() {
         const QScreen* screen = QGuiApplication::primaryScreen();
         const QRect room = screen ? screen->availableGeometry() : QRect(0, 0, 1024, 768);
-        return room.adjusted(0, 0, 0, -48); // the window manager's title bar
+        // Room for the window manager's frame and for wherever it places the window.
+        return room.adjusted(0, 0, 0, -room.height() / 8);
     }
 
     std::function<void()> m_closing;
