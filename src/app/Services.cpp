@@ -60,12 +60,7 @@ std::unique_ptr<Services> Services::build(const Config& config) {
     // Alerts come up when Orvane has no window in front: the window manager is asked to raise them.
     s->prompter =
         std::make_unique<DialogPrompter>([](WId window) { os::activateX11Window(quint32(window)); });
-    // The window manager raises a window only when asked as a task bar asks; without X, nothing to ask.
-    if (QGuiApplication::platformName() == QLatin1String("xcb"))
-        s->bringForward = [](QWidget& window) {
-            os::moveX11WindowToCurrentDesktop(quint32(window.winId()));
-            os::activateX11Window(quint32(window.winId()));
-        };
+    s->bringForward = windowBringer();
     s->meter = std::make_unique<LiveMeter>();
     s->selectRegion = [](Pinning::Region done) {
         // The primary screen is frozen as the recording sees it, without Orvane's own windows.
@@ -79,4 +74,13 @@ std::unique_ptr<Services> Services::build(const Config& config) {
     s->askNote = [](const QImage& image, bool recording) { return PinCapture::askNote(image, recording); };
     s->hud = std::make_unique<HUDController>(*s->defaults, *s->meter, desktop, motion, s->now);
     return s;
+}
+
+// The window manager raises a window only when asked as a task bar asks; without X, nothing to ask.
+std::function<void(QWidget&)> Services::windowBringer() {
+    if (QGuiApplication::platformName() != QLatin1String("xcb")) return {};
+    return [](QWidget& window) {
+        os::moveX11WindowToCurrentDesktop(quint32(window.winId()));
+        os::activateX11Window(quint32(window.winId()));
+    };
 }

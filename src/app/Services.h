@@ -69,4 +69,6 @@ struct Services {
     std::function<std::optional<QString>(const QImage&, bool recording)> askNote;
 
     static std::unique_ptr<Services> build(const Config& config);
+    // How windows asked for again reach the user on this display: through the X window manager, or nothing.
+    static std::function<void(QWidget&)> windowBringer();
 };
