@@ -138,6 +138,12 @@ private slots:
             for (const QString& scheme : {QStringLiteral("dark"), QStringLiteral("light")})
                 QVERIFY2(!picture(QStringLiteral("nudge-%1-%2").arg(kind, scheme)).isNull(),
                          qPrintable(kind));
+        for (const QString& state :
+             {QStringLiteral("signed-out"), QStringLiteral("code"), QStringLiteral("signed-in"),
+              QStringLiteral("account-error"), QStringLiteral("legacy-tested")})
+            for (const QString& scheme : {QStringLiteral("dark"), QStringLiteral("light")})
+                QVERIFY2(!picture(QStringLiteral("settings-%1-%2").arg(state, scheme)).isNull(),
+                         qPrintable(state));
         // Each palette has its own ground.
         QVERIFY(qGray(picture(QStringLiteral("design-orb-dark")).pixel(1, 1)) < 30);
         QVERIFY(qGray(picture(QStringLiteral("design-orb-light")).pixel(1, 1)) > 230);
