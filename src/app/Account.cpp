@@ -21,7 +21,7 @@ QString projectList(const QList<Workspace>& projects) {
 
 Account::Account(Needs needs, QObject* parent)
     : QObject(parent), m_settings(needs.settings), m_nudges(needs.nudges),
-      m_signIn([&browser = needs.browser](const QUrl& url) { browser.open(url); }) {
+      m_signIn([&browser = needs.browser](const QUrl& url) { return browser.open(url); }) {
     connect(&m_signIn, &SignIn::phaseChanged, this, &Account::showSignInPhase);
     const QPointer<Account> self(this);
     m_signIn.onSignedIn = [self] {
@@ -109,27 +109,22 @@ void Account::signedIn() {
 }
 
 void Account::startSignIn() {
+    emit settingsWanted();
     if (!m_settings.signedIn()) m_signIn.begin(m_settings);
     emit changed();
 }
 
+void Account::signOut() {
+    if (m_signIn.busy()) m_signIn.cancel();
+    m_settings.signOut();
+    slog(QStringLiteral("signed out"));
+    emit changed();
+}
+
 void Account::showSignInPhase() {
-    // The settings window shows the sign-in in full; until it is open the code stands in a nudge and the log.
-    const QPointer<Account> self(this);
-    if (const auto* waiting = std::get_if<SignIn::Waiting>(&m_signIn.phase())) {
-        m_nudges.show(
-            {.kind = QStringLiteral("signIn"),
-             .priority = 2,
-             .title = QStringLiteral("Sign in with code %1").arg(waiting->code),
-             .message = QStringLiteral("Approve this code on the page that opened in your browser."),
-             .buttons = {{QStringLiteral("Cancel"), false,
-                          [self] {
-                              if (self) self->m_signIn.cancel();
-                          }},
-                         {QStringLiteral("Open the page again"), true, [self] {
-                              if (self) self->m_signIn.reopen();
-                          }}}});
-    } else if (const auto* failed = std::get_if<SignIn::Failed>(&m_signIn.phase())) {
+    // The settings window shows every phase in full; a failure also comes as a nudge, since the window may
+    // have been closed while the code waited for the approval.
+    if (const auto* failed = std::get_if<SignIn::Failed>(&m_signIn.phase())) {
         slog(QStringLiteral("sign-in failed: ") + failed->message);
         m_nudges.show({.kind = QStringLiteral("signIn"),
                        .priority = 2,

@@ -29,14 +29,19 @@ public:
     void refreshAccount(std::function<void()> then = {});
     // What follows a finished sign-in.
     void signedIn();
-    // The menu's and nudges' way into the sign-in.
+    // The menu's and nudges' way into the sign-in: the settings window, with a sign-in under way unless
+    // signed in already.
     void startSignIn();
+    // Ends a sign-in under way and forgets the account.
+    void signOut();
 
     SignIn& signIn() { return m_signIn; }
     const SignIn& signIn() const { return m_signIn; }
 
 signals:
     void changed();
+    // The settings window is wanted in front, where the sign-in shows.
+    void settingsWanted();
     // Recordings waited for the sign-in and now have somewhere to go.
     void uploadsWanted();
 
@@ -47,6 +52,6 @@ private:
     void showSignInPhase();
 
     Settings& m_settings;
-    Nudges& m_nudges;
+    Nudges& m_nudges; // a sign-in that fails while the window is closed still reaches the user
     SignIn m_signIn;
 };

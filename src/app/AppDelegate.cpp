@@ -9,7 +9,9 @@
 #include "surfaces/HotKeys.h"
 #include "surfaces/Notify.h"
 #include "surfaces/Nudges.h"
+#include "surfaces/SettingsView.h"
 #include "surfaces/StatusIcon.h"
+#include "surfaces/WindowBox.h"
 #include "surfaces/WindowShortcuts.h"
 #include "surfaces/menu/MenuBuilder.h"
 #include "voice/PinQueue.h"
@@ -55,8 +57,9 @@ AppDelegate::AppDelegate(Services& services, Arguments args)
       m_tuneIn({*services.settings, *services.nudges, *services.prompter, *services.permission, *services.hud,
                 *m_detector, *m_mic, *m_windows, services.capture,
                 [&services] { return ScreenAccess::works(*services.screen); }, services.now}),
-      m_pins(std::make_unique<PinQueue>()), m_pinning({*services.nudges, *services.hud, m_tuneIn, *m_pins,
-                                                       services.selectRegion, services.askNote}),
+      m_windowBox(std::make_unique<WindowBox>(services.bringForward)), m_pins(std::make_unique<PinQueue>()),
+      m_pinning(
+          {*services.nudges, *services.hud, m_tuneIn, *m_pins, services.selectRegion, services.askNote}),
       m_menu(*services.defaults), m_hotKeys(std::make_unique<HotKeys>(*services.hotKeys)) {
     wireFlows();
 }
@@ -73,6 +76,7 @@ void AppDelegate::wireFlows() {
     connect(&m_reviews, &Reviews::changed, this, &AppDelegate::rebuildMenu);
     connect(&m_account, &Account::changed, this, &AppDelegate::rebuildMenu);
     connect(&m_account, &Account::uploadsWanted, &m_uploads, &Uploads::retryUploads);
+    connect(&m_account, &Account::settingsWanted, this, &AppDelegate::openSettings);
     connect(&m_activity, &Activity::workdayUploaded, this, &AppDelegate::rebuildMenu);
     connect(&m_tuneIn, &TuneIn::changed, this, &AppDelegate::rebuildMenu);
     connect(&m_tuneIn, &TuneIn::saved, this, &AppDelegate::recordingSaved);
@@ -142,6 +146,14 @@ void AppDelegate::registerHotKeys() {
                                 .voiceUp = [] { slog(QStringLiteral("voice key up")); }});
 }
 
+// Timers read their settings at each tick, so a change acts at the next one; the menu shows it at once.
+void AppDelegate::openSettings() {
+    Services& s = m_services;
+    auto* view = new SettingsView({*s.settings, m_account.signIn(), *s.browser, [this] { rebuildMenu(); },
+                                   [this] { m_account.signOut(); }, [this] { m_account.refreshAccount(); }});
+    m_windowBox->show(SettingsView::windowKey, SettingsView::title, view);
+}
+
 void AppDelegate::rebuildMenu() {
     if (m_statusItem) {
         const QString state = UploadState::line(m_upload.state());
@@ -170,7 +182,10 @@ QString AppDelegate::launchLine() const {
 }
 
 void AppDelegate::runLaunchModes() {
-    if (m_modes.preview) showPreviewNudge();
+    if (m_modes.preview) {
+        openSettings();
+        showPreviewNudge();
+    }
     if (m_modes.retryPending) m_uploads.retryUploads();
     if (m_modes.signIn) m_account.startSignIn();
 }

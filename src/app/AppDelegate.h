@@ -22,6 +22,7 @@ class MicUsage;
 class PinQueue;
 class QSessionManager;
 class QSystemTrayIcon;
+class WindowBox;
 class WindowShortcuts;
 class Windows;
 class WorkdayTracker;
@@ -48,6 +49,8 @@ public:
     TerminateReply applicationShouldTerminate();
     bool quitAfterSave() const { return m_quitAfterSave; }
 
+    // Opens the settings window, or brings it to the user.
+    void openSettings();
     // Rebuilds what the tray panel shows of the state.
     void rebuildMenu();
     const MenuModel& menu() const { return m_menu; }
@@ -62,6 +65,7 @@ public:
     HotKeys& hotKeys() { return *m_hotKeys; }
     CallDetector& detector() { return *m_detector; }
     const UploadState::State& upload() const { return m_upload.state(); }
+    WindowBox& windows() { return *m_windowBox; }
 
 signals:
     void menuRebuilt();
@@ -98,6 +102,8 @@ private:
     std::unique_ptr<QSystemTrayIcon> m_statusItem;
     std::unique_ptr<WindowShortcuts> m_shortcuts;
     TuneIn m_tuneIn;
+    // The settings window and the other small windows of their own.
+    std::unique_ptr<WindowBox> m_windowBox;
     std::unique_ptr<PinQueue> m_pins;
     Pinning m_pinning;
     MenuModel m_menu;

@@ -1,11 +1,18 @@
 #include "app/Previews.h"
 
 #include "app/IconSet.h"
+#include "core/Keychain.h"
 #include "core/Paths.h"
+#include "os/FileSecretStore.h"
+#include "server/Settings.h"
+#include "server/SignIn.h"
+#include "surfaces/Browser.h"
 #include "surfaces/HUDViews.h"
 #include "surfaces/NudgeCard.h"
 #include "surfaces/Nudges.h"
 #include "surfaces/PrompterView.h"
+#include "surfaces/SettingsLegacy.h"
+#include "surfaces/SettingsView.h"
 #include "surfaces/StatusIcon.h"
 #include "surfaces/design/Appearance.h"
 #include "surfaces/design/Kbd.h"
@@ -22,7 +29,9 @@
 #include "voice/NoteCard.h"
 
 #include <QBoxLayout>
+#include <QNetworkAccessManager>
 #include <QPainter>
+#include <QTemporaryDir>
 #include <memory>
 
 namespace Previews {
@@ -360,6 +369,80 @@ QWidget* hudView(const HUDSample& sample) {
     return holder;
 }
 
+// The settings window in each state of the account, on settings and a key store of its own that go with it.
+class SettingsPictures {
+public:
+    struct Sample {
+        const char* name;
+        std::function<void(Settings&, SignIn&)> state;
+        bool legacyTested = false;
+    };
+
+    static std::vector<Sample> samples() {
+        const QUrl page(QStringLiteral("https://orvane.app/app/device?code=WXYZ-1234"));
+        const auto signedIn = [](Settings& s, const std::optional<QString>& error) {
+            s.signIn(QStringLiteral("key"), QStringLiteral("ada@example.com"),
+                     QStringLiteral("Ada Lovelace"));
+            Workspace launch = Workspace::make(QStringLiteral("Launch plan"),
+                                               QStringLiteral("https://orvane.app/app/p/launch"));
+            launch.slug = QStringLiteral("launch");
+            Workspace research = Workspace::make(QStringLiteral("Research"),
+                                                 QStringLiteral("https://orvane.app/app/p/research"));
+            research.slug = QStringLiteral("research");
+            s.apply({QStringLiteral("ada@example.com"), QStringLiteral("Ada Lovelace"), std::nullopt},
+                    {launch, research});
+            s.setAccountError(error);
+        };
+        return {
+            {"signed-out", [](Settings&, SignIn&) {}},
+            {"getting-code", [](Settings&, SignIn& in) { in.preview(SignIn::Starting{}); }},
+            {"code",
+             [page](Settings&, SignIn& in) {
+                 in.preview(SignIn::Waiting{QStringLiteral("WXYZ-1234"), page});
+             }},
+            {"code-no-browser",
+             [page](Settings&, SignIn& in) {
+                 in.preview(SignIn::Waiting{QStringLiteral("WXYZ-1234"), page, false});
+             }},
+            {"failed",
+             [](Settings&, SignIn& in) {
+                 in.preview(SignIn::Failed{QStringLiteral("The sign-in was declined in the browser.")});
+             }},
+            {"signed-in", [signedIn](Settings& s, SignIn&) { signedIn(s, std::nullopt); }},
+            {"account-error",
+             [signedIn](Settings& s, SignIn&) {
+                 signedIn(s,
+                          QStringLiteral("the sign-in is no longer valid \u2014 sign out and sign in again"));
+             }},
+            {"legacy-tested", [](Settings&, SignIn&) {}, true},
+        };
+    }
+
+    void render(const Sample& sample, ColorScheme scheme, const QString& path) {
+        QTemporaryDir dir;
+        os::FileSecretStore secrets(dir.filePath(QStringLiteral("secrets.json")));
+        Keychain keychain(secrets, QStringLiteral("orvane.previews"));
+        QSettings store(dir.filePath(QStringLiteral("orvane.conf")), QSettings::IniFormat);
+        const auto network = API::makeNetwork();
+        Settings settings(store, keychain, *network);
+        SignIn signIn([](const QUrl&) { return true; });
+        sample.state(settings, signIn);
+        auto* view = new SettingsView({settings, signIn, m_browser, [] {}, [] {}, [] {}});
+        view->useScheme(scheme);
+        if (sample.legacyTested) {
+            view->legacy()->select(settings.workspaces().first().id);
+            view->legacy()->previewTest(QStringLiteral("\u2713 Connected as Ada Lovelace"));
+        }
+        view->setFixedWidth(660);
+        save(view, scheme, path);
+    }
+
+private:
+    struct NoBrowser final : Browser {
+        bool open(const QUrl&) override { return false; }
+    } m_browser;
+};
+
 void renderDesign(const QString& dir) {
     const std::pair<ColorScheme, QLatin1String> schemes[] = {{ColorScheme::dark, QLatin1String("dark")},
                                                              {ColorScheme::light, QLatin1String("light")}};
@@ -375,6 +458,11 @@ void renderDesign(const QString& dir) {
         for (const HUDSample& sample : hudSamples())
             save(hudView(sample), scheme,
                  QStringLiteral("%1/hud-%2-%3.png").arg(dir, QLatin1String(sample.name), schemeName));
+        SettingsPictures settings;
+        for (const SettingsPictures::Sample& sample : SettingsPictures::samples())
+            settings.render(
+                sample, scheme,
+                QStringLiteral("%1/settings-%2-%3.png").arg(dir, QLatin1String(sample.name), schemeName));
     }
 }
 

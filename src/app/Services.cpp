@@ -3,6 +3,7 @@
 #include "core/Paths.h"
 #include "os/linux/Backends.h"
 #include "os/linux/DesktopAnimations.h"
+#include "os/linux/X11Desktops.h"
 #include "os/linux/X11Panels.h"
 #include "os/linux/X11WindowActivation.h"
 #include "surfaces/DesktopBrowser.h"
@@ -13,6 +14,7 @@
 
 #include <QGuiApplication>
 #include <QScreen>
+#include <QWidget>
 
 std::unique_ptr<Services> Services::build(const Config& config) {
     auto s = std::make_unique<Services>();
@@ -61,6 +63,7 @@ std::unique_ptr<Services> Services::build(const Config& config) {
     // raise them.
     const auto activate = [](WId window) { os::activateX11Window(quint32(window)); };
     s->prompter = std::make_unique<DialogPrompter>(activate);
+    s->bringForward = windowBringer();
     s->meter = std::make_unique<LiveMeter>();
     s->selectRegion = [](Pinning::Region done) {
         // The primary screen is frozen as the recording sees it, without Orvane's own windows.
@@ -76,4 +79,13 @@ std::unique_ptr<Services> Services::build(const Config& config) {
     };
     s->hud = std::make_unique<HUDController>(*s->defaults, *s->meter, desktop, motion, s->now);
     return s;
+}
+
+// The window manager raises a window only when asked as a task bar asks; without X, nothing to ask.
+std::function<void(QWidget&)> Services::windowBringer() {
+    if (QGuiApplication::platformName() != QLatin1String("xcb")) return {};
+    return [](QWidget& window) {
+        os::moveX11WindowToCurrentDesktop(quint32(window.winId()));
+        os::activateX11Window(quint32(window.winId()));
+    };
 }

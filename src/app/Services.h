@@ -29,6 +29,8 @@
 #include <memory>
 
 // The composition root's long-lived services, built once with the operating-system backends picked here.
+class QWidget;
+
 struct Services {
     Config config;
     Clock now = systemNow;
@@ -59,6 +61,8 @@ struct Services {
     // The level and activity of the recording, for the panel's orb.
     std::unique_ptr<LiveMeter> meter;
     std::unique_ptr<Prompter> prompter;
+    // Brings a window asked for again to the user's desktop and front; empty where the desktop does it.
+    std::function<void(QWidget&)> bringForward;
     // The recording panel, made at the start and shown by the first recording.
     std::unique_ptr<HUD> hud;
     // The capture of each new recording.
@@ -68,4 +72,6 @@ struct Services {
     std::function<void(const QImage&, bool recording, std::function<void(std::optional<QString>)>)> askNote;
 
     static std::unique_ptr<Services> build(const Config& config);
+    // How windows asked for again reach the user on this display: through the X window manager, or nothing.
+    static std::function<void(QWidget&)> windowBringer();
 };

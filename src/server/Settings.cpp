@@ -151,11 +151,11 @@ void Settings::load() {
     m_autoPin = readBool(m_d, "autoPin", true);
     m_liveHearing = readBool(m_d, "liveHearing", true);
     m_breakReminders = readBool(m_d, "breakReminders", true);
-    m_breakMinutes = readInt(m_d, "breakMinutes", 50);
+    m_breakMinutes = readInt(m_d, "breakMinutes", defaultBreakMinutes);
     m_workoutOn = readBool(m_d, "workoutOn", true);
-    m_workoutMinute = readInt(m_d, "workoutMinute", 1050);
+    m_workoutMinute = readInt(m_d, "workoutMinute", defaultWorkoutMinute);
     m_wrapOn = readBool(m_d, "wrapOn", true);
-    m_wrapMinute = readInt(m_d, "wrapMinute", 1080);
+    m_wrapMinute = readInt(m_d, "wrapMinute", defaultWrapMinute);
 
     // 2. A valid active workspace.
     const bool activeKnown =
@@ -308,8 +308,12 @@ bool Settings::projectMode() const {
     return signedIn() && !m_projects.isEmpty();
 }
 
+bool Settings::legacyServers() const {
+    return readBool(m_d, "legacyServers", true);
+}
+
 bool Settings::showLegacy() const {
-    if (!readBool(m_d, "legacyServers", true)) return false;
+    if (!legacyServers()) return false;
     return !signedIn() || m_projects.isEmpty();
 }
 

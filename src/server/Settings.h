@@ -50,7 +50,10 @@ public:
     void setActiveID(const std::optional<QUuid>& id);
     void setNames(const QMap<QString, QString>& names);
 
-    // Preferences.
+    // Preferences. A number out of its range in the file is shown as its default until the user sets one.
+    static constexpr int defaultBreakMinutes = 50;
+    static constexpr int defaultWorkoutMinute = 1050; // 17:30
+    static constexpr int defaultWrapMinute = 1080;    // 18:00
     bool autoFileTeamCalls() const { return m_autoFileTeamCalls; }
     bool trackWorkday() const { return m_trackWorkday; }
     bool includeTitles() const { return m_includeTitles; }
@@ -88,6 +91,8 @@ public:
     void apply(const AccountInfo& account, const QList<Workspace>& projects);
     void signOut();
     bool projectMode() const;
+    // Whether the old per-workspace servers are offered at all: the `legacyServers` key, on when absent.
+    bool legacyServers() const;
     bool showLegacy() const;
 
     // Destinations.
@@ -157,9 +162,9 @@ private:
     bool m_autoPin = true;
     bool m_liveHearing = true;
     bool m_breakReminders = true;
-    int m_breakMinutes = 50;
+    int m_breakMinutes = defaultBreakMinutes;
     bool m_workoutOn = true;
-    int m_workoutMinute = 1050;
+    int m_workoutMinute = defaultWorkoutMinute;
     bool m_wrapOn = true;
-    int m_wrapMinute = 1080;
+    int m_wrapMinute = defaultWrapMinute;
 };

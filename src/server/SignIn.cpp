@@ -6,8 +6,12 @@
 
 #include <QPointer>
 
-SignIn::SignIn(std::function<void(const QUrl&)> openBrowser, QObject* parent)
+SignIn::SignIn(std::function<bool(const QUrl&)> openBrowser, QObject* parent)
     : QObject(parent), m_openBrowser(std::move(openBrowser)) {}
+
+SignIn::~SignIn() {
+    if (m_cancelled) *m_cancelled = true;
+}
 
 bool SignIn::busy() const {
     return std::holds_alternative<Starting>(m_phase) || std::holds_alternative<Waiting>(m_phase) ||
@@ -32,7 +36,11 @@ void SignIn::begin(Settings& settings) {
 }
 
 void SignIn::reopen() {
-    if (const auto* waiting = std::get_if<Waiting>(&m_phase)) m_openBrowser(waiting->url);
+    const auto* waiting = std::get_if<Waiting>(&m_phase);
+    if (!waiting) return;
+    Waiting again = *waiting;
+    again.pageOpened = m_openBrowser(again.url);
+    if (!(again == *waiting)) enter(again);
 }
 
 void SignIn::cancel() {
@@ -64,8 +72,8 @@ QCoro::Task<> SignIn::run(QString base, Settings* settings, CancelFlag cancelled
             settings->network(), base,
             [self](DeviceStart code) -> QCoro::Task<> {
                 if (self) {
-                    self->enter(Waiting{code.userCode, code.verifyURL});
-                    self->m_openBrowser(code.verifyURL);
+                    const bool opened = self->m_openBrowser(code.verifyURL);
+                    self->enter(Waiting{code.userCode, code.verifyURL, opened});
                 }
                 co_return;
             },

@@ -23,6 +23,8 @@ public:
     struct Waiting {
         QString code;
         QUrl url;
+        // False when no browser took the approval page: the window then shows its address to copy.
+        bool pageOpened = true;
         bool operator==(const Waiting&) const = default;
     };
     struct Finishing {
@@ -34,7 +36,11 @@ public:
     };
     using Phase = std::variant<Idle, Starting, Waiting, Finishing, Failed>;
 
-    explicit SignIn(std::function<void(const QUrl&)> openBrowser, QObject* parent = nullptr);
+    // `openBrowser` shows the approval page and answers whether a browser took it.
+    explicit SignIn(std::function<bool(const QUrl&)> openBrowser, QObject* parent = nullptr);
+    // A flow still running stops at its next sleep or request: it sends through the settings' network
+    // manager, which may go with this.
+    ~SignIn() override;
 
     const Phase& phase() const { return m_phase; }
     bool busy() const;
@@ -59,7 +65,7 @@ private:
     QCoro::Task<> run(QString base, Settings* settings, CancelFlag cancelled);
     void enter(Phase phase);
 
-    std::function<void(const QUrl&)> m_openBrowser;
+    std::function<bool(const QUrl&)> m_openBrowser;
     Phase m_phase = Idle{};
     CancelFlag m_cancelled; // of the running flow
 };

@@ -6,5 +6,6 @@
 class Browser {
 public:
     virtual ~Browser() = default;
-    virtual void open(const QUrl& url) = 0;
+    // False when no browser took the page (none installed, or a scripted run that only logs it).
+    virtual bool open(const QUrl& url) = 0;
 };

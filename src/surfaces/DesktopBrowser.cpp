@@ -4,10 +4,12 @@
 
 #include <QDesktopServices>
 
-void DesktopBrowser::open(const QUrl& url) {
+bool DesktopBrowser::open(const QUrl& url) {
     if (m_mode == Mode::logOnly) {
         slog(m_logPrefix + url.toString());
-        return;
+        return false;
     }
-    if (!QDesktopServices::openUrl(url)) slog(QStringLiteral("open failed: ") + url.toString());
+    if (QDesktopServices::openUrl(url)) return true;
+    slog(QStringLiteral("open failed, no browser took it: ") + url.toString());
+    return false;
 }

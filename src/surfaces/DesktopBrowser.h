@@ -11,7 +11,7 @@ public:
     enum class Mode { open, logOnly };
     explicit DesktopBrowser(Mode mode, QString logPrefix = QStringLiteral("open "))
         : m_mode(mode), m_logPrefix(std::move(logPrefix)) {}
-    void open(const QUrl& url) override;
+    bool open(const QUrl& url) override;
 
 private:
     Mode m_mode;

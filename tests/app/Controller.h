@@ -71,6 +71,7 @@ public:
         services.notify =
             std::make_unique<Notify>(*services.notifications, *services.browser, *services.settings);
         services.notify->setup({});
+        services.bringForward = Services::windowBringer();
         auto display = std::make_unique<RecordingNudgeDisplay>();
         nudges = display.get();
         services.nudges = std::make_unique<Nudges>(std::move(display));

@@ -1,6 +1,7 @@
 #include "RequiredServices.h"
 #include "core/Keychain.h"
 #include "os/FileSecretStore.h"
+#include "os/linux/Backends.h"
 #include "recording/Session.h"
 #include "recording/Uploader.h"
 #include "server/Platform.h"
@@ -41,6 +42,36 @@ class TestProgram : public QObject {
     QString log() const {
         QFile file(m_home->filePath(QStringLiteral("support/orvane.log")));
         return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
+    }
+    static QByteArray xdotool(const QStringList& args) {
+        QProcess process;
+        process.start(QStringLiteral("xdotool"), args);
+        process.waitForFinished(30000);
+        return process.readAllStandardOutput().trimmed();
+    }
+    // The window as it shows on the screen, taken from the X server by ffmpeg.
+    QImage grab(const QByteArray& window) const {
+        QMap<QString, int> geometry;
+        for (const QByteArray& line : xdotool({QStringLiteral("getwindowgeometry"), QStringLiteral("--shell"),
+                                               QString::fromLatin1(window)})
+                                          .split('\n'))
+            geometry.insert(QString::fromLatin1(line.split('=').first()), line.split('=').last().toInt());
+        const QString file = m_home->filePath(QStringLiteral("window.png"));
+        QProcess ffmpeg;
+        ffmpeg.start(QStringLiteral("ffmpeg"),
+                     {QStringLiteral("-loglevel"), QStringLiteral("error"), QStringLiteral("-y"),
+                      QStringLiteral("-f"), QStringLiteral("x11grab"), QStringLiteral("-video_size"),
+                      QStringLiteral("%1x%2")
+                          .arg(geometry.value(QStringLiteral("WIDTH")))
+                          .arg(geometry.value(QStringLiteral("HEIGHT"))),
+                      QStringLiteral("-i"),
+                      QStringLiteral("%1+%2,%3")
+                          .arg(qEnvironmentVariable("DISPLAY"))
+                          .arg(geometry.value(QStringLiteral("X")))
+                          .arg(geometry.value(QStringLiteral("Y"))),
+                      QStringLiteral("-frames:v"), QStringLiteral("1"), file});
+        ffmpeg.waitForFinished(30000);
+        return QImage(file);
     }
     bool waitForLog(const QString& text, int ms = 20000) const {
         return QTest::qWaitFor([&] { return log().contains(text); }, ms);
@@ -110,6 +141,12 @@ private slots:
             for (const QString& scheme : {QStringLiteral("dark"), QStringLiteral("light")})
                 QVERIFY2(!picture(QStringLiteral("nudge-%1-%2").arg(kind, scheme)).isNull(),
                          qPrintable(kind));
+        for (const QString& state :
+             {QStringLiteral("signed-out"), QStringLiteral("code"), QStringLiteral("signed-in"),
+              QStringLiteral("account-error"), QStringLiteral("legacy-tested")})
+            for (const QString& scheme : {QStringLiteral("dark"), QStringLiteral("light")})
+                QVERIFY2(!picture(QStringLiteral("settings-%1-%2").arg(state, scheme)).isNull(),
+                         qPrintable(state));
         // Each palette has its own ground.
         QVERIFY(qGray(picture(QStringLiteral("design-orb-dark")).pixel(1, 1)) < 30);
         QVERIFY(qGray(picture(QStringLiteral("design-orb-light")).pixel(1, 1)) > 230);
@@ -153,6 +190,63 @@ private slots:
     void withoutSessionBusKeysGoToAPrivateFile() {
         secondCopyGivesWay(true);
         QVERIFY2(log().contains(QStringLiteral("no Secret Service on the session bus")), qPrintable(log()));
+    }
+
+    // The whole program signs in from its settings window: the code shows there, the approval on the platform
+    // turns it to the projects with no click (read off the screen as a user sees it), and closing the window
+    // with Ctrl+W leaves Orvane running.
+    void signInShowsTheWindowUntilTheProjects() {
+        REQUIRE_SERVICE(!qEnvironmentVariableIsEmpty("DISPLAY"), "an X server");
+        LocalPlatform platform;
+        QVERIFY2(platform.isRunning(), qPrintable(platform.error()));
+        qputenv("XDG_CONFIG_HOME", m_home->filePath(QStringLiteral("config")).toUtf8());
+        QVERIFY(QDir().mkpath(m_home->filePath(QStringLiteral("config/Orvane"))));
+        QSettings(Settings::defaultsPath(qEnvironmentVariable("ORVANE_DEFAULTS_SUITE")), QSettings::IniFormat)
+            .setValue(QStringLiteral("platformBase"), platform.base());
+        QProcess p;
+        QProcessEnvironment env = environment();
+        env.insert(QStringLiteral("ORVANE_NO_BROWSER"), QStringLiteral("1"));
+        p.setProcessEnvironment(env);
+        p.start(QStringLiteral(ORVANE_BINARY), {QStringLiteral("--sign-in")});
+        QVERIFY(p.waitForStarted(10000));
+        QVERIFY2(waitForLog(QStringLiteral("sign-in: code ")), qPrintable(log()));
+        const QString code =
+            QRegularExpression(QStringLiteral("sign-in: code (\\S+)")).match(log()).captured(1);
+        const QByteArray window =
+            xdotool({QStringLiteral("search"), QStringLiteral("--sync"), QStringLiteral("--onlyvisible"),
+                     QStringLiteral("--name"), QStringLiteral("^Orvane Settings$")});
+        QVERIFY(window.toULongLong() != 0);
+        QVERIFY(platform.approve(code));
+        QVERIFY2(waitForLog(QStringLiteral("me: dev@orvane.test")), qPrintable(log()));
+        const auto recognizer = os::linux_backends::makeTextRecognizer();
+        QStringList read;
+        const auto readsBrevik = [&] {
+            read.clear();
+            const QImage shown = grab(window);
+            for (const os::TextLine& line : recognizer->recognize(shown, os::TextRecognizer::Level::accurate))
+                read.append(line.text);
+            return read.join(QLatin1Char('\n')).contains(QLatin1String("Brevik"));
+        };
+        QVERIFY2(QTest::qWaitFor(readsBrevik, 20000), qPrintable(read.join(QLatin1Char('\n'))));
+
+        xdotool({QStringLiteral("windowactivate"), QStringLiteral("--sync"), QString::fromLatin1(window),
+                 QStringLiteral("key"), QStringLiteral("ctrl+w")});
+        QVERIFY(QTest::qWaitFor(
+            [&] {
+                return xdotool({QStringLiteral("search"), QStringLiteral("--onlyvisible"),
+                                QStringLiteral("--name"), QStringLiteral("^Orvane Settings$")})
+                    .isEmpty();
+            },
+            10000));
+        // Still there and answering: a second copy finds it and gives way.
+        QProcess second;
+        start(second, {});
+        QVERIFY(second.waitForFinished(20000));
+        QVERIFY(second.readAllStandardError().contains("[Orvane] already running"));
+        QCOMPARE(p.state(), QProcess::Running);
+        p.terminate();
+        QVERIFY(p.waitForFinished(10000));
+        QCOMPARE(p.exitCode(), 0);
     }
 
     // Recordings left on disk reach the platform, each exactly once, with no screen and no tray; the program

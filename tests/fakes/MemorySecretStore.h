@@ -27,6 +27,7 @@ public:
     int put(const QString& service, const QString& account, const QString& label,
             const QByteArray& secret) override {
         const std::lock_guard lock(m_mutex);
+        ++m_puts;
         if (m_locked) return lockedStatus;
         auto it = m_items.find({service, account});
         if (it != m_items.end())
@@ -51,6 +52,11 @@ public:
         const std::lock_guard lock(m_mutex);
         m_items.insert({service, account}, item);
     }
+    // Every write asked of the store, refused ones too: each is a round trip that may prompt the user.
+    int puts() const {
+        const std::lock_guard lock(m_mutex);
+        return m_puts;
+    }
     void lock() {
         const std::lock_guard lock(m_mutex);
         m_locked = true;
@@ -67,5 +73,6 @@ private:
     mutable std::mutex m_mutex;
     QHash<QPair<QString, QString>, Item> m_items;
     bool m_locked = false;
+    int m_puts = 0;
     std::function<void()> m_unlocked;
 };

@@ -23,7 +23,10 @@ class TestSignInPlatform : public QObject {
 
     std::unique_ptr<SignIn> signInTo(const QString& base) {
         m_fixture->settings.setPlatformBase(base);
-        return std::make_unique<SignIn>([this](const QUrl& url) { m_opened.append(url); });
+        return std::make_unique<SignIn>([this](const QUrl& url) {
+            m_opened.append(url);
+            return true;
+        });
     }
     static bool waitForPhase(const SignIn& s, const std::function<bool(const SignIn::Phase&)>& wanted) {
         return QTest::qWaitFor([&] { return wanted(s.phase()); }, 15000);
@@ -153,6 +156,7 @@ private slots:
         m_fixture->settings.setPlatformBase(browserFails ? platform.base() : u"http://127.0.0.1:9"_s);
         SignIn signIn([&](const QUrl&) {
             if (browserFails) throw std::runtime_error("no browser");
+            return true;
         });
         signIn.begin(m_fixture->settings);
         QVERIFY(waitForPhase(signIn, failedWith(u"Couldn\u2019t reach 127.0.0.1: "_s +

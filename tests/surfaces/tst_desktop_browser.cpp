@@ -33,7 +33,7 @@ private slots:
         m_recorder.opened.clear();
         const testsupport::LogWatch log;
         const QUrl page(QStringLiteral("https://orvane.app/app/r/c%3A7"));
-        DesktopBrowser(mode).open(page);
+        QCOMPARE(DesktopBrowser(mode).open(page), opens);
         QCOMPARE(m_recorder.opened, opens ? QList<QUrl>{page} : QList<QUrl>{});
         QCOMPARE(log.text().contains(QLatin1String("open https://orvane.app/app/r/c%3A7")), !opens);
     }

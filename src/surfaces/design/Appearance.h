@@ -2,6 +2,8 @@
 
 #include "surfaces/design/Pal.h"
 
+#include <QPalette>
+
 class QWidget;
 
 // Which palette a component draws with. By default the desktop's: the widget's own resolved palette, which Qt
@@ -9,3 +11,5 @@ class QWidget;
 // preview, a picture) draws itself and everything inside it in that scheme.
 void fixScheme(QWidget* widget, ColorScheme scheme);
 const Pal& palOf(const QWidget* widget);
+// Qt's own controls (fields, lists, pickers) in the palette's colours.
+QPalette controlPalette(const Pal& pal);

@@ -20,6 +20,7 @@ void OVLabel::applyInk() {
     const QColor color = m_ink == Ink::text        ? pal.tx
                          : m_ink == Ink::secondary ? pal.tx2
                          : m_ink == Ink::tertiary  ? pal.tx3
+                         : m_ink == Ink::warning   ? pal.amber
                                                    : pal.ac;
     if (palette().color(QPalette::WindowText) == color) return;
     QPalette ink = palette();

@@ -1,0 +1,66 @@
+#include "surfaces/SettingsView.h"
+
+#include "server/Settings.h"
+#include "surfaces/SettingsAccount.h"
+#include "surfaces/SettingsBehaviour.h"
+#include "surfaces/SettingsLegacy.h"
+#include "surfaces/design/Appearance.h"
+#include "surfaces/design/OVButton.h"
+#include "surfaces/design/OVFont.h"
+#include "surfaces/design/OVLabel.h"
+#include "surfaces/design/OVSection.h"
+
+#include <QBoxLayout>
+#include <QEvent>
+#include <QPainter>
+
+SettingsView::SettingsView(const Needs& needs, QWidget* parent) : QWidget(parent) {
+    setPalette(controlPalette(Pal::system()));
+    setMinimumWidth(640);
+    auto* column = new QVBoxLayout(this);
+    column->setContentsMargins(24, 20, 24, 16);
+    column->setSpacing(6);
+
+    column->addWidget(new OVSection({QStringLiteral("Account"), std::nullopt}));
+    m_account = new AccountSection(
+        {needs.settings, needs.signIn, needs.browser, needs.onChange, needs.onSignOut, needs.refreshAccount});
+    column->addWidget(m_account);
+    column->addSpacing(10);
+    m_behaviour = new BehaviourSection(needs.settings, needs.onChange);
+    column->addWidget(m_behaviour);
+    if (needs.settings.legacyServers()) {
+        column->addSpacing(10);
+        m_legacy = new LegacySection(needs.settings, needs.onChange);
+        column->addWidget(m_legacy);
+    }
+    column->addStretch(1);
+
+    auto* bottom = new QHBoxLayout;
+    bottom->setContentsMargins(0, 12, 0, 0);
+    bottom->addWidget(
+        new OVLabel(QStringLiteral("Shortcuts: Ctrl+Alt+R tune in / wrap up \u00b7 Ctrl+Alt+P pin "
+                                   "\u00b7 hold Ctrl+Alt+Space to speak"),
+                    OVFont::sans(9), OVLabel::Ink::tertiary),
+        1);
+    auto* done = new OVButton(QStringLiteral("Done"), {OVButtonStyle::Kind::primary});
+    connect(done, &QAbstractButton::clicked, this, [this] { window()->close(); });
+    bottom->addWidget(done);
+    column->addLayout(bottom);
+}
+
+void SettingsView::useScheme(ColorScheme scheme) {
+    m_fixedScheme = true;
+    fixScheme(this, scheme);
+    setPalette(controlPalette(Pal::of(scheme)));
+}
+
+void SettingsView::paintEvent(QPaintEvent*) {
+    QPainter(this).fillRect(rect(), palOf(this).bg);
+}
+
+// Qt's own controls follow the desktop's light or dark setting as the design's components do.
+void SettingsView::changeEvent(QEvent* event) {
+    if (event->type() == QEvent::ApplicationPaletteChange && !m_fixedScheme)
+        setPalette(controlPalette(Pal::system()));
+    QWidget::changeEvent(event);
+}
