@@ -3,7 +3,6 @@
 #include "core/Paths.h"
 #include "os/linux/Backends.h"
 #include "os/linux/DesktopAnimations.h"
-#include "os/linux/X11Desktops.h"
 #include "os/linux/X11Panels.h"
 #include "os/linux/X11WindowActivation.h"
 #include "surfaces/DesktopBrowser.h"

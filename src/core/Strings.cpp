@@ -3,6 +3,7 @@
 #include <QChar>
 #include <QList>
 #include <QTextBoundaryFinder>
+#include <QUrl>
 #include <cmath>
 
 QString trimmed(const QString& text) {
@@ -38,4 +39,9 @@ QString shortened(const QString& text, int limit) {
         if (count > limit) return text.left(kept) + QStringLiteral("\u2026");
     }
     return text;
+}
+
+QString hostOf(const QString& address) {
+    const QString host = QUrl(address).host();
+    return host.isEmpty() ? address : host;
 }

@@ -5,6 +5,9 @@
 // `text` cut to `limit` characters, the last of them "…"; shorter texts as they stand. Characters as the
 // reader counts them: an emoji or an accented letter is one, however it is encoded.
 QString shortened(const QString& text, int limit);
+// The host of an address, or the address as it stands when it has none: "orvane.app" for
+// "https://orvane.app".
+QString hostOf(const QString& address);
 // Without leading and trailing white space and newlines.
 QString trimmed(const QString& text);
 // Percent-encodes (UTF-8) every character that is not a letter, mark, digit or one of "-._~": "rec:1" ->

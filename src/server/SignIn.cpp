@@ -1,6 +1,7 @@
 #include "server/SignIn.h"
 
 #include "core/Log.h"
+#include "core/Strings.h"
 #include "server/API.h"
 #include "server/Settings.h"
 
@@ -55,8 +56,7 @@ void SignIn::preview(const Phase& phase) {
 
 namespace {
 QString unreachable(const QString& base, const QString& description) {
-    const QString host = QUrl(base).host();
-    return QStringLiteral("Couldn\u2019t reach %1: %2").arg(host.isEmpty() ? base : host, description);
+    return QStringLiteral("Couldn\u2019t reach %1: %2").arg(hostOf(base), description);
 }
 } // namespace
 

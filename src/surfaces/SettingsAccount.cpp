@@ -1,5 +1,6 @@
 #include "surfaces/SettingsAccount.h"
 
+#include "core/Strings.h"
 #include "server/Platform.h"
 #include "server/Settings.h"
 #include "surfaces/Browser.h"
@@ -10,15 +11,6 @@
 #include <QBoxLayout>
 #include <QClipboard>
 #include <QGuiApplication>
-
-namespace {
-
-QString hostOf(const QString& base) {
-    const QString host = QUrl(base).host();
-    return host.isEmpty() ? base : host;
-}
-
-} // namespace
 
 AccountFace AccountFace::of(const Settings& settings, const SignIn::Phase& phase) {
     AccountFace face;

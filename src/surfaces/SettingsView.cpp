@@ -1,7 +1,6 @@
 #include "surfaces/SettingsView.h"
 
 #include "server/Settings.h"
-#include "surfaces/SettingsAccount.h"
 #include "surfaces/SettingsBehaviour.h"
 #include "surfaces/SettingsLegacy.h"
 #include "surfaces/design/Appearance.h"
@@ -22,8 +21,7 @@ SettingsView::SettingsView(const Needs& needs, QWidget* parent) : QWidget(parent
     column->setSpacing(6);
 
     column->addWidget(new OVSection({QStringLiteral("Account"), std::nullopt}));
-    m_account = new AccountSection(
-        {needs.settings, needs.signIn, needs.browser, needs.onChange, needs.onSignOut, needs.refreshAccount});
+    m_account = new AccountSection(needs);
     column->addWidget(m_account);
     column->addSpacing(10);
     m_behaviour = new BehaviourSection(needs.settings, needs.onChange);

@@ -1,16 +1,13 @@
 #pragma once
 
+#include "surfaces/SettingsAccount.h"
 #include "surfaces/design/Pal.h"
 
 #include <QWidget>
 #include <functional>
 
-class AccountSection;
 class BehaviourSection;
-class Browser;
 class LegacySection;
-class Settings;
-class SignIn;
 
 // The one settings window's content: the account, the behaviour around sessions and calls, the work day and
 // the coach, and, folded away, the legacy servers; the shortcuts and "Done" at the bottom. Every control
@@ -18,14 +15,8 @@ class SignIn;
 class SettingsView : public QWidget {
     Q_OBJECT
 public:
-    struct Needs {
-        Settings& settings;
-        SignIn& signIn;
-        Browser& browser;
-        std::function<void()> onChange;
-        std::function<void()> onSignOut;
-        std::function<void()> refreshAccount;
-    };
+    // What the account needs is what the whole window needs.
+    using Needs = AccountSection::Needs;
     static inline const QString title = QStringLiteral("Orvane Settings");
     static inline const QString windowKey = QStringLiteral("settings");
 

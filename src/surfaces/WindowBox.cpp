@@ -1,5 +1,7 @@
 #include "surfaces/WindowBox.h"
 
+#include "surfaces/ActivateWhenShown.h"
+
 #include <QBoxLayout>
 #include <QCloseEvent>
 #include <QGuiApplication>
@@ -42,13 +44,13 @@ public:
         move(room.center() - rect().center());
     }
 
-    // Runs `exposed` once the window manager has mapped the window.
-    void whenShown(std::function<void()> exposed) {
-        m_exposed = std::move(exposed);
+protected:
+    void showEvent(QShowEvent* event) override {
+        QWidget::showEvent(event);
+        // Where the window manager places it is known once it is exposed.
         windowHandle()->installEventFilter(this);
     }
 
-protected:
     void closeEvent(QCloseEvent* event) override {
         if (m_closing) std::exchange(m_closing, {})();
         QWidget::closeEvent(event);
@@ -67,8 +69,7 @@ protected:
         }
         if (watched == windowHandle() && event->type() == QEvent::Expose && windowHandle()->isExposed()) {
             windowHandle()->removeEventFilter(this);
-            keepOnScreen(); // where the window manager placed it
-            if (m_exposed) std::exchange(m_exposed, {})();
+            keepOnScreen();
         }
         return QWidget::eventFilter(watched, event);
     }
@@ -94,7 +95,6 @@ private:
     }
 
     std::function<void()> m_closing;
-    std::function<void()> m_exposed;
     QScrollArea* m_scroll = nullptr;
 };
 
@@ -127,11 +127,9 @@ QWidget* WindowBox::show(const QString& key, const QString& title, QWidget* view
     made->setView(view);
     made->fitToView();
     m_windows.insert(key, made);
-    // A window the user did not click for may be mapped behind the one in front; it is activated as a task
-    // bar would once the window manager has shown it.
-    if (m_activate) made->setAttribute(Qt::WA_ShowWithoutActivating);
+    // A window the user did not click for may be mapped behind the one in front.
+    if (m_activate) activateWhenShown(*made, [this, made](WId) { m_activate(*made); });
     made->show();
-    if (m_activate) made->whenShown([this, made] { m_activate(*made); });
     return made;
 }
 

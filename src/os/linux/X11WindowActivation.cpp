@@ -1,15 +1,32 @@
 #include "os/linux/X11WindowActivation.h"
 
 #include <QLoggingCategory>
+#include <algorithm>
+#include <array>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <optional>
 #include <xcb/xcb.h>
 
 Q_LOGGING_CATEGORY(lcActivation, "x11.activation")
 
 namespace os {
 namespace {
+
+using Connection = std::unique_ptr<xcb_connection_t, decltype(&xcb_disconnect)>;
+
+// A connection of its own, for one request; a failed one says why in the log.
+Connection connectTo(const QString& display, const char* purpose) {
+    const QByteArray name = display.toLocal8Bit();
+    Connection c(xcb_connect(name.isEmpty() ? nullptr : name.constData(), nullptr), &xcb_disconnect);
+    if (xcb_connection_has_error(c.get())) qCWarning(lcActivation) << "no X display to" << purpose;
+    return c;
+}
+
+xcb_window_t rootOf(xcb_connection_t* c) {
+    return xcb_setup_roots_iterator(xcb_get_setup(c)).data->root;
+}
 
 xcb_atom_t atom(xcb_connection_t* c, const char* name) {
     std::unique_ptr<xcb_intern_atom_reply_t, decltype(&std::free)> reply(
@@ -37,40 +54,56 @@ xcb_timestamp_t serverTime(xcb_connection_t* c, xcb_window_t root) {
     return time;
 }
 
-xcb_window_t activeWindow(xcb_connection_t* c, xcb_window_t root, xcb_atom_t netActive) {
+// A property of one 32-bit value (a window, a desktop number); nothing when it is not set.
+std::optional<uint32_t> value32(xcb_connection_t* c, xcb_window_t window, xcb_atom_t property,
+                                xcb_atom_t type) {
     std::unique_ptr<xcb_get_property_reply_t, decltype(&std::free)> reply(
-        xcb_get_property_reply(c, xcb_get_property(c, 0, root, netActive, XCB_ATOM_WINDOW, 0, 1), nullptr),
-        &std::free);
-    if (!reply || xcb_get_property_value_length(reply.get()) < 4) return XCB_NONE;
-    return *static_cast<xcb_window_t*>(xcb_get_property_value(reply.get()));
+        xcb_get_property_reply(c, xcb_get_property(c, 0, window, property, type, 0, 1), nullptr), &std::free);
+    if (!reply || xcb_get_property_value_length(reply.get()) < 4) return std::nullopt;
+    return *static_cast<uint32_t*>(xcb_get_property_value(reply.get()));
 }
 
-} // namespace
-
-bool activateX11Window(quint32 window, const QString& display) {
-    const QByteArray name = display.toLocal8Bit();
-    std::unique_ptr<xcb_connection_t, decltype(&xcb_disconnect)> c(
-        xcb_connect(name.isEmpty() ? nullptr : name.constData(), nullptr), &xcb_disconnect);
-    if (xcb_connection_has_error(c.get())) {
-        qCWarning(lcActivation) << "no X display to activate a window on";
-        return false;
-    }
-    const xcb_window_t root = xcb_setup_roots_iterator(xcb_get_setup(c.get())).data->root;
-    const xcb_atom_t netActive = atom(c.get(), "_NET_ACTIVE_WINDOW");
+// Asks the window manager for a change to `window` as a pager or task bar does, with a message to the root;
+// waits until the server has it, as the connection closes right after.
+bool askWindowManager(xcb_connection_t* c, xcb_window_t window, xcb_atom_t type,
+                      const std::array<uint32_t, 3>& data) {
     xcb_client_message_event_t message{};
     message.response_type = XCB_CLIENT_MESSAGE;
     message.format = 32;
     message.window = window;
-    message.type = netActive;
-    message.data.data32[0] = 2; // from a pager or task bar, which acts for the user
-    message.data.data32[1] = serverTime(c.get(), root);
-    message.data.data32[2] = activeWindow(c.get(), root, netActive);
-    xcb_send_event(c.get(), 0, root,
-                   XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY | XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT,
+    message.type = type;
+    std::copy(data.begin(), data.end(), message.data.data32);
+    xcb_send_event(c, 0, rootOf(c), XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY | XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT,
                    reinterpret_cast<const char*>(&message));
-    // A round trip, so that the message has reached the server before the connection closes.
-    std::free(xcb_get_input_focus_reply(c.get(), xcb_get_input_focus(c.get()), nullptr));
-    return !xcb_connection_has_error(c.get());
+    std::free(xcb_get_input_focus_reply(c, xcb_get_input_focus(c), nullptr));
+    return !xcb_connection_has_error(c);
+}
+
+constexpr uint32_t allDesktops = 0xFFFFFFFF;
+constexpr uint32_t fromPager = 2; // the source indication of a pager or task bar, which acts for the user
+
+} // namespace
+
+bool activateX11Window(quint32 window, const QString& display) {
+    const Connection c = connectTo(display, "activate a window on");
+    if (xcb_connection_has_error(c.get())) return false;
+    const xcb_window_t root = rootOf(c.get());
+    const xcb_atom_t netActive = atom(c.get(), "_NET_ACTIVE_WINDOW");
+    return askWindowManager(c.get(), window, netActive,
+                            {fromPager, serverTime(c.get(), root),
+                             value32(c.get(), root, netActive, XCB_ATOM_WINDOW).value_or(XCB_NONE)});
+}
+
+bool moveX11WindowToCurrentDesktop(quint32 window, const QString& display) {
+    const Connection c = connectTo(display, "move a window on");
+    if (xcb_connection_has_error(c.get())) return false;
+    const xcb_atom_t wmDesktop = atom(c.get(), "_NET_WM_DESKTOP");
+    const std::optional<uint32_t> current =
+        value32(c.get(), rootOf(c.get()), atom(c.get(), "_NET_CURRENT_DESKTOP"), XCB_ATOM_CARDINAL);
+    const std::optional<uint32_t> on = value32(c.get(), window, wmDesktop, XCB_ATOM_CARDINAL);
+    if (!current) return false;
+    if (!on || *on == *current || *on == allDesktops) return true;
+    return askWindowManager(c.get(), window, wmDesktop, {*current, fromPager, 0});
 }
 
 } // namespace os

@@ -44,9 +44,7 @@ private:
             s.sub = count == 0   ? QStringLiteral("No project yet")
                     : count == 1 ? m_in.projects.first().name
                                  : QStringLiteral("%1 projects").arg(count);
-            const QString host = QUrl(m_in.platformBase).host();
-            s.status =
-                QStringLiteral("\u25CF connected \u00B7 ") + (host.isEmpty() ? m_in.platformBase : host);
+            s.status = QStringLiteral("\u25CF connected \u00B7 ") + hostOf(m_in.platformBase);
             if (!m_in.todos.items.isEmpty())
                 s.status += QStringLiteral(" \u00B7 %1 up next").arg(m_in.todos.items.size());
             s.statusTone = m_in.account.error ? Tone::amber : Tone::accent;
