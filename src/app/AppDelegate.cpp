@@ -2,6 +2,7 @@
 
 #include "app/Services.h"
 #include "app/SingleCopy.h"
+#include "app/UiCheck.h"
 #include "core/Log.h"
 #include "core/Paths.h"
 #include "core/ScreenAccess.h"
@@ -13,7 +14,7 @@
 #include "surfaces/StatusIcon.h"
 #include "surfaces/WindowBox.h"
 #include "surfaces/WindowShortcuts.h"
-#include "surfaces/menu/MenuBuilder.h"
+#include "surfaces/popover/PopoverController.h"
 #include "voice/PinQueue.h"
 #include "workday/CallDetector.h"
 #include "workday/Coach.h"
@@ -22,6 +23,7 @@
 #include "workday/WorkdayTracker.h"
 
 #include <QApplication>
+#include <QCursor>
 #include <QPixmap>
 #include <QPointer>
 #include <QSessionManager>
@@ -131,6 +133,13 @@ void AppDelegate::makeStatusItem() {
     if (m_modes.headless()) return;
     m_statusItem = std::make_unique<QSystemTrayIcon>(QIcon(QPixmap::fromImage(StatusIcon::slash(64))));
     m_statusItem->setToolTip(QStringLiteral("Orvane"));
+    Services& s = m_services;
+    m_popover = std::make_unique<PopoverController>(PopoverController::Needs{
+        m_menu, s.panelDesktop, s.motion, *s.presses, s.focusPanel, [this] { rebuildMenu(); }, s.now});
+    connect(m_statusItem.get(), &QSystemTrayIcon::activated, this, [this] {
+        const QRect icon = m_statusItem->geometry();
+        m_popover->toggle({icon.isEmpty() ? std::nullopt : std::optional(icon), QCursor::pos()});
+    });
     if (QSystemTrayIcon::isSystemTrayAvailable())
         m_statusItem->show();
     else
@@ -160,7 +169,7 @@ void AppDelegate::rebuildMenu() {
         m_statusItem->setToolTip(state.isEmpty() ? QStringLiteral("Orvane")
                                                  : QStringLiteral("Orvane\n") + state);
     }
-    m_menu.commit(MenuBuilder::build(menuInputs()).state);
+    bindMenu(MenuBuilder::build(menuInputs()));
     emit menuRebuilt();
 }
 
@@ -188,6 +197,24 @@ void AppDelegate::runLaunchModes() {
     }
     if (m_modes.retryPending) m_uploads.retryUploads();
     if (m_modes.signIn) m_account.startSignIn();
+    if (m_modes.uiCheck) QTimer::singleShot(std::chrono::seconds(1), this, &AppDelegate::runUiCheck);
+}
+
+// The surfaces walked through their states on this display; the exit status says whether each got there.
+void AppDelegate::runUiCheck() {
+    const auto print = [](const QString& line) {
+        std::fputs(qPrintable(line + QLatin1Char('\n')), stdout);
+        std::fflush(stdout);
+        slog(line);
+    };
+    if (!m_popover) {
+        print(QStringLiteral("ui-check: no display to check on"));
+        QCoreApplication::exit(1);
+        return;
+    }
+    auto* check = new UiCheck({*m_popover, m_menu, *m_services.hud, *m_services.nudges, print}, this);
+    connect(check, &UiCheck::finished, this, [](int failures) { QCoreApplication::exit(failures ? 1 : 0); });
+    check->start();
 }
 
 // A look at the menu after the start has run for a while, for scripts; then the ordinary way out.

@@ -9,6 +9,7 @@
 #include "app/TuneIn.h"
 #include "app/UploadStatus.h"
 #include "app/Uploads.h"
+#include "surfaces/menu/MenuBuilder.h"
 #include "surfaces/menu/MenuInputs.h"
 #include "surfaces/menu/MenuModel.h"
 
@@ -20,6 +21,7 @@ class CallDetector;
 class HotKeys;
 class MicUsage;
 class PinQueue;
+class PopoverController;
 class QSessionManager;
 class QSystemTrayIcon;
 class WindowBox;
@@ -54,6 +56,8 @@ public:
     // Rebuilds what the tray panel shows of the state.
     void rebuildMenu();
     const MenuModel& menu() const { return m_menu; }
+    // The tray panel, once the status item exists.
+    PopoverController* popover() const { return m_popover.get(); }
 
     Filing& filing() { return m_filing; }
     Uploads& uploads() { return m_uploads; }
@@ -80,11 +84,15 @@ private:
     void recordingSaved(std::shared_ptr<Session> session);
     void runLaunchModes();
     void dumpMenu();
+    void runUiCheck();
     void showPreviewNudge();
     void onSessionEnding(QSessionManager& manager);
     QString launchLine() const;
     // What the tray panel is built from, read off the flows now.
     MenuInputs menuInputs() const;
+    // Puts the rows and their actions in the panel's model.
+    void bindMenu(const BuiltMenu& built);
+    std::function<void()> menuAction(const MenuAction& action);
 
     Services& m_services;
     Arguments m_args;
@@ -108,6 +116,7 @@ private:
     Pinning m_pinning;
     MenuModel m_menu;
     std::unique_ptr<HotKeys> m_hotKeys;
+    std::unique_ptr<PopoverController> m_popover;
     QTimer m_todoTimer;
     bool m_quitAfterSave = false;
 };

@@ -51,13 +51,16 @@ std::unique_ptr<Services> Services::build(const Config& config) {
     s->signInBrowser = std::make_unique<DesktopBrowser>(browsing, QStringLiteral("sign-in: would open "));
     s->notify = std::make_unique<Notify>(*s->notifications, *s->browser, *s->settings);
     // Floating windows ask X whether anything composites, and go on every virtual desktop.
-    const PanelDesktop desktop{&os::x11CompositingManagerRuns,
-                               [](QWindow& window) { os::x11OnAllDesktops(window); }};
-    const auto motion = [] { return Motion(!os::desktopAnimationsEnabled()); };
+    s->panelDesktop = {&os::x11CompositingManagerRuns, [](QWindow& window) { os::x11OnAllDesktops(window); }};
+    s->motion = [] { return Motion(!os::desktopAnimationsEnabled()); };
+    const PanelDesktop& desktop = s->panelDesktop;
+    const auto& motion = s->motion;
     s->nudges = std::make_unique<Nudges>(std::make_unique<ScreenNudgeDisplay>(motion, desktop));
     s->permission = os::linux_backends::makeCapturePermission(config.desktop);
     // X grabs in an X11 session; Wayland gives no program global keys yet.
     s->hotKeys = os::linux_backends::makeHotKeySource(config.x11Session);
+    s->presses = os::linux_backends::makePressMonitor(config.x11Session);
+    s->focusPanel = [](WId window) { os::focusX11Window(quint32(window)); };
     // Alerts and the pin's note come up when Orvane has no window in front: the window manager is asked to
     // raise them.
     const auto activate = [](WId window) { os::activateX11Window(quint32(window)); };

@@ -11,6 +11,7 @@
 #include "os/HotKeySource.h"
 #include "os/IdleSource.h"
 #include "os/Notifications.h"
+#include "os/PressMonitor.h"
 #include "os/ScreenSource.h"
 #include "os/SecretStore.h"
 #include "os/WindowSystem.h"
@@ -18,6 +19,7 @@
 #include "recording/OCR.h"
 #include "server/Settings.h"
 #include "surfaces/Browser.h"
+#include "surfaces/FloatingPanel.h"
 #include "surfaces/HUD.h"
 #include "surfaces/Notify.h"
 #include "surfaces/Nudges.h"
@@ -63,6 +65,12 @@ struct Services {
     std::unique_ptr<Prompter> prompter;
     // Brings a window asked for again to the user's desktop and front; empty where the desktop does it.
     std::function<void(QWidget&)> bringForward;
+    // What floating panels ask of the desktop, and how they move.
+    PanelDesktop panelDesktop;
+    std::function<Motion()> motion;
+    // Clicks anywhere on the screen, and the focus given to the tray panel when it shows.
+    std::unique_ptr<os::PressMonitor> presses;
+    std::function<void(WId)> focusPanel;
     // The recording panel, made at the start and shown by the first recording.
     std::unique_ptr<HUD> hud;
     // The capture of each new recording.

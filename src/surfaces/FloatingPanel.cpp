@@ -8,19 +8,24 @@
 
 namespace {
 constexpr int fadeMs = 180;
-}
 
-FloatingPanel::FloatingPanel(bool composited)
-    : QWidget(nullptr,
-              Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint | Qt::WindowDoesNotAcceptFocus),
-      m_composited(composited) {
+Qt::WindowFlags flagsFor(FloatingPanel::Focus focus) {
+    if (focus == FloatingPanel::Focus::menu)
+        return Qt::Window | Qt::FramelessWindowHint | Qt::X11BypassWindowManagerHint |
+               Qt::WindowStaysOnTopHint;
+    return Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint | Qt::WindowDoesNotAcceptFocus;
+}
+} // namespace
+
+FloatingPanel::FloatingPanel(bool composited, Focus focus)
+    : QWidget(nullptr, flagsFor(focus)), m_composited(composited) {
     setAttribute(Qt::WA_ShowWithoutActivating);
     setAttribute(Qt::WA_AlwaysShowToolTips);
     if (composited) setAttribute(Qt::WA_TranslucentBackground);
 }
 
-void FloatingPanel::fitTo(OVCard& card) {
-    setFixedSize(card.sizeHint().expandedTo(card.minimumSize()).boundedTo(card.maximumSize()));
+void FloatingPanel::fitTo(OVCard& card, std::optional<QSize> size) {
+    setFixedSize(size.value_or(card.sizeHint().expandedTo(card.minimumSize()).boundedTo(card.maximumSize())));
     if (m_composited) return;
     // The shadow needs a clear ground; the cut keeps the card, and the ground under its antialiased edge is
     // the card's own colour.

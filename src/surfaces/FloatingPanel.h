@@ -5,6 +5,7 @@
 #include <QPointer>
 #include <QWidget>
 #include <functional>
+#include <optional>
 
 class OVCard;
 class QPropertyAnimation;
@@ -18,17 +19,20 @@ struct PanelDesktop {
     std::function<void(QWindow&)> onAllDesktops = [](QWindow&) {};
 };
 
-// A window that floats over the user's work: frameless, above other windows, without a taskbar entry, and
-// never taking the keyboard focus from the user's window; it still takes the first click and shows tooltips.
-// It holds one card. Under a compositing manager the card's shadow and rounded corners lie on a clear
-// ground; without one, clear pixels would show black, so the window is cut to the card's rounded shape.
+// A window that floats over the user's work: frameless, above other windows, without a taskbar entry. By
+// default it never takes the keyboard focus from the user's window; it still takes the first click and shows
+// tooltips. A menu-like panel is left alone by the window manager instead (override-redirect) and is given
+// the focus by its owner. It holds one card. Under a compositing manager the card's shadow and rounded
+// corners lie on a clear ground; without one, clear pixels would show black, so the window is cut to the
+// card's rounded shape.
 class FloatingPanel : public QWidget {
 public:
-    explicit FloatingPanel(bool composited);
+    enum class Focus { never, menu };
+    explicit FloatingPanel(bool composited, Focus focus = Focus::never);
 
     bool composited() const { return m_composited; }
-    // Sizes the window to the card and, without compositing, cuts it to the card's shape.
-    void fitTo(OVCard& card);
+    // Sizes the window to the card, or to `size`, and, without compositing, cuts it to the card's shape.
+    void fitTo(OVCard& card, std::optional<QSize> size = std::nullopt);
     // Moves the window there and remembers the place: right after openbox maps a window, Qt's idea of its
     // position is sometimes (0, 0) while the window stands where it was put.
     void place(QPoint origin);

@@ -9,6 +9,7 @@
 #include "os/linux/X11FrameStream.h"
 #include "os/linux/X11HotKeySource.h"
 #include "os/linux/X11IdleSource.h"
+#include "os/linux/X11PressMonitor.h"
 #include "os/linux/X11PulseCapturePermission.h"
 #include "os/linux/X11ScreenSource.h"
 #include "os/linux/X11WindowSystem.h"
@@ -26,6 +27,13 @@ public:
     std::optional<QString> registerKey(quint32, KeyCombination) override {
         return QStringLiteral("no global keys on this desktop");
     }
+};
+
+// A desktop that shows a program no clicks but its own: the tray panel closes when it loses the focus.
+class NoPressMonitor final : public PressMonitor {
+public:
+    void start() override {}
+    void stop() override {}
 };
 
 } // namespace
@@ -92,6 +100,11 @@ std::unique_ptr<HotKeySource> makeHotKeySource(bool x11Session) {
     // there.
     if (!x11Session) return std::make_unique<NoHotKeys>();
     return std::make_unique<X11HotKeySource>();
+}
+
+std::unique_ptr<PressMonitor> makePressMonitor(bool x11Session) {
+    if (!x11Session) return std::make_unique<NoPressMonitor>();
+    return std::make_unique<X11PressMonitor>();
 }
 
 } // namespace os::linux_backends

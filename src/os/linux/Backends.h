@@ -7,6 +7,7 @@
 #include "os/HotKeySource.h"
 #include "os/IdleSource.h"
 #include "os/Notifications.h"
+#include "os/PressMonitor.h"
 #include "os/ScreenSource.h"
 #include "os/SecretStore.h"
 #include "os/TextRecognizer.h"
@@ -41,5 +42,7 @@ std::unique_ptr<AudioCapture> makeAudioCapture();
 std::unique_ptr<CapturePermission> makeCapturePermission(const QString& currentDesktop);
 // Global keys: grabs on the X server in an X11 session; elsewhere a source that has none.
 std::unique_ptr<HotKeySource> makeHotKeySource(bool x11Session);
+// Clicks anywhere, for closing the tray panel.
+std::unique_ptr<PressMonitor> makePressMonitor(bool x11Session);
 
 } // namespace os::linux_backends

@@ -106,4 +106,16 @@ bool moveX11WindowToCurrentDesktop(quint32 window, const QString& display) {
     return askWindowManager(c.get(), window, wmDesktop, {*current, fromPager, 0});
 }
 
+bool focusX11Window(quint32 window, const QString& display) {
+    const Connection c = connectTo(display, "focus a window on");
+    if (xcb_connection_has_error(c.get())) return false;
+    // The current time: a time stamp older than the last change of focus would be ignored.
+    const xcb_void_cookie_t cookie =
+        xcb_set_input_focus_checked(c.get(), XCB_INPUT_FOCUS_POINTER_ROOT, window, XCB_CURRENT_TIME);
+    std::unique_ptr<xcb_generic_error_t, decltype(&std::free)> error(xcb_request_check(c.get(), cookie),
+                                                                     &std::free);
+    if (error) qCWarning(lcActivation) << "the window could not take the focus, X error" << error->error_code;
+    return !error;
+}
+
 } // namespace os

@@ -17,4 +17,8 @@ bool activateX11Window(quint32 window, const QString& display = {});
 // no desktop information answers.
 bool moveX11WindowToCurrentDesktop(quint32 window, const QString& display = {});
 
+// Gives the keyboard focus to a mapped window the window manager does not manage (an override-redirect
+// panel): no window manager is asked, and none refuses. False when the window cannot take it.
+bool focusX11Window(quint32 window, const QString& display = {});
+
 } // namespace os

@@ -1,0 +1,108 @@
+#include "app/AppDelegate.h"
+#include "app/Services.h"
+#include "core/Log.h"
+#include "recording/Session.h"
+#include "voice/PinQueue.h"
+#include "workday/WorkdayTracker.h"
+
+// What each row of the tray panel does: the builder names the action, the flows that own it act.
+
+namespace {
+constexpr auto pauseLength = std::chrono::hours(1);
+} // namespace
+
+void AppDelegate::bindMenu(const BuiltMenu& built) {
+    m_menu.begin();
+    for (const MenuAction& action : built.actions)
+        if (std::function<void()> run = menuAction(action)) m_menu.act(action.id, std::move(run));
+    m_menu.commit(built.state);
+}
+
+// Rows whose flows come later (to-dos, cards, end of day) have no action yet: they draw and do nothing.
+std::function<void()> AppDelegate::menuAction(const MenuAction& a) {
+    using Verb = MenuAction::Verb;
+    Services& s = m_services;
+    const auto open = [&s](QUrl url) { return [&s, url] { s.browser->open(url); }; };
+    const auto onPlatform = [&s, open](const QString& path) {
+        return open(QUrl(s.settings->platformBase() + path));
+    };
+    switch (a.verb) {
+    case Verb::record:
+    case Verb::wrapUp:
+        return [this] { m_tuneIn.toggleRecording(); };
+    case Verb::openBoard:
+        return [&s] {
+            if (const std::optional<QUrl> board = s.settings->boardURL()) s.browser->open(*board);
+        };
+    case Verb::addPin:
+        return [this] { m_pinning.addPin(); };
+    case Verb::voiceClick:
+        return [] { slog(QStringLiteral("voice click")); };
+    case Verb::showSettings:
+    case Verb::settings:
+        return [this] { openSettings(); };
+    case Verb::signIn:
+        return [this] {
+            openSettings();
+            m_account.startSignIn();
+        };
+    case Verb::openStart:
+    case Verb::newProject:
+        return onPlatform(QStringLiteral("/app/start"));
+    case Verb::guide:
+        return onPlatform(QStringLiteral("/guide"));
+    case Verb::sendPins:
+        return [this] {
+            if (std::shared_ptr<Session> session = m_pins->toSession(std::nullopt))
+                m_filing.finish(std::move(session));
+            rebuildMenu();
+        };
+    case Verb::openLibrary:
+        return open(QUrl(a.arg));
+    case Verb::answerWhere:
+        return [this, folder = a.arg, index = a.index] {
+            for (const QString& dir : m_filing.openQuestions()) {
+                if (dir.section(QLatin1Char('/'), -1) != folder) continue;
+                const std::shared_ptr<Session> session = Session::load(dir);
+                if (!session) return;
+                const QList<Filing::Choice> choices = m_filing.whereChoices(*session);
+                if (index >= 0 && index < choices.size()) m_filing.choose(*session, choices[index]);
+                return;
+            }
+        };
+    case Verb::tryPersonal:
+        return [this] { m_uploads.retryPersonal(true); };
+    case Verb::retryUploads:
+        return [this] { m_uploads.retryUploads(); };
+    case Verb::openReview:
+        return [this, id = a.arg] { m_reviews.openReview(id); };
+    case Verb::moveLast:
+        return [this] { m_filing.askMove(); };
+    case Verb::toggleUpNext:
+        return [this] { m_menu.setUpNextOpen(!m_menu.upNextOpen()); };
+    case Verb::toggleWorkday:
+        return [this] {
+            const std::optional<QDateTime>& until = m_tracker->pausedUntil();
+            const bool paused = until && *until > m_services.now();
+            m_tracker->setPausedUntil(
+                paused ? std::nullopt
+                       : std::optional(m_services.now().addSecs(std::chrono::seconds(pauseLength).count())));
+            rebuildMenu();
+        };
+    case Verb::openProject:
+        return [&s, id = a.arg] {
+            for (const Workspace& p : s.settings->projects())
+                if (p.id.toString(QUuid::WithoutBraces) == id)
+                    s.browser->open(QUrl(p.base() + QStringLiteral("/#/board")));
+        };
+    case Verb::quit:
+        return [this] { requestQuit(); };
+    case Verb::addSuggestion:
+    case Verb::openTodo:
+    case Verb::startTodo:
+    case Verb::doneTodo:
+    case Verb::endDay:
+        return {};
+    }
+    return {};
+}
