@@ -172,6 +172,18 @@ private slots:
         QVERIFY(!m_popover->isOpen());
     }
 
+    // Alt+Tab, or a window that comes up by itself, takes the focus: the panel goes.
+    void anotherWindowTakingTheFocusClosesIt() {
+        Target target;
+        target.setGeometry(100, 300, 300, 200);
+        target.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&target));
+        openAndWaitForFocus();
+        QVERIFY(xdotool({QStringLiteral("windowactivate"), QString::number(target.winId())}));
+        QTRY_VERIFY_WITH_TIMEOUT(!m_popover->isOpen(), 5000);
+        QCOMPARE(target.presses, 0);
+    }
+
     void cleanupTestCase() { m_popover.reset(); }
 };
 

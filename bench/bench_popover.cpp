@@ -1,0 +1,138 @@
+// The tray panel: a rebuild of its rows with 200 to-dos, 10 cards and 20 projects (the builder, the action
+// table and the view's refresh); an opening from the activation to the panel painted and holding the keyboard
+// focus, the first time and later; the process's resident memory over 500 opens and closes. The panel is the
+// app's, with its X focus and its click monitor. Usage: bench_popover [opens, default 50]; needs $DISPLAY
+// (scripts/with-test-services).
+#include "os/linux/X11Panels.h"
+#include "os/linux/X11PressMonitor.h"
+#include "os/linux/X11WindowActivation.h"
+#include "surfaces/menu/MenuBuilder.h"
+#include "surfaces/menu/MenuModel.h"
+#include "surfaces/popover/PopoverController.h"
+#include "surfaces/popover/PopoverPanel.h"
+#include "surfaces/popover/PopoverView.h"
+
+#include <QApplication>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QSettings>
+#include <QTemporaryDir>
+#include <QWindow>
+#include <algorithm>
+#include <cstdio>
+
+namespace {
+
+MenuInputs busyDay() {
+    MenuInputs in;
+    in.account = {true, QStringLiteral("Ivo Brandt"), QStringLiteral("ivo@example.com"), {}};
+    in.platformBase = QStringLiteral("https://orvane.app");
+    for (int p = 0; p < 20; ++p)
+        in.projects.append({QStringLiteral("p%1").arg(p), QStringLiteral("Project %1").arg(p),
+                            QStringLiteral("https://orvane.app/app/p/p%1").arg(p), QStringLiteral("Design")});
+    for (int q = 0; q < 5; ++q)
+        in.questions.append({QStringLiteral("s%1").arg(q),
+                             QStringLiteral("Weekly sync %1").arg(q),
+                             QStringLiteral("with Ivo, Tess"),
+                             {QStringLiteral("Project 1"), QStringLiteral("Personal")},
+                             0});
+    for (int r = 0; r < 5; ++r)
+        in.reviews.append({QStringLiteral("r%1").arg(r),
+                           QStringLiteral("Review %1").arg(r),
+                           {QStringLiteral("Ship the release notes"), QStringLiteral("Book the room")}});
+    in.todos.haveSource = true;
+    in.todos.loaded = true;
+    for (int t = 0; t < 200; ++t)
+        in.todos.items.append({QStringLiteral("t%1").arg(t),
+                               QStringLiteral("To-do number %1 with a title").arg(t), QStringLiteral("open"),
+                               QStringLiteral("Topic"), QStringLiteral("2h"),
+                               QStringLiteral("p%1").arg(t % 20), QStringLiteral("Project %1").arg(t % 20)});
+    return in;
+}
+
+void rebuild(MenuModel& model, const MenuInputs& in) {
+    const BuiltMenu built = MenuBuilder::build(in);
+    model.begin();
+    for (const MenuAction& action : built.actions)
+        model.act(action.id, [] {});
+    model.commit(built.state);
+}
+
+// Runs the event loop until `done`; false after ten seconds.
+template <class Done> bool waitFor(Done done) {
+    QElapsedTimer timer;
+    timer.start();
+    while (!done()) {
+        if (timer.elapsed() > 10000) return false;
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 5);
+    }
+    return true;
+}
+
+double residentMB() {
+    QFile statm(QStringLiteral("/proc/self/statm"));
+    if (!statm.open(QIODevice::ReadOnly)) return 0;
+    return statm.readAll().split(' ').value(1).toDouble() * 4096 / (1024 * 1024);
+}
+
+double percentile(std::vector<double> v, double p) {
+    std::sort(v.begin(), v.end());
+    return v.at(std::min(v.size() - 1, size_t(p * double(v.size()))));
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    QApplication app(argc, argv);
+    const int opens = argc > 1 ? std::max(2, atoi(argv[1])) : 50;
+    QTemporaryDir dir;
+    QSettings defaults(dir.filePath(QStringLiteral("d.ini")), QSettings::IniFormat);
+    MenuModel model(defaults);
+    const MenuInputs in = busyDay();
+    os::X11PressMonitor presses;
+    PopoverController popover({model,
+                               {&os::x11CompositingManagerRuns, [](QWindow& w) { os::x11OnAllDesktops(w); }},
+                               [] { return Motion(true); },
+                               presses,
+                               [](WId w) { os::focusX11Window(quint32(w)); },
+                               [&] { rebuild(model, in); },
+                               systemNow});
+
+    // One opening: from the activation until the panel has the focus, which comes after its first exposure.
+    const auto openOnce = [&]() -> double {
+        QElapsedTimer timer;
+        timer.start();
+        popover.open({});
+        if (!waitFor([&] { return QGuiApplication::focusWindow() == popover.panel()->windowHandle(); }))
+            return -1;
+        const double ms = double(timer.nsecsElapsed()) / 1e6;
+        popover.close();
+        waitFor([&] { return QGuiApplication::focusWindow() != popover.panel()->windowHandle(); });
+        return ms;
+    };
+    const double first = openOnce();
+    std::vector<double> warm;
+    for (int i = 0; i < opens; ++i)
+        warm.push_back(openOnce());
+
+    std::vector<double> rebuilds;
+    for (int i = 0; i < 200; ++i) {
+        QElapsedTimer timer;
+        timer.start();
+        rebuild(model, in);
+        rebuilds.push_back(double(timer.nsecsElapsed()) / 1e6);
+    }
+
+    const double before = residentMB();
+    for (int i = 0; i < 500; ++i)
+        openOnce();
+    const double after = residentMB();
+
+    std::printf("open, first: %.1f ms\nopen, later: p50 %.1f ms, p95 %.1f ms (%d opens)\n", first,
+                percentile(warm, 0.5), percentile(warm, 0.95), opens);
+    std::printf("rebuild with 200 to-dos, 10 cards, 20 projects: p50 %.2f ms, p95 %.2f ms\n",
+                percentile(rebuilds, 0.5), percentile(rebuilds, 0.95));
+    std::printf("resident memory: %.1f MB before 500 opens, %.1f MB after (%+.1f MB)\n", before, after,
+                after - before);
+    return 0;
+}
