@@ -75,5 +75,7 @@ void OVButton::paintEvent(QPaintEvent*) {
     }
     p.setFont(buttonFont());
     p.setPen(look.text);
-    p.drawText(body, Qt::AlignCenter, text());
+    // A title longer than the button is cut, so that a long name never widens what holds the button.
+    p.drawText(body, Qt::AlignCenter,
+               QFontMetrics(buttonFont()).elidedText(text(), Qt::ElideRight, width() - 2 * (ring + padding)));
 }
