@@ -2,6 +2,7 @@
 
 #include "surfaces/design/Appearance.h"
 #include "surfaces/design/Kbd.h"
+#include "surfaces/design/OVButton.h"
 #include "surfaces/design/OVFont.h"
 #include "surfaces/design/Symbol.h"
 
@@ -51,13 +52,7 @@ void OpenBoardButton::paintEvent(QPaintEvent*) {
     p.setPen(QPen(pal.ln3, 1));
     p.setBrush(underMouse() || isDown() ? pal.bg3 : pal.bg2);
     p.drawRoundedRect(body, 9, 9);
-    if (m_selected) {
-        QColor focus = pal.ac;
-        focus.setAlphaF(0.75f);
-        p.setPen(QPen(focus, 2));
-        p.setBrush(Qt::NoBrush);
-        p.drawRoundedRect(body.adjusted(-2, -2, 2, 2), 11, 11);
-    }
+    if (m_selected) paintFocusRing(p, body, 9, pal);
     const int left = int(body.left()) + 14;
     Symbol::paint(p, QStringLiteral("rectangle.grid.2x2"), QRectF(left, body.center().y() - 8, 16, 16),
                   pal.tx);

@@ -13,6 +13,7 @@
 #include "surfaces/popover/RowList.h"
 #include "surfaces/popover/TodoList.h"
 #include "surfaces/popover/UpNextHead.h"
+#include "surfaces/popover/WidgetPool.h"
 #include "surfaces/popover/WorkdayRow.h"
 
 #include <QBoxLayout>
@@ -176,16 +177,9 @@ void PopoverView::fill(const MenuState& s, bool upNextOpen) {
     m_footer->setItems(footer);
 }
 
-// Cards are kept and given their new values in order; only a change in their number makes or drops any.
 void PopoverView::setCards(const QList<Attn>& cards) {
-    while (m_cards.size() < cards.size()) {
-        auto* card = new AttentionCard(m_actions, m_cardBox);
-        m_cardBox->layout()->addWidget(card);
-        card->show(); // a child added to a widget on screen stays hidden until shown
-        m_cards.append(card);
-    }
-    while (m_cards.size() > cards.size())
-        delete m_cards.takeLast();
+    resizePool(m_cards, cards.size(), *m_cardBox->layout(),
+               [this] { return new AttentionCard(m_actions, m_cardBox); });
     for (qsizetype i = 0; i < cards.size(); ++i)
         m_cards[i]->setValue(cards[i]);
     m_cardBox->setVisible(!cards.isEmpty());

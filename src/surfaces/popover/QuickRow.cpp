@@ -2,9 +2,11 @@
 
 #include "surfaces/design/Appearance.h"
 #include "surfaces/design/Kbd.h"
+#include "surfaces/design/OVButton.h"
 #include "surfaces/design/OVFont.h"
 #include "surfaces/design/Symbol.h"
 #include "surfaces/design/ValueWidget.h"
+#include "surfaces/popover/WidgetPool.h"
 
 #include <QAbstractButton>
 #include <QBoxLayout>
@@ -47,13 +49,7 @@ protected:
         p.setPen(QPen(pal.ln2, 1));
         p.setBrush(v.acts && (underMouse() || isDown()) ? pal.bg3 : Qt::transparent);
         p.drawRoundedRect(body, 9, 9);
-        if (v.selected) {
-            QColor focus = pal.ac;
-            focus.setAlphaF(0.75f);
-            p.setPen(QPen(focus, 2));
-            p.setBrush(Qt::NoBrush);
-            p.drawRoundedRect(body.adjusted(-2, -2, 2, 2), 11, 11);
-        }
+        if (v.selected) paintFocusRing(p, body, 9, pal);
         const QColor ink = v.acts ? pal.tx : pal.tx3;
         const int left = int(body.left()) + 11, top = int(body.top()) + 7;
         Symbol::paint(p, symbolOf(v.button.id), QRectF(left, top, 14, 14), v.acts ? pal.tx2 : pal.tx3);
@@ -76,17 +72,13 @@ QuickRow::QuickRow(const PanelActions& actions, QWidget* parent) : QWidget(paren
 }
 
 void QuickRow::setButtons(const QList<MBtn>& buttons) {
-    while (m_buttons.size() < buttons.size()) {
+    resizePool(m_buttons, buttons.size(), *layout(), [this] {
         auto* button = new QuickButton(this);
         connect(button, &QAbstractButton::clicked, this, [this, button] {
             if (button->value().acts) m_actions.run(button->value().button.id);
         });
-        layout()->addWidget(button);
-        button->show(); // a child added to a widget on screen stays hidden until shown
-        m_buttons.append(button);
-    }
-    while (m_buttons.size() > buttons.size())
-        delete m_buttons.takeLast();
+        return button;
+    });
     for (qsizetype i = 0; i < buttons.size(); ++i) {
         QuickValue v{buttons[i], m_actions.acts(buttons[i].id), m_buttons[i]->value().selected};
         if (!(v == m_buttons[i]->value())) m_buttons[i]->setValue(std::move(v));

@@ -91,11 +91,7 @@ void RecordBlock::paintEvent(QPaintEvent*) {
     p.setPen(QPen(r ? alpha(pal.red, 0.35f) : pal.ln2, 1));
     p.setBrush(r ? alpha(pal.red, pal.isDark ? 0.07f : 0.05f) : hot ? pal.bg3 : pal.bg2);
     p.drawRoundedRect(tile, 11, 11);
-    if (m_selected && !r) {
-        p.setPen(QPen(alpha(pal.ac, 0.75f), 2));
-        p.setBrush(Qt::NoBrush);
-        p.drawRoundedRect(tile.adjusted(-2, -2, 2, 2), 13, 13);
-    }
+    if (m_selected && !r) paintFocusRing(p, tile, 11, pal);
 
     QRect text = rect().adjusted(inset + orbSize + 12, 0, -inset, 0);
     if (r) {

@@ -1,5 +1,7 @@
 #include "surfaces/popover/RowList.h"
 
+#include "surfaces/popover/WidgetPool.h"
+
 #include <QBoxLayout>
 
 RowList::RowList(const PanelActions& actions, QWidget* parent) : QWidget(parent), m_actions(actions) {
@@ -9,16 +11,12 @@ RowList::RowList(const PanelActions& actions, QWidget* parent) : QWidget(parent)
 }
 
 void RowList::setItems(const QList<Item>& items) {
-    while (m_rows.size() < items.size()) {
+    resizePool(m_rows, items.size(), *layout(), [this] {
         auto* row = new OVRow({}, this);
         const qsizetype index = m_rows.size();
         connect(row, &QAbstractButton::clicked, this, [this, index] { m_actions.run(m_items[index].id); });
-        layout()->addWidget(row);
-        row->show(); // a child added to a widget on screen stays hidden until shown
-        m_rows.append(row);
-    }
-    while (m_rows.size() > items.size())
-        delete m_rows.takeLast();
+        return row;
+    });
     for (qsizetype i = 0; i < items.size(); ++i) {
         OVRowValue look = items[i].look;
         look.selected = m_rows[i]->value().selected;

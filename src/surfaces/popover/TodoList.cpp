@@ -1,6 +1,7 @@
 #include "surfaces/popover/TodoList.h"
 
 #include "surfaces/design/Appearance.h"
+#include "surfaces/design/OVButton.h"
 #include "surfaces/design/OVFont.h"
 
 #include <QFontMetrics>
@@ -208,13 +209,7 @@ void TodoList::paintButton(QPainter& p, const QRect& box, const QString& title, 
     p.setPen(QPen(pal.ln3, 1));
     p.setBrush(m_hovered == id ? pal.bg3 : Qt::transparent);
     p.drawRoundedRect(body, 6, 6);
-    if (m_selected == id) {
-        QColor focus = pal.ac;
-        focus.setAlphaF(0.75f);
-        p.setPen(QPen(focus, 2));
-        p.setBrush(Qt::NoBrush);
-        p.drawRoundedRect(body.adjusted(-2, -2, 2, 2), 8, 8);
-    }
+    if (m_selected == id) paintFocusRing(p, body, 6, pal);
     p.setFont(buttonFont());
     p.setPen(pal.tx2);
     p.drawText(box, Qt::AlignCenter, title);
