@@ -3,6 +3,7 @@
 #include "surfaces/design/Appearance.h"
 #include "surfaces/design/Tone.h"
 
+#include <QEvent>
 #include <QFontMetrics>
 #include <QPainter>
 #include <QTextLayout>
@@ -20,6 +21,7 @@ ClampedText::ClampedText(const QFont& font, Ink ink, int maxLines, QWidget* pare
 void ClampedText::setText(const QString& text) {
     if (text == m_text) return;
     m_text = text;
+    m_linesWidth = -1;
     updateGeometry();
     update();
 }
@@ -30,14 +32,17 @@ void ClampedText::setTone(std::optional<Tone> tone) {
     update();
 }
 
-QStringList ClampedText::linesAt(int width) const {
+const QStringList& ClampedText::linesAt(int width) const {
+    if (width == m_linesWidth) return m_lines;
+    m_linesWidth = width;
+    m_lines.clear();
+    if (width <= 0 || m_text.isEmpty()) return m_lines;
     const QFontMetrics fm(font());
-    if (width <= 0 || m_text.isEmpty()) return {};
     QTextLayout layout(m_text, font());
     QTextOption option;
     option.setWrapMode(QTextOption::WrapAtWordBoundaryOrAnywhere);
     layout.setTextOption(option);
-    QStringList lines;
+    QStringList& lines = m_lines;
     layout.beginLayout();
     for (QTextLine line = layout.createLine(); line.isValid(); line = layout.createLine()) {
         line.setLineWidth(width);
@@ -50,7 +55,7 @@ QStringList ClampedText::linesAt(int width) const {
         lines << m_text.mid(line.textStart(), line.textLength()).trimmed();
     }
     layout.endLayout();
-    return lines;
+    return m_lines;
 }
 
 QSize ClampedText::sizeHint() const {
@@ -68,6 +73,11 @@ QSize ClampedText::minimumSizeHint() const {
 int ClampedText::heightForWidth(int width) const {
     const QFontMetrics fm(font());
     return int(std::max<qsizetype>(1, linesAt(width).size())) * fm.lineSpacing();
+}
+
+void ClampedText::changeEvent(QEvent* event) {
+    if (event->type() == QEvent::FontChange) m_linesWidth = -1;
+    QWidget::changeEvent(event);
 }
 
 void ClampedText::paintEvent(QPaintEvent*) {

@@ -26,13 +26,17 @@ public:
 
 protected:
     void paintEvent(QPaintEvent* event) override;
+    void changeEvent(QEvent* event) override;
 
 private:
-    // The lines as drawn at `width`.
-    QStringList linesAt(int width) const;
+    // The lines as drawn at `width`. Layouts ask for the same width many times in one pass: the last answer
+    // is kept.
+    const QStringList& linesAt(int width) const;
 
     QString m_text;
     Ink m_ink;
     std::optional<Tone> m_tone;
     int m_maxLines;
+    mutable int m_linesWidth = -1;
+    mutable QStringList m_lines;
 };

@@ -17,6 +17,7 @@
 #include "surfaces/popover/WorkdayRow.h"
 
 #include <QBoxLayout>
+#include <QCoreApplication>
 #include <QPainter>
 #include <QScrollArea>
 #include <QScrollBar>
@@ -186,10 +187,14 @@ void PopoverView::setCards(const QList<Attn>& cards) {
 }
 
 int PopoverView::contentHeight() const {
-    // Layouts learn of their children's new sizes through posted events, and only on screen: the parts'
-    // cached sizes are dropped here so that the height is right at once, even before the panel is shown.
-    for (QWidget* part : m_column->findChildren<QWidget*>())
-        part->updateGeometry();
+    // Layouts learn of their children's new sizes through posted events, handled only on screen: there they
+    // are handled now; before the panel is first shown every cached size is dropped, so that the height is
+    // right at once either way.
+    if (m_column->isVisible())
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::LayoutRequest);
+    else
+        for (QWidget* part : m_column->findChildren<QWidget*>())
+            part->updateGeometry();
     QLayout* layout = m_column->layout();
     layout->invalidate();
     return layout->hasHeightForWidth() ? layout->totalHeightForWidth(width)

@@ -44,7 +44,9 @@ void RecordBlock::setValue(Value value) {
     if (value == m_value) return;
     m_value = std::move(value);
     const Rec::Recording* r = recording();
-    m_orb->setValue({orbSize, r != nullptr, r && !r->mic ? Tone::amber : Tone::accent});
+    // Only a change of state reaches the orb: the clock moves every second.
+    const OrbValue orb{orbSize, r != nullptr, r && !r->mic ? Tone::amber : Tone::accent};
+    if (orb.live != m_orb->value().live || orb.tone != m_orb->value().tone) m_orb->setValue(orb);
     m_wrap->setVisible(r != nullptr);
     setCursor(idle() ? Qt::PointingHandCursor : Qt::ArrowCursor);
     update();
@@ -77,7 +79,7 @@ QSize RecordBlock::sizeHint() const {
 void RecordBlock::resizeEvent(QResizeEvent*) {
     m_orb->setGeometry(inset, (height() - orbSize) / 2, orbSize, orbSize);
     const QSize wrap = m_wrap->sizeHint();
-    m_wrap->setGeometry(width() - inset - wrap.width() + 4, (height() - wrap.height()) / 2, wrap.width(),
+    m_wrap->setGeometry(width() - inset + 2 - wrap.width(), (height() - wrap.height()) / 2, wrap.width(),
                         wrap.height());
 }
 
