@@ -237,6 +237,50 @@ private slots:
         QVERIFY(panel.view->areaOf(u"todo.launch.1"_s).isEmpty());
     }
 
+    // The panel is rebuilt in place: what the new state lacks is gone, what it gains acts.
+    void aRebuildShowsTheNewStateOnly_data() {
+        QTest::addColumn<In>("before");
+        QTest::addColumn<In>("after");
+        QTest::addColumn<QStringList>("gone");
+        QTest::addColumn<QString>("clicked"); // in the new state
+        In fewer = signedIn();
+        fewer.queuedPins = 0;
+        fewer.todos.items.removeFirst();
+        fewer.projects.removeLast();
+        row("a card, a to-do and the project list go", signedIn(), fewer,
+            QStringList{u"a.pins.send"_s, u"todo.launch.1"_s, u"p.launch"_s}, u"w.s1.0"_s);
+        In more = basic();
+        more.reviews = {{u"c9"_s, u"Weekly sync"_s, {u"Call the printer"_s}}};
+        more.todos.items.append(
+            {u"7"_s, u"New"_s, u"Todo"_s, std::nullopt, std::nullopt, u"research"_s, u"Research"_s});
+        row("a card and a to-do come", basic(), more, QStringList{}, u"r.c9.0"_s);
+        In recording = more;
+        recording.rec = Rec::Recording{5, 0, 0, true};
+        In saving = more;
+        saving.rec = Rec::Saving{};
+        row("a recording that ends leaves the main button without an action", recording, saving,
+            QStringList{u"rec"_s}, u"todo.research.7.done"_s);
+    }
+    void aRebuildShowsTheNewStateOnly() {
+        QFETCH(In, before);
+        QFETCH(const In, after);
+        QFETCH(QStringList, gone);
+        QFETCH(QString, clicked);
+        Panel panel(before);
+        QVERIFY(QTest::qWaitForWindowExposed(panel.view.get()));
+        if (!gone.isEmpty()) QVERIFY(panel.select(gone.first()));
+        panel.load(after);
+        QVERIFY(!panel.model().selected()); // the selected id went with its row
+        for (const QString& id : gone)
+            QVERIFY2(panel.view->areaOf(id).isEmpty(), qPrintable(id));
+        QVERIFY(panel.select(clicked));
+        const QRect area = panel.view->areaOf(clicked);
+        QWidget* target = panel.view->childAt(area.center());
+        QVERIFY(target);
+        QTest::mouseClick(target, Qt::LeftButton, {}, target->mapFrom(panel.view.get(), area.center()));
+        QCOMPARE(panel.log.last(), clicked);
+    }
+
     void longTextsDoNotWidenThePanel_data() {
         QTest::addColumn<In>("inputs");
         QTest::addColumn<QString>("id"); // a control whose text is long
