@@ -1,6 +1,7 @@
 #include "app/Previews.h"
 
 #include "app/IconSet.h"
+#include "app/PanelPreviews.h"
 #include "core/Keychain.h"
 #include "core/Paths.h"
 #include "os/FileSecretStore.h"
@@ -133,10 +134,13 @@ std::vector<std::pair<QString, Make>> components() {
         {QStringLiteral("rows"),
          [] {
              return fixedWidth(
-                 group({new OVRow({QStringLiteral("\u2699"), QStringLiteral("Settings…"), std::nullopt, false,
-                                   false, QStringLiteral("Ctrl+,")}),
-                        new OVRow({QStringLiteral("#"), QStringLiteral("Launch plan"),
-                                   QStringLiteral("Owner · seat"), true, false, QStringLiteral("\u2192")}),
+                 group({new OVRow({QStringLiteral("gearshape"), QStringLiteral("Settings…"), std::nullopt,
+                                   false, false, QStringLiteral("Ctrl+,"), OVRowValue::Trailing::key}),
+                        new OVRow({QStringLiteral("square.grid.2x2"), QStringLiteral("Launch plan"),
+                                   QStringLiteral("Owner · seat"), true, false, QStringLiteral("arrow.right"),
+                                   OVRowValue::Trailing::symbol}),
+                        new OVRow({QStringLiteral("clock"), QStringLiteral("Today 3 h tracked"), std::nullopt,
+                                   false, false, QStringLiteral("12:30"), OVRowValue::Trailing::text}),
                         new OVRow({std::nullopt, QStringLiteral("Nothing up next"), std::nullopt, false, true,
                                    std::nullopt})}),
                  320);
@@ -449,6 +453,9 @@ void renderDesign(const QString& dir) {
     for (const auto& [scheme, schemeName] : schemes) {
         for (const auto& [name, make] : components())
             save(make(), scheme, QStringLiteral("%1/design-%2-%3.png").arg(dir, name, schemeName));
+        for (const PanelSample& sample : panelSamples())
+            save(sample.make(), scheme,
+                 QStringLiteral("%1/panel-%2-%3.png").arg(dir, sample.name, schemeName));
         for (const Sample& sample : samples())
             save(new NudgeCard(viewOf(sample)), scheme,
                  QStringLiteral("%1/nudge-%2-%3.png").arg(dir, QLatin1String(sample.kind), schemeName));

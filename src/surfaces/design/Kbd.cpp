@@ -19,17 +19,26 @@ Kbd::Kbd(KbdValue value, QWidget* parent) : ValueWidget(std::move(value), parent
 }
 
 QSize Kbd::sizeHint() const {
-    return {QFontMetrics(kbdFont()).horizontalAdvance(value().text) + 2 * padding, boxHeight};
+    return sizeFor(value().text);
+}
+
+QSize Kbd::sizeFor(const QString& text) {
+    return {QFontMetrics(kbdFont()).horizontalAdvance(text) + 2 * padding, boxHeight};
 }
 
 void Kbd::paintEvent(QPaintEvent*) {
-    const Pal& pal = palOf(this);
     QPainter p(this);
+    paint(p, rect(), value().text, palOf(this));
+}
+
+void Kbd::paint(QPainter& p, const QRect& box, const QString& text, const Pal& pal) {
+    p.save();
     p.setRenderHint(QPainter::Antialiasing);
     p.setPen(QPen(pal.ln2, 1));
     p.setBrush(pal.bg3);
-    p.drawRoundedRect(QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5), 4, 4);
+    p.drawRoundedRect(QRectF(box).adjusted(0.5, 0.5, -0.5, -0.5), 4, 4);
     p.setFont(kbdFont());
     p.setPen(pal.tx2);
-    p.drawText(rect(), Qt::AlignCenter, value().text);
+    p.drawText(box, Qt::AlignCenter, text);
+    p.restore();
 }

@@ -6,6 +6,7 @@
 #include <QFontMetrics>
 #include <QPainter>
 #include <algorithm>
+#include <cmath>
 
 namespace {
 QFont buttonFont() {
@@ -40,6 +41,17 @@ Look lookOf(OVButtonStyle::Kind kind, const Pal& pal, bool hover, bool down) {
 }
 } // namespace
 
+void paintFocusRing(QPainter& p, const QRectF& body, double radius, const Pal& pal) {
+    QColor focus = pal.ac;
+    focus.setAlphaF(0.75f);
+    p.save();
+    p.setRenderHint(QPainter::Antialiasing);
+    p.setPen(QPen(focus, 2));
+    p.setBrush(Qt::NoBrush);
+    p.drawRoundedRect(body.adjusted(-2, -2, 2, 2), radius + 2, radius + 2);
+    p.restore();
+}
+
 OVButton::OVButton(const QString& title, OVButtonStyle style, QWidget* parent) : ValueWidget(style, parent) {
     setText(title);
     setCursor(Qt::PointingHandCursor);
@@ -52,8 +64,8 @@ void OVButton::valueChanged() {
 }
 
 QSize OVButton::sizeHint() const {
-    return {QFontMetrics(buttonFont()).horizontalAdvance(text()) + 2 * (padding + ring),
-            value().height + 2 * ring};
+    const int title = int(std::ceil(QFontMetricsF(buttonFont()).horizontalAdvance(text())));
+    return {title + 2 * (padding + ring), value().height + 2 * ring};
 }
 
 void OVButton::paintEvent(QPaintEvent*) {
@@ -66,14 +78,11 @@ void OVButton::paintEvent(QPaintEvent*) {
     p.setPen(look.line.alpha() ? QPen(look.line, 1) : QPen(Qt::NoPen));
     p.setBrush(look.fill);
     p.drawRoundedRect(body, radius, radius);
-    if (value().selected) {
-        QColor focus = pal.ac;
-        focus.setAlphaF(0.75f);
-        p.setPen(QPen(focus, 2));
-        p.setBrush(Qt::NoBrush);
-        p.drawRoundedRect(body.adjusted(-2, -2, 2, 2), radius + 2, radius + 2);
-    }
+    if (value().selected) paintFocusRing(p, body, radius, pal);
     p.setFont(buttonFont());
     p.setPen(look.text);
-    p.drawText(body, Qt::AlignCenter, text());
+    // A title longer than the button is cut, so that a long name never widens what holds the button.
+    p.drawText(
+        body, Qt::AlignCenter,
+        QFontMetricsF(buttonFont()).elidedText(text(), Qt::ElideRight, width() - 2.0 * (ring + padding)));
 }

@@ -1,7 +1,9 @@
 #include "surfaces/design/OVRow.h"
 
 #include "surfaces/design/Appearance.h"
+#include "surfaces/design/Kbd.h"
 #include "surfaces/design/OVFont.h"
+#include "surfaces/design/Symbol.h"
 
 #include <QFontMetrics>
 #include <QPainter>
@@ -18,6 +20,19 @@ QFont sideFont() {
 }
 constexpr int padding = 10;
 constexpr int symbolColumn = 22;
+constexpr int symbolSize = 14;
+
+int trailingWidth(const OVRowValue& v) {
+    switch (v.trailingAs) {
+    case OVRowValue::Trailing::text:
+        return QFontMetrics(sideFont()).horizontalAdvance(*v.trailing);
+    case OVRowValue::Trailing::key:
+        return Kbd::sizeFor(*v.trailing).width();
+    case OVRowValue::Trailing::symbol:
+        return symbolSize;
+    }
+    return 0;
+}
 } // namespace
 
 OVRow::OVRow(OVRowValue value, QWidget* parent) : ValueWidget(std::move(value), parent) {
@@ -30,8 +45,8 @@ QSize OVRow::sizeHint() const {
     const OVRowValue& v = value();
     int width = 2 * padding + QFontMetrics(titleFont()).horizontalAdvance(v.title);
     if (v.symbol) width += symbolColumn;
-    if (v.trailing) width += padding + QFontMetrics(sideFont()).horizontalAdvance(*v.trailing);
-    return {width, v.detail ? 44 : 30};
+    if (v.trailing) width += padding + trailingWidth(v);
+    return {width, v.detail ? 40 : 30};
 }
 
 void OVRow::paintEvent(QPaintEvent*) {
@@ -46,18 +61,31 @@ void OVRow::paintEvent(QPaintEvent*) {
     }
     QRect inner = rect().adjusted(padding, 0, -padding, 0);
     if (v.symbol) {
-        p.setFont(OVFont::sans(10));
-        p.setPen(v.dim ? pal.tx3 : pal.tx2);
-        p.drawText(QRect(inner.left(), 0, symbolColumn, height()), Qt::AlignLeft | Qt::AlignVCenter,
-                   *v.symbol);
+        Symbol::paint(p, *v.symbol,
+                      QRectF(inner.left(), (height() - symbolSize) / 2.0, symbolSize, symbolSize),
+                      v.dim ? pal.tx3 : pal.tx2);
         inner.setLeft(inner.left() + symbolColumn);
     }
     if (v.trailing) {
-        p.setFont(sideFont());
-        p.setPen(pal.tx3);
-        const int width = QFontMetrics(sideFont()).horizontalAdvance(*v.trailing);
-        p.drawText(inner, Qt::AlignRight | Qt::AlignVCenter, *v.trailing);
-        inner.setRight(inner.right() - width - padding);
+        const int width = trailingWidth(v);
+        const QRect side(inner.right() + 1 - width, 0, width, height());
+        switch (v.trailingAs) {
+        case OVRowValue::Trailing::text:
+            p.setFont(sideFont());
+            p.setPen(pal.tx3);
+            p.drawText(side, Qt::AlignRight | Qt::AlignVCenter, *v.trailing);
+            break;
+        case OVRowValue::Trailing::key: {
+            const QSize key = Kbd::sizeFor(*v.trailing);
+            Kbd::paint(p, QRect(QPoint(side.left(), (height() - key.height()) / 2), key), *v.trailing, pal);
+            break;
+        }
+        case OVRowValue::Trailing::symbol:
+            Symbol::paint(p, *v.trailing,
+                          QRectF(side.left(), (height() - symbolSize) / 2.0, width, symbolSize), pal.tx3);
+            break;
+        }
+        inner.setRight(side.left() - padding);
     }
     const QFontMetrics titleMetrics(titleFont());
     p.setFont(titleFont());

@@ -6,12 +6,15 @@
 #include <optional>
 
 struct OVRowValue {
-    std::optional<QString> symbol; // a short glyph in the leading column
+    enum class Trailing { text, key, symbol };
+    std::optional<QString> symbol; // the name of a Symbol in the leading column
     QString title;
     std::optional<QString> detail;
     bool selected = false;
     bool dim = false; // tertiary text
     std::optional<QString> trailing;
+    Trailing trailingAs = Trailing::text; // plain text, a key hint's box, or the name of a Symbol
+    bool operator==(const OVRowValue&) const = default;
 };
 
 // A list row that lights up under the pointer; its action is the clicked signal.

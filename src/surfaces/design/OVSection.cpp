@@ -27,7 +27,8 @@ QSize OVSection::sizeHint() const {
     const QFontMetrics fm(headFont());
     int width = fm.horizontalAdvance(headText(value()));
     if (value().trailing) width += gap + fm.horizontalAdvance(*value().trailing);
-    return {width, rowHeight};
+    const QMargins m = contentsMargins();
+    return {width + m.left() + m.right(), rowHeight};
 }
 
 void OVSection::paintEvent(QPaintEvent*) {
@@ -35,6 +36,7 @@ void OVSection::paintEvent(QPaintEvent*) {
     QPainter p(this);
     p.setFont(headFont());
     p.setPen(pal.tx3);
-    p.drawText(rect(), Qt::AlignLeft | Qt::AlignVCenter, headText(value()));
-    if (value().trailing) p.drawText(rect(), Qt::AlignRight | Qt::AlignVCenter, *value().trailing);
+    const QRect inner = contentsRect();
+    p.drawText(inner, Qt::AlignLeft | Qt::AlignVCenter, headText(value()));
+    if (value().trailing) p.drawText(inner, Qt::AlignRight | Qt::AlignVCenter, *value().trailing);
 }

@@ -5,10 +5,6 @@
 namespace {
 const QString upNextKey = QStringLiteral("ui.upNextOpen");
 const QString todoPrefix = QStringLiteral("todo.");
-
-bool staysOpen(const QString& id) {
-    return id.startsWith(todoPrefix) || id == QLatin1String("upnext.toggle");
-}
 } // namespace
 
 MenuModel::MenuModel(QSettings& defaults, QObject* parent)
@@ -41,7 +37,11 @@ void MenuModel::perform(const QString& id, bool keepOpen) {
 }
 
 void MenuModel::performSelected() {
-    if (m_selected) perform(*m_selected, staysOpen(*m_selected));
+    if (m_selected) perform(*m_selected, keepsOpen(*m_selected));
+}
+
+bool MenuModel::keepsOpen(const QString& id) {
+    return id.startsWith(todoPrefix) || id == QLatin1String("upnext.toggle");
 }
 
 void MenuModel::move(int delta) {

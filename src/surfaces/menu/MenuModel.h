@@ -25,6 +25,9 @@ public:
     void perform(const QString& id, bool keepOpen = false);
     // Return: the selection acts, with the panel left open for a to-do row and the Up next fold.
     void performSelected();
+    // Whether `id` runs with the panel left open: a to-do row, its buttons and the Up next fold.
+    static bool keepsOpen(const QString& id);
+    bool acts(const QString& id) const { return m_actions.contains(id); }
     // Moves the selection by `delta` rows: ↓ from nothing is the first, ↑ the last; it does not wrap.
     void move(int delta);
 
