@@ -78,7 +78,7 @@ void PopoverController::layout() {
     PopoverView& view = m_panel->view();
     const int margin = OVCard::shadowMargin;
     // The view's size is the card's with its shadow, at most the cap: taller content scrolls inside.
-    const QSize outer = view.sizeHint();
+    const QSize outer = view.sizeHint().expandedTo(view.minimumSize()).boundedTo(view.maximumSize());
     PopoverPlacement::Request request{m_anchor ? m_anchor->icon : std::nullopt,
                                       m_anchor ? std::optional(m_anchor->pointer) : std::nullopt,
                                       {},
