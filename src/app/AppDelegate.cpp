@@ -10,7 +10,6 @@
 #include "surfaces/Notify.h"
 #include "surfaces/Nudges.h"
 #include "surfaces/SettingsView.h"
-#include "surfaces/StatusIcon.h"
 #include "surfaces/WindowBox.h"
 #include "surfaces/WindowShortcuts.h"
 #include "surfaces/menu/MenuBuilder.h"
@@ -22,10 +21,8 @@
 #include "workday/WorkdayTracker.h"
 
 #include <QApplication>
-#include <QPixmap>
 #include <QPointer>
 #include <QSessionManager>
-#include <QSystemTrayIcon>
 #include <cstdio>
 
 namespace {
@@ -129,12 +126,21 @@ void AppDelegate::continueWithKeys() {
 
 void AppDelegate::makeStatusItem() {
     if (m_modes.headless()) return;
-    m_statusItem = std::make_unique<QSystemTrayIcon>(QIcon(QPixmap::fromImage(StatusIcon::slash(64))));
-    m_statusItem->setToolTip(QStringLiteral("Orvane"));
-    if (QSystemTrayIcon::isSystemTrayAvailable())
-        m_statusItem->show();
-    else
-        slog(QStringLiteral("no system tray on this desktop"));
+    m_statusItem = std::make_unique<StatusItem>(StatusItem::Needs{m_services.xembedTrayRuns});
+    connect(m_statusItem.get(), &StatusItem::activated, this,
+            [] { slog(QStringLiteral("status item activated")); });
+    connect(&m_tuneIn, &TuneIn::ticked, this, &AppDelegate::updateStatusTitle);
+}
+
+void AppDelegate::updateStatusTitle() {
+    if (!m_statusItem) return;
+    using Phase = StatusItem::Phase;
+    const TuneIn::State state = m_tuneIn.state();
+    const Phase phase = state == TuneIn::State::idle        ? Phase::idle
+                        : state == TuneIn::State::recording ? Phase::recording
+                                                            : Phase::busy;
+    const Capture* capture = m_tuneIn.capture();
+    m_statusItem->update({phase, capture ? capture->elapsed() : 0, UploadState::line(m_upload.state())});
 }
 
 // A key another program owns is logged and missed; the rest of the start goes on.
@@ -155,11 +161,7 @@ void AppDelegate::openSettings() {
 }
 
 void AppDelegate::rebuildMenu() {
-    if (m_statusItem) {
-        const QString state = UploadState::line(m_upload.state());
-        m_statusItem->setToolTip(state.isEmpty() ? QStringLiteral("Orvane")
-                                                 : QStringLiteral("Orvane\n") + state);
-    }
+    updateStatusTitle();
     m_menu.commit(MenuBuilder::build(menuInputs()).state);
     emit menuRebuilt();
 }

@@ -61,6 +61,8 @@ struct Services {
     // The level and activity of the recording, for the panel's orb.
     std::unique_ptr<LiveMeter> meter;
     std::unique_ptr<Prompter> prompter;
+    // Whether an XEmbed tray runs now, for the tray icon's choice of host.
+    std::function<bool()> xembedTrayRuns;
     // Brings a window asked for again to the user's desktop and front; empty where the desktop does it.
     std::function<void(QWidget&)> bringForward;
     // The recording panel, made at the start and shown by the first recording.
