@@ -1,10 +1,12 @@
 // A desktop panel's StatusNotifierWatcher, as a process of its own so that a test can kill and restart it:
-// owns org.kde.StatusNotifierWatcher on the session bus, says a host is there, and lists the items that
-// register. Prints "ready" once it owns the name.
+// owns org.kde.StatusNotifierWatcher on the session bus, says a host is there, lists the items that register,
+// and reads an item's icon or tooltip each time it says they changed, as a panel does. Prints "ready" once it
+// owns the name.
 #include <QCoreApplication>
 #include <QDBusConnection>
 #include <QDBusContext>
 #include <QDBusMessage>
+#include <QDBusPendingCall>
 #include <QStringList>
 #include <cstdio>
 
@@ -26,6 +28,11 @@ public slots:
         const QString item = isPath ? message().service() + serviceOrPath
                                     : serviceOrPath + QStringLiteral("/StatusNotifierItem");
         if (!m_items.contains(item)) m_items.append(item);
+        const QString service = item.left(item.indexOf(QLatin1Char('/')));
+        const QString path = item.mid(service.size());
+        QDBusConnection bus = QDBusConnection::sessionBus();
+        bus.connect(service, path, itemInterface(), QStringLiteral("NewIcon"), this, SLOT(readIcon()));
+        bus.connect(service, path, itemInterface(), QStringLiteral("NewToolTip"), this, SLOT(readToolTip()));
         emit StatusNotifierItemRegistered(item);
     }
     Q_SCRIPTABLE void RegisterStatusNotifierHost(const QString&) {}
@@ -34,7 +41,21 @@ signals:
     Q_SCRIPTABLE void StatusNotifierItemRegistered(const QString& item);
     Q_SCRIPTABLE void StatusNotifierHostRegistered();
 
+private slots:
+    void readIcon() { read(QStringLiteral("IconPixmap")); }
+    void readToolTip() { read(QStringLiteral("ToolTip")); }
+
 private:
+    static QString itemInterface() { return QStringLiteral("org.kde.StatusNotifierItem"); }
+    // The property of the item whose signal is being delivered; the answer is only traffic here.
+    void read(const QString& name) {
+        QDBusMessage get = QDBusMessage::createMethodCall(message().service(), message().path(),
+                                                          QStringLiteral("org.freedesktop.DBus.Properties"),
+                                                          QStringLiteral("Get"));
+        get << itemInterface() << name;
+        QDBusConnection::sessionBus().asyncCall(get);
+    }
+
     QStringList m_items;
 };
 
