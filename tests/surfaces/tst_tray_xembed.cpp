@@ -48,15 +48,20 @@ private slots:
         QVERIFY(QTest::qWaitFor(&os::x11SystemTrayRuns, 10000));
         StatusItem item({&os::x11SystemTrayRuns});
         QVERIFY(item.hostAvailable());
+        // Embedded: the tray has taken the icon's window into its panel at the top right.
         QRect icon;
-        QTRY_VERIFY_WITH_TIMEOUT((icon = iconWindow()).isValid(), 10000);
-        QVERIFY2(icon.right() >= 700 && icon.top() < 30, "trayer sits at the top right");
+        QTRY_VERIFY_WITH_TIMEOUT((icon = iconWindow()).right() >= 700 && icon.top() < 30, 10000);
 
         QSignalSpy activated(&item, &StatusItem::activated);
         const QPoint centre = icon.center();
-        xdotool({QStringLiteral("mousemove"), QString::number(centre.x()), QString::number(centre.y()),
-                 QStringLiteral("click"), QStringLiteral("1")});
-        QVERIFY(activated.wait(5000));
+        // The window is in place a moment before the tray has handed it over and it takes clicks: a click
+        // that came too early is repeated.
+        const auto click = [&] {
+            xdotool({QStringLiteral("mousemove"), QString::number(centre.x()), QString::number(centre.y()),
+                     QStringLiteral("click"), QStringLiteral("1")});
+            return activated.wait(1000);
+        };
+        QTRY_VERIFY_WITH_TIMEOUT(!activated.isEmpty() || click(), 10000);
         const auto anchor = activated.first().at(0).value<TrayAnchor>();
         QCOMPARE(anchor.icon, std::optional<QRect>(icon));
         QCOMPARE(anchor.pointer, centre);
