@@ -14,7 +14,7 @@
 
 // A desktop panel's tray host on the session bus: runs the watcher program (fake_sni_watcher.cpp, path in
 // ORVANE_FAKE_SNI_WATCHER) so that `stop` and `start` are a real restart, with a new owner of the name; reads
-// an item's tooltip and icon as the panel would, clicks it, and counts its NewIcon and NewToolTip signals.
+// an item's tooltip and icon as the panel would, clicks it, and counts its NewToolTip signals.
 // The items live in this test's own process, so every call waits with the event loop running.
 class FakeStatusNotifierWatcher : public QObject {
     Q_OBJECT
@@ -49,7 +49,7 @@ public:
         return value.toStringList();
     }
     // The item of the process with this id, once it has registered with this run; empty before. From then
-    // on its NewIcon and NewToolTip signals are counted.
+    // on its NewToolTip signals are counted.
     QString itemOf(qint64 pid) {
         for (const QString& item : items())
             if (QDBusConnection::sessionBus().interface()->servicePid(serviceOf(item)).value() == pid) {
@@ -86,11 +86,9 @@ public:
         QDBusConnection::sessionBus().call(call, QDBus::BlockWithGui, 5000);
     }
 
-    int newIcons = 0;
     int newToolTips = 0;
 
 private slots:
-    void countIcon() { ++newIcons; }
     void countToolTip() { ++newToolTips; }
 
 private:
@@ -102,8 +100,6 @@ private:
         if (m_followed.contains(item)) return;
         m_followed.append(item);
         QDBusConnection bus = QDBusConnection::sessionBus();
-        bus.connect(serviceOf(item), pathOf(item), itemInterface(), QStringLiteral("NewIcon"), this,
-                    SLOT(countIcon()));
         bus.connect(serviceOf(item), pathOf(item), itemInterface(), QStringLiteral("NewToolTip"), this,
                     SLOT(countToolTip()));
     }
