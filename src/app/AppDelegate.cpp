@@ -11,10 +11,11 @@
 #include "surfaces/Notify.h"
 #include "surfaces/Nudges.h"
 #include "surfaces/SettingsView.h"
-#include "surfaces/StatusIcon.h"
 #include "surfaces/WindowBox.h"
 #include "surfaces/WindowShortcuts.h"
+#include "surfaces/popover/PanelKeys.h"
 #include "surfaces/popover/PopoverController.h"
+#include "surfaces/popover/PopoverView.h"
 #include "voice/PinQueue.h"
 #include "workday/CallDetector.h"
 #include "workday/Coach.h"
@@ -23,11 +24,9 @@
 #include "workday/WorkdayTracker.h"
 
 #include <QApplication>
-#include <QCursor>
-#include <QPixmap>
 #include <QPointer>
 #include <QSessionManager>
-#include <QSystemTrayIcon>
+#include <QWindow>
 #include <cstdio>
 
 namespace {
@@ -131,19 +130,32 @@ void AppDelegate::continueWithKeys() {
 
 void AppDelegate::makeStatusItem() {
     if (m_modes.headless()) return;
-    m_statusItem = std::make_unique<QSystemTrayIcon>(QIcon(QPixmap::fromImage(StatusIcon::slash(64))));
-    m_statusItem->setToolTip(QStringLiteral("Orvane"));
     Services& s = m_services;
+    m_statusItem = std::make_unique<StatusItem>(StatusItem::Needs{s.xembedTrayRuns});
     m_popover = std::make_unique<PopoverController>(PopoverController::Needs{
         m_menu, s.panelDesktop, s.motion, *s.presses, s.focusPanel, [this] { rebuildMenu(); }, s.now});
-    connect(m_statusItem.get(), &QSystemTrayIcon::activated, this, [this] {
-        const QRect icon = m_statusItem->geometry();
-        m_popover->toggle({icon.isEmpty() ? std::nullopt : std::optional(icon), QCursor::pos()});
-    });
-    if (QSystemTrayIcon::isSystemTrayAvailable())
-        m_statusItem->show();
-    else
-        slog(QStringLiteral("no system tray on this desktop"));
+    connect(m_statusItem.get(), &StatusItem::activated, m_popover.get(), &PopoverController::toggle);
+    connect(&m_tuneIn, &TuneIn::ticked, this, &AppDelegate::updateStatusTitle);
+    // Without a tray the panel is a window of its own from the start; closing it leaves Orvane running.
+    if (!m_statusItem->hostAvailable() && !m_modes.uiCheck) showPanelWindow();
+}
+
+void AppDelegate::showPanelWindow() {
+    QWidget* window =
+        m_windowBox->show(QStringLiteral("panel"), QStringLiteral("Orvane"), new PopoverView(m_menu));
+    window->windowHandle()->installEventFilter(new PanelKeys(
+        m_menu, [window] { window->close(); }, window));
+}
+
+void AppDelegate::updateStatusTitle() {
+    if (!m_statusItem) return;
+    using Phase = StatusItem::Phase;
+    const TuneIn::State state = m_tuneIn.state();
+    const Phase phase = state == TuneIn::State::idle        ? Phase::idle
+                        : state == TuneIn::State::recording ? Phase::recording
+                                                            : Phase::busy;
+    const Capture* capture = m_tuneIn.capture();
+    m_statusItem->update({phase, capture ? capture->elapsed() : 0, UploadState::line(m_upload.state())});
 }
 
 // A key another program owns is logged and missed; the rest of the start goes on.
@@ -164,11 +176,7 @@ void AppDelegate::openSettings() {
 }
 
 void AppDelegate::rebuildMenu() {
-    if (m_statusItem) {
-        const QString state = UploadState::line(m_upload.state());
-        m_statusItem->setToolTip(state.isEmpty() ? QStringLiteral("Orvane")
-                                                 : QStringLiteral("Orvane\n") + state);
-    }
+    updateStatusTitle();
     bindMenu(MenuBuilder::build(menuInputs()));
     emit menuRebuilt();
 }

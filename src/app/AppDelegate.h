@@ -9,6 +9,7 @@
 #include "app/TuneIn.h"
 #include "app/UploadStatus.h"
 #include "app/Uploads.h"
+#include "surfaces/StatusItem.h"
 #include "surfaces/menu/MenuBuilder.h"
 #include "surfaces/menu/MenuInputs.h"
 #include "surfaces/menu/MenuModel.h"
@@ -23,7 +24,6 @@ class MicUsage;
 class PinQueue;
 class PopoverController;
 class QSessionManager;
-class QSystemTrayIcon;
 class WindowBox;
 class WindowShortcuts;
 class Windows;
@@ -78,6 +78,9 @@ private:
     void wireFlows();
     void continueWithKeys();
     void makeStatusItem();
+    void showPanelWindow();
+    // The tray icon and its tooltip follow the recording and the uploads.
+    void updateStatusTitle();
     void registerHotKeys();
     void wireCallDetector();
     // A recording is saved: it goes its way, or the quit that waited for it goes on.
@@ -107,7 +110,7 @@ private:
     Reviews m_reviews;
     Account m_account;
     Activity m_activity;
-    std::unique_ptr<QSystemTrayIcon> m_statusItem;
+    std::unique_ptr<StatusItem> m_statusItem;
     std::unique_ptr<WindowShortcuts> m_shortcuts;
     TuneIn m_tuneIn;
     // The settings window and the other small windows of their own.

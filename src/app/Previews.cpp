@@ -473,21 +473,35 @@ void renderDesign(const QString& dir) {
     }
 }
 
+// The tray mark at 22 px as a panel shows it, idle, recording and recording with the dot, in a row for a
+// light and a dark desktop; one picture for a light panel, one for a dark; each also at double density.
+void renderTray(const QString& dir) {
+    constexpr int size = 22, gap = 10;
+    const std::pair<QLatin1String, QColor> panels[] = {{QLatin1String("light"), QColor(0xF2, 0xF2, 0xF2)},
+                                                       {QLatin1String("dark"), QColor(0x1E, 0x1E, 0x1E)}};
+    const std::pair<bool, bool> marks[] = {{false, false}, {true, false}, {true, true}};
+    for (const auto& [name, colour] : panels)
+        for (const int density : {1, 2}) {
+            QImage panel((3 * size + 4 * gap) * density, (2 * size + 3 * gap) * density,
+                         QImage::Format_RGB32);
+            panel.fill(colour);
+            QPainter p(&panel);
+            for (const bool darkDesktop : {false, true})
+                for (int i = 0; i < 3; ++i)
+                    p.drawImage(
+                        QPoint(gap + i * (size + gap), gap + int(darkDesktop) * (size + gap)) * density,
+                        StatusIcon::slash(size * density, marks[i].first, marks[i].second, darkDesktop));
+            p.end();
+            panel.save(QStringLiteral("%1/tray-%2-panel%3.png")
+                           .arg(dir, name, density == 1 ? QString() : QStringLiteral("@2x")));
+        }
+}
+
 } // namespace
 
 void render(const QString& dir) {
     Paths::ensure(dir);
-    struct Variant {
-        const char* name;
-        bool recording, dot, darkPanel;
-    };
-    static const Variant icons[] = {{"status-light", false, false, false},
-                                    {"status-dark", false, false, true},
-                                    {"status-recording", true, false, true},
-                                    {"status-recording-dot", true, true, true}};
-    for (const Variant& v : icons)
-        StatusIcon::slash(64, v.recording, v.dot, v.darkPanel)
-            .save(dir + QStringLiteral("/%1.png").arg(QLatin1String(v.name)));
+    renderTray(dir);
     writeIconSet(dir + QStringLiteral("/iconset"));
     renderDesign(dir);
     NoteCard::image(

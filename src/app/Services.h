@@ -63,6 +63,8 @@ struct Services {
     // The level and activity of the recording, for the panel's orb.
     std::unique_ptr<LiveMeter> meter;
     std::unique_ptr<Prompter> prompter;
+    // Whether an XEmbed tray runs now, for the tray icon's choice of host.
+    std::function<bool()> xembedTrayRuns;
     // Brings a window asked for again to the user's desktop and front; empty where the desktop does it.
     std::function<void(QWidget&)> bringForward;
     // What floating panels ask of the desktop, and how they move.

@@ -5,6 +5,7 @@
 #include <QBuffer>
 #include <QPainter>
 #include <QPainterPath>
+#include <algorithm>
 
 namespace StatusIcon {
 namespace {
@@ -19,13 +20,19 @@ void stroke(QPainter& p, const QColor& color, double width, QPointF from, QPoint
 }
 } // namespace
 
+// No tray says what colour it is, and the desktop's light or dark setting may not match the panel: the mark
+// is ringed in the tone opposite its ink, so that it stands out on a panel of either tone.
 QImage slash(int size, bool recording, bool dot, bool darkPanel) {
     QImage image(size, size, QImage::Format_ARGB32_Premultiplied);
     image.fill(Qt::transparent);
     QPainter p(&image);
     p.setRenderHint(QPainter::Antialiasing);
     const QColor ink = recording ? Brand::lime() : (darkPanel ? QColor(Qt::white) : QColor(Qt::black));
-    stroke(p, ink, 0.15 * size, at(0.34, 0.16, size), at(0.66, 0.84, size));
+    const QColor ring = ink.lightness() > 127 ? Brand::bg() : QColor(Qt::white);
+    const double ringWidth = std::max(1.0, 0.05 * size);
+    const QPointF from = at(0.34, 0.16, size), to = at(0.66, 0.84, size);
+    stroke(p, ring, 0.15 * size + 2 * ringWidth, from, to);
+    stroke(p, ink, 0.15 * size, from, to);
     if (dot) {
         const double d = 0.42 * size;
         const QRectF corner(size - d, 0, d, d);
@@ -34,8 +41,10 @@ QImage slash(int size, bool recording, bool dot, bool darkPanel) {
         p.setBrush(Qt::black);
         p.drawEllipse(corner);
         p.setCompositionMode(QPainter::CompositionMode_SourceOver);
-        p.setBrush(Brand::red());
+        p.setBrush(ring);
         p.drawEllipse(corner);
+        p.setBrush(Brand::red());
+        p.drawEllipse(corner.adjusted(ringWidth, ringWidth, -ringWidth, -ringWidth));
     }
     return image;
 }

@@ -4,7 +4,8 @@
 #include <QRect>
 #include <optional>
 
-// Where the tray was clicked: the icon's geometry when the tray tells it, and the pointer at the click.
+// Where the tray icon was clicked, for placing what opens from it: the icon's rectangle on the screen when
+// the tray tells a usable one, and the pointer at the click.
 struct TrayAnchor {
     std::optional<QRect> icon;
     QPoint pointer;

@@ -29,15 +29,25 @@ int screenNumber() {
     if (xcb_parse_display(nullptr, &host, &display, &screen)) std::free(host);
     return screen;
 }
-} // namespace
 
-bool x11CompositingManagerRuns() {
+// Whether some client owns the selection `prefix` + the screen number, the way desktop managers announce
+// themselves.
+bool screenSelectionOwned(const QByteArray& prefix) {
     xcb_connection_t* c = connection();
     if (!c) return false;
-    const xcb_atom_t selection = atom(c, "_NET_WM_CM_S" + QByteArray::number(screenNumber()));
+    const xcb_atom_t selection = atom(c, prefix + QByteArray::number(screenNumber()));
     if (selection == XCB_ATOM_NONE) return false;
     auto owner = xcbReply(xcb_get_selection_owner_reply(c, xcb_get_selection_owner(c, selection), nullptr));
     return owner && owner->owner != XCB_WINDOW_NONE;
+}
+} // namespace
+
+bool x11CompositingManagerRuns() {
+    return screenSelectionOwned("_NET_WM_CM_S");
+}
+
+bool x11SystemTrayRuns() {
+    return screenSelectionOwned("_NET_SYSTEM_TRAY_S");
 }
 
 void x11OnAllDesktops(QWindow& window) {

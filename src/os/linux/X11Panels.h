@@ -8,6 +8,9 @@ namespace os {
 // selection. No X display means no.
 bool x11CompositingManagerRuns();
 
+// Whether an XEmbed system tray runs on the application's X display: it owns _NET_SYSTEM_TRAY_S<screen>.
+bool x11SystemTrayRuns();
+
 // Puts a window that is about to map on every virtual desktop (_NET_WM_DESKTOP 0xFFFFFFFF). Does nothing
 // off X.
 void x11OnAllDesktops(QWindow& window);
