@@ -62,6 +62,14 @@ class TestPopover : public QObject {
         QTRY_COMPARE_WITH_TIMEOUT(QGuiApplication::focusWindow(), m_popover->panel()->windowHandle(), 5000);
     }
 
+    // The user's window on the screen, then the panel open over it with the focus.
+    void showThenOpen(Target& target) {
+        target.setGeometry(100, 300, 300, 200);
+        target.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&target));
+        openAndWaitForFocus();
+    }
+
 private slots:
     void placement_data() {
         QTest::addColumn<QList<Screen>>("screens");
@@ -152,10 +160,7 @@ private slots:
     // click brings from the tray right after does not open it again.
     void aClickElsewhereClosesAndReachesItsTarget() {
         Target target;
-        target.setGeometry(100, 300, 300, 200);
-        target.show();
-        QVERIFY(QTest::qWaitForWindowExposed(&target));
-        openAndWaitForFocus();
+        showThenOpen(target);
         QVERIFY(xdotool({QStringLiteral("mousemove"), QStringLiteral("--window"),
                          QString::number(target.winId()), QStringLiteral("100"), QStringLiteral("100"),
                          QStringLiteral("click"), QStringLiteral("1")}));
@@ -175,10 +180,7 @@ private slots:
     // Alt+Tab, or a window that comes up by itself, takes the focus: the panel goes.
     void anotherWindowTakingTheFocusClosesIt() {
         Target target;
-        target.setGeometry(100, 300, 300, 200);
-        target.show();
-        QVERIFY(QTest::qWaitForWindowExposed(&target));
-        openAndWaitForFocus();
+        showThenOpen(target);
         QVERIFY(xdotool({QStringLiteral("windowactivate"), QString::number(target.winId())}));
         QTRY_VERIFY_WITH_TIMEOUT(!m_popover->isOpen(), 5000);
         QCOMPARE(target.presses, 0);

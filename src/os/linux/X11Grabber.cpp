@@ -10,6 +10,13 @@
 
 namespace os {
 
+xcb_screen_t* xcbScreen(xcb_connection_t* c, int screenNumber) {
+    xcb_screen_iterator_t it = xcb_setup_roots_iterator(xcb_get_setup(c));
+    for (int i = 0; i < screenNumber && it.rem; ++i)
+        xcb_screen_next(&it);
+    return it.rem ? it.data : nullptr;
+}
+
 bool xcbHasExtension(xcb_connection_t* c, xcb_extension_t* extension) {
     const xcb_query_extension_reply_t* data = xcb_get_extension_data(c, extension);
     return data && data->present;
@@ -41,14 +48,11 @@ X11Grabber::X11Grabber(const QString& display) {
         xcb_disconnect(m_c);
         throw ScreenError("cannot open the X display");
     }
-    xcb_screen_iterator_t it = xcb_setup_roots_iterator(xcb_get_setup(m_c));
-    for (int i = 0; i < screenNumber && it.rem; ++i)
-        xcb_screen_next(&it);
-    if (!it.rem) {
+    m_screen = xcbScreen(m_c, screenNumber);
+    if (!m_screen) {
         xcb_disconnect(m_c);
         throw ScreenError("the X display has no screen");
     }
-    m_screen = it.data;
     m_shm = xcbHasExtension(m_c, &xcb_shm_id);
     m_xfixes = xcbHasExtension(m_c, &xcb_xfixes_id);
     if (m_xfixes) // XFixes answers cursor requests only to clients that announced their version

@@ -19,6 +19,8 @@ template <class T> XcbReply<T> xcbReply(T* r) {
 }
 
 bool xcbHasExtension(xcb_connection_t* c, xcb_extension_t* extension);
+// The screen of that number on the connection, as xcb_connect names it; null when the display has none.
+xcb_screen_t* xcbScreen(xcb_connection_t* c, int screenNumber);
 
 // Reads the primary screen of one X display through a connection of its own. Pixels come through one
 // shared-memory segment (MIT-SHM) that is kept between reads, so a grab every two seconds for hours costs one

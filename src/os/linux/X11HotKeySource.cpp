@@ -98,11 +98,9 @@ void X11HotKeySource::connectTo(const QString& display) {
         qCWarning(lcHotKeys) << "no X display: global keys are off";
         return;
     }
-    xcb_screen_iterator_t it = xcb_setup_roots_iterator(xcb_get_setup(m_c));
-    for (int i = 0; i < screenNumber && it.rem; ++i)
-        xcb_screen_next(&it);
-    if (!it.rem) return;
-    m_root = it.data->root;
+    const xcb_screen_t* screen = xcbScreen(m_c, screenNumber);
+    if (!screen) return;
+    m_root = screen->root;
 
     // Without detectable auto-repeat a held key would arrive as a train of releases and presses.
     const auto xkb = xcbReply(xcb_xkb_use_extension_reply(

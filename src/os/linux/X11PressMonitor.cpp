@@ -23,11 +23,9 @@ X11PressMonitor::X11PressMonitor(const QString& display, QObject* parent) : Pres
         qCWarning(lcPresses) << "no X display: clicks elsewhere are not seen";
         return;
     }
-    xcb_screen_iterator_t it = xcb_setup_roots_iterator(xcb_get_setup(m_c));
-    for (int i = 0; i < screenNumber && it.rem; ++i)
-        xcb_screen_next(&it);
-    if (!it.rem) return;
-    m_root = it.data->root;
+    const xcb_screen_t* screen = xcbScreen(m_c, screenNumber);
+    if (!screen) return;
+    m_root = screen->root;
     const xcb_query_extension_reply_t* ext = xcb_get_extension_data(m_c, &xcb_input_id);
     XcbReply<xcb_input_xi_query_version_reply_t> version(nullptr, &std::free);
     if (ext && ext->present)
