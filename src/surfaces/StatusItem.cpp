@@ -97,13 +97,15 @@ void StatusItem::update(const Look& look) {
     }
 }
 
-// Every size a panel asks for, 16 to 32 px and their doubles for a scaled screen, drawn once per scheme.
+// The sizes panels ask for, 16 to 32 px, and 48 for the doubled 22 and 24 px panels of a scaled screen (a
+// panel scales the nearest down); drawn once per scheme. Each blink sends every size to the panel, so the set
+// stays small: the doubles of all four cost twice the bytes of the five kept.
 void StatusItem::drawIcons() {
     m_darkScheme = colorSchemeOf(QGuiApplication::palette()) == ColorScheme::dark;
     const std::pair<bool, bool> marks[] = {{false, false}, {true, false}, {true, true}};
     for (int mark = idle; mark <= recordingDot; ++mark) {
         QIcon icon;
-        for (const int px : {16, 22, 24, 32, 44, 48, 64})
+        for (const int px : {16, 22, 24, 32, 48})
             icon.addPixmap(QPixmap::fromImage(
                 StatusIcon::slash(px, marks[mark].first, marks[mark].second, m_darkScheme)));
         m_icons[size_t(mark)] = icon;
