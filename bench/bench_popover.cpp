@@ -90,16 +90,24 @@ int main(int argc, char** argv) {
     MenuModel model(defaults);
     const MenuInputs in = busyDay();
     os::X11PressMonitor presses;
-    PopoverController popover({model,
-                               {&os::x11CompositingManagerRuns, [](QWindow& w) { os::x11OnAllDesktops(w); }},
-                               [] { return Motion(true); },
-                               presses,
-                               [](WId w) { os::focusX11Window(quint32(w)); },
-                               [&] { rebuild(model, in); },
-                               systemNow});
+    const auto panelOf = [&](MenuModel& m, std::function<void()> onOpen) {
+        return std::make_unique<PopoverController>(PopoverController::Needs{
+            m,
+            {&os::x11CompositingManagerRuns, [](QWindow& w) { os::x11OnAllDesktops(w); }},
+            [] { return Motion(true); },
+            presses,
+            [](WId w) { os::focusX11Window(quint32(w)); },
+            std::move(onOpen),
+            systemNow});
+    };
+    // The reference: the same window with an empty state, opened the same way.
+    QSettings emptyDefaults(dir.filePath(QStringLiteral("e.ini")), QSettings::IniFormat);
+    MenuModel empty(emptyDefaults);
+    const std::unique_ptr<PopoverController> bare = panelOf(empty, [] {});
+    const std::unique_ptr<PopoverController> full = panelOf(model, [&] { rebuild(model, in); });
 
     // One opening: from the activation until the panel has the focus, which comes after its first exposure.
-    const auto openOnce = [&]() -> double {
+    const auto openOnce = [&](PopoverController& popover) -> double {
         QElapsedTimer timer;
         timer.start();
         popover.open({});
@@ -110,10 +118,13 @@ int main(int argc, char** argv) {
         waitFor([&] { return QGuiApplication::focusWindow() != popover.panel()->windowHandle(); });
         return ms;
     };
-    const double first = openOnce();
-    std::vector<double> warm;
-    for (int i = 0; i < opens; ++i)
-        warm.push_back(openOnce());
+    const double first = openOnce(*full);
+    const double bareFirst = openOnce(*bare);
+    std::vector<double> warm, bareWarm;
+    for (int i = 0; i < opens; ++i) {
+        warm.push_back(openOnce(*full));
+        bareWarm.push_back(openOnce(*bare));
+    }
 
     std::vector<double> rebuilds;
     for (int i = 0; i < 200; ++i) {
@@ -125,11 +136,13 @@ int main(int argc, char** argv) {
 
     const double before = residentMB();
     for (int i = 0; i < 500; ++i)
-        openOnce();
+        openOnce(*full);
     const double after = residentMB();
 
-    std::printf("open, first: %.1f ms\nopen, later: p50 %.1f ms, p95 %.1f ms (%d opens)\n", first,
-                percentile(warm, 0.5), percentile(warm, 0.95), opens);
+    std::printf("open, first: %.1f ms (empty panel: %.1f ms)\n", first, bareFirst);
+    std::printf("open, later: p50 %.1f ms, p95 %.1f ms (empty panel: p50 %.1f ms, p95 %.1f ms; %d opens)\n",
+                percentile(warm, 0.5), percentile(warm, 0.95), percentile(bareWarm, 0.5),
+                percentile(bareWarm, 0.95), opens);
     std::printf("rebuild with 200 to-dos, 10 cards, 20 projects: p50 %.2f ms, p95 %.2f ms\n",
                 percentile(rebuilds, 0.5), percentile(rebuilds, 0.95));
     std::printf("resident memory: %.1f MB before 500 opens, %.1f MB after (%+.1f MB)\n", before, after,

@@ -120,7 +120,7 @@ int main(int argc, char** argv) {
         recordingCpu);
     tick.stop();
 
-    std::printf("%d s per phase, icon sizes %s\n", seconds, "16 22 24 32 44 48 64");
+    std::printf("%d s per phase\n", seconds);
     print("idle", idleCpu, idle, seconds);
     print("recording", recordingCpu, recording, seconds);
     return 0;
