@@ -106,6 +106,18 @@ class TestProgram : public QObject {
                      text.endsWith("\nQuit Orvane  Ctrl+Q\n"),
                  qPrintable(text + log()));
 
+        // So does the check of the surfaces, on the screen: the panel takes the focus beside the first
+        // copy's.
+        if (!deadBus && !qEnvironmentVariableIsEmpty("DISPLAY")) {
+            QProcess check;
+            start(check, {QStringLiteral("--ui-check")});
+            QVERIFY(check.waitForFinished(60000));
+            const QByteArray lines = check.readAllStandardOutput();
+            QVERIFY2(check.exitCode() == 0 && lines.contains("ui-check: panel open at") &&
+                         lines.endsWith("ui-check: ok\n"),
+                     qPrintable(lines + log()));
+        }
+
         QCOMPARE(first.state(), QProcess::Running);
         ::kill(pid_t(first.processId()), SIGTERM);
         QVERIFY(first.waitForFinished(20000));
