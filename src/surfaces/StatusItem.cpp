@@ -11,7 +11,6 @@
 #include <QDBusServiceWatcher>
 #include <QDBusVariant>
 #include <QGuiApplication>
-#include <QScreen>
 #include <QSystemTrayIcon>
 
 namespace {
@@ -73,13 +72,6 @@ QString StatusItem::toolTip(const Look& look) {
     return look.upload.isEmpty() ? QStringLiteral("Orvane") : QStringLiteral("Orvane\n") + look.upload;
 }
 
-std::optional<QRect> StatusItem::usableIcon(const QRect& reported, const QList<QRect>& screens) {
-    if (reported.isEmpty()) return std::nullopt;
-    for (const QRect& screen : screens)
-        if (screen.contains(reported)) return reported;
-    return std::nullopt;
-}
-
 // Every change goes over D-Bus to the panel: the tooltip once a second and the mark every half second at
 // most, and nothing that did not change.
 void StatusItem::update(const Look& look) {
@@ -117,11 +109,10 @@ void StatusItem::makeTray() {
     m_tray = std::make_unique<QSystemTrayIcon>(m_icons[size_t(m_mark)]);
     m_tray->setToolTip(m_toolTip);
     // No menu: every kind of click is the panel's to answer.
+    // Whether the rectangle can be trusted is the panel placement's to judge.
     connect(m_tray.get(), &QSystemTrayIcon::activated, this, [this] {
-        QList<QRect> screens;
-        for (const QScreen* screen : QGuiApplication::screens())
-            screens.append(screen->geometry());
-        emit activated({usableIcon(m_tray->geometry(), screens), QCursor::pos()});
+        const QRect icon = m_tray->geometry();
+        emit activated({icon.isEmpty() ? std::nullopt : std::optional(icon), QCursor::pos()});
     });
     m_tray->show();
     slog(m_viaStatusNotifier ? QStringLiteral("tray icon shown through the StatusNotifier host")

@@ -42,9 +42,6 @@ public:
     bool blinking() const { return m_blink.isActive(); }
 
     static QString toolTip(const Look& look);
-    // The icon's rectangle as the tray reports it, when it can be trusted: StatusNotifierItem hosts report
-    // none, or a stale one, so an empty rectangle or one that no screen holds is no anchor.
-    static std::optional<QRect> usableIcon(const QRect& reported, const QList<QRect>& screens);
 
 signals:
     void activated(TrayAnchor anchor);

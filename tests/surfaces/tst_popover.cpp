@@ -90,6 +90,9 @@ private slots:
             QPoint(1000, 10), QRect(826, 28, 348, 476));
         row("a stale icon off every screen, the pointer in the free area: top right", QList{wide},
             QRect(3000, 5, 24, 24), QPoint(500, 500), QRect(1920 - 8 - 348 - margin, 28 + margin, 348, 476));
+        row("an icon across the edge of two screens: top right of the main one",
+            QList{wide, Screen{{1920, 0, 1280, 1024}, {1920, 28, 1280, 996}}}, QRect(1910, 2, 24, 24),
+            QPoint(500, 500), QRect(1920 - 8 - 348 - margin, 28 + margin, 348, 476));
         row("two screens: the icon's screen",
             QList{wide, Screen{{1920, 0, 1280, 1024}, {1920, 28, 1280, 996}}}, QRect(3150, 2, 24, 24),
             QPoint(3160, 10), QRect(2848, 28, 348, 476));

@@ -107,22 +107,6 @@ private slots:
         QCOMPARE(activated.first().at(0).value<TrayAnchor>().icon, std::nullopt);
     }
 
-    void anIconRectangleIsAnAnchorOnlyOnAScreen_data() {
-        QTest::addColumn<QRect>("reported");
-        QTest::addColumn<bool>("usable");
-        row("an icon in the top panel of the first screen", QRect(1880, 2, 22, 22), true);
-        row("an icon on the second screen", QRect(1930, 1050, 22, 22), true);
-        row("the empty rectangle of a StatusNotifierItem host", QRect(0, 0, 0, 0), false);
-        row("a stale place off every screen", QRect(-40, -40, 22, 22), false);
-        row("a place across the edge of the screens", QRect(3830, 500, 22, 22), false);
-    }
-    void anIconRectangleIsAnAnchorOnlyOnAScreen() {
-        QFETCH(QRect, reported);
-        QFETCH(bool, usable);
-        const QList<QRect> screens{QRect(0, 0, 1920, 1080), QRect(1920, 0, 1920, 1080)};
-        QCOMPARE(StatusItem::usableIcon(reported, screens).has_value(), usable);
-    }
-
     void aLightOrDarkDesktopRedrawsTheMark() {
         QVERIFY(m_item && !m_path.isEmpty());
         const QPalette light = QApplication::palette();

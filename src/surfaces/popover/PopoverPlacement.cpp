@@ -15,11 +15,13 @@ const Screen* screenHolding(const QList<Screen>& screens, QPoint point) {
     return nullptr;
 }
 
-// An icon geometry is believed only when it is a real area on a screen: trays that give none answer an empty
-// rectangle, and a tray that moved may answer where the icon stood before.
+// An icon geometry is believed only when it is a real area within a screen: trays that give none answer an
+// empty rectangle, and a tray that moved may answer where the icon stood before.
 std::optional<QRect> usableIcon(const Request& r) {
-    if (!r.icon || r.icon->isEmpty() || !screenHolding(r.screens, r.icon->center())) return std::nullopt;
-    return r.icon;
+    if (!r.icon || r.icon->isEmpty()) return std::nullopt;
+    for (const Screen& screen : r.screens)
+        if (screen.geometry.contains(*r.icon)) return r.icon;
+    return std::nullopt;
 }
 
 // The pointer stands in for the icon when it lies on a desktop panel: on a screen, outside its free area.
