@@ -129,9 +129,9 @@ void AppDelegate::continueWithKeys() {
 }
 
 void AppDelegate::makeStatusItem() {
-    if (m_modes.headless()) return;
     Services& s = m_services;
-    m_statusItem = std::make_unique<StatusItem>(StatusItem::Needs{s.xembedTrayRuns});
+    if (m_modes.headless() || !s.makeStatusItem) return;
+    m_statusItem = s.makeStatusItem();
     m_popover = std::make_unique<PopoverController>(PopoverController::Needs{
         m_menu, s.panelDesktop, s.motion, *s.presses, s.focusPanel, [this] { rebuildMenu(); }, s.now});
     connect(m_statusItem.get(), &StatusItem::activated, m_popover.get(), &PopoverController::toggle);

@@ -66,7 +66,9 @@ std::unique_ptr<Services> Services::build(const Config& config) {
     const auto activate = [](WId window) { os::activateX11Window(quint32(window)); };
     s->prompter = std::make_unique<DialogPrompter>(activate);
     s->bringForward = windowBringer();
-    s->xembedTrayRuns = &os::x11SystemTrayRuns;
+    s->makeStatusItem = [] {
+        return std::make_unique<StatusItem>(StatusItem::Needs{&os::x11SystemTrayRuns});
+    };
     s->meter = std::make_unique<LiveMeter>();
     s->selectRegion = [](Pinning::Region done) {
         // The primary screen is frozen as the recording sees it, without Orvane's own windows.

@@ -24,6 +24,7 @@
 #include "surfaces/Notify.h"
 #include "surfaces/Nudges.h"
 #include "surfaces/Prompter.h"
+#include "surfaces/StatusItem.h"
 #include "surfaces/design/LiveMeter.h"
 
 #include <QNetworkAccessManager>
@@ -63,8 +64,9 @@ struct Services {
     // The level and activity of the recording, for the panel's orb.
     std::unique_ptr<LiveMeter> meter;
     std::unique_ptr<Prompter> prompter;
-    // Whether an XEmbed tray runs now, for the tray icon's choice of host.
-    std::function<bool()> xembedTrayRuns;
+    // The tray icon, made at the start; none where the desktop is stood in for (the flows' tests), which then
+    // have no tray panel either.
+    std::function<std::unique_ptr<StatusItem>()> makeStatusItem;
     // Brings a window asked for again to the user's desktop and front; empty where the desktop does it.
     std::function<void(QWidget&)> bringForward;
     // What floating panels ask of the desktop, and how they move.

@@ -10,7 +10,6 @@
 #include "fakes/FakeHUD.h"
 #include "fakes/FakeHotKeySource.h"
 #include "fakes/FakeNotifications.h"
-#include "fakes/FakePressMonitor.h"
 #include "fakes/FakePrompter.h"
 #include "fakes/MemorySecretStore.h"
 #include "fakes/RecordingNudgeDisplay.h"
@@ -46,8 +45,6 @@ public:
         services.hotKeys = std::make_unique<FakeHotKeySource>();
         keys = static_cast<FakeHotKeySource*>(services.hotKeys.get());
         services.hud = std::make_unique<FakeHUD>([this] { return now; });
-        services.presses = std::make_unique<FakePressMonitor>();
-        services.motion = [] { return Motion(true); };
         hud = static_cast<FakeHUD*>(services.hud.get());
         services.capture = FakeCapture::factory(captures);
         services.selectRegion = [this](Pinning::Region done) { region = std::move(done); };
