@@ -1,13 +1,12 @@
-// The tray panel: a rebuild of its rows with 200 to-dos, 10 cards and 20 projects (the builder, the action
-// table and the view's refresh); an opening from the activation to the panel painted and holding the keyboard
-// focus, the first time and later; the process's resident memory over 500 opens and closes. The panel is the
-// app's, with its X focus and its click monitor. Usage: bench_popover [opens, default 50]; needs $DISPLAY
-// (scripts/with-test-services).
+// The tray panel: a rebuild of its rows with 200 to-dos, 10 cards and 20 projects, recording (the builder,
+// the action table and the view's refresh); an opening from the activation to the panel painted and holding
+// the keyboard focus, the first time and later; the process's resident memory over 500 opens and closes. The
+// panel is the app's, with its X focus and its click monitor. Usage: bench_popover [opens, default 50]; needs
+// $DISPLAY (scripts/with-test-services).
+#include "CrowdedMenu.h"
 #include "os/linux/X11Panels.h"
 #include "os/linux/X11PressMonitor.h"
 #include "os/linux/X11WindowActivation.h"
-#include "surfaces/menu/MenuBuilder.h"
-#include "surfaces/menu/MenuModel.h"
 #include "surfaces/popover/PopoverController.h"
 #include "surfaces/popover/PopoverPanel.h"
 #include "surfaces/popover/PopoverView.h"
@@ -22,41 +21,6 @@
 #include <cstdio>
 
 namespace {
-
-MenuInputs busyDay() {
-    MenuInputs in;
-    in.account = {true, QStringLiteral("Ivo Brandt"), QStringLiteral("ivo@example.com"), {}};
-    in.platformBase = QStringLiteral("https://orvane.app");
-    for (int p = 0; p < 20; ++p)
-        in.projects.append({QStringLiteral("p%1").arg(p), QStringLiteral("Project %1").arg(p),
-                            QStringLiteral("https://orvane.app/app/p/p%1").arg(p), QStringLiteral("Design")});
-    for (int q = 0; q < 5; ++q)
-        in.questions.append({QStringLiteral("s%1").arg(q),
-                             QStringLiteral("Weekly sync %1").arg(q),
-                             QStringLiteral("with Ivo, Tess"),
-                             {QStringLiteral("Project 1"), QStringLiteral("Personal")},
-                             0});
-    for (int r = 0; r < 5; ++r)
-        in.reviews.append({QStringLiteral("r%1").arg(r),
-                           QStringLiteral("Review %1").arg(r),
-                           {QStringLiteral("Ship the release notes"), QStringLiteral("Book the room")}});
-    in.todos.haveSource = true;
-    in.todos.loaded = true;
-    for (int t = 0; t < 200; ++t)
-        in.todos.items.append({QStringLiteral("t%1").arg(t),
-                               QStringLiteral("To-do number %1 with a title").arg(t), QStringLiteral("open"),
-                               QStringLiteral("Topic"), QStringLiteral("2h"),
-                               QStringLiteral("p%1").arg(t % 20), QStringLiteral("Project %1").arg(t % 20)});
-    return in;
-}
-
-void rebuild(MenuModel& model, const MenuInputs& in) {
-    const BuiltMenu built = MenuBuilder::build(in);
-    model.begin();
-    for (const MenuAction& action : built.actions)
-        model.act(action.id, [] {});
-    model.commit(built.state);
-}
 
 // Runs the event loop until `done`; false after ten seconds.
 template <class Done> bool waitFor(Done done) {
@@ -88,7 +52,7 @@ int main(int argc, char** argv) {
     QTemporaryDir dir;
     QSettings defaults(dir.filePath(QStringLiteral("d.ini")), QSettings::IniFormat);
     MenuModel model(defaults);
-    const MenuInputs in = busyDay();
+    const MenuInputs in = bench::crowded(0);
     os::X11PressMonitor presses;
     const auto panelOf = [&](MenuModel& m, std::function<void()> onOpen) {
         return std::make_unique<PopoverController>(PopoverController::Needs{
@@ -104,7 +68,7 @@ int main(int argc, char** argv) {
     QSettings emptyDefaults(dir.filePath(QStringLiteral("e.ini")), QSettings::IniFormat);
     MenuModel empty(emptyDefaults);
     const std::unique_ptr<PopoverController> bare = panelOf(empty, [] {});
-    const std::unique_ptr<PopoverController> full = panelOf(model, [&] { rebuild(model, in); });
+    const std::unique_ptr<PopoverController> full = panelOf(model, [&] { bench::rebuild(model, in); });
 
     // One opening: from the activation until the panel has the focus, which comes after its first exposure.
     const auto openOnce = [&](PopoverController& popover) -> double {
@@ -130,7 +94,7 @@ int main(int argc, char** argv) {
     for (int i = 0; i < 200; ++i) {
         QElapsedTimer timer;
         timer.start();
-        rebuild(model, in);
+        bench::rebuild(model, in);
         rebuilds.push_back(double(timer.nsecsElapsed()) / 1e6);
     }
 

@@ -4,8 +4,7 @@
 // move of the keyboard selection, and a paint of the panel. References in the same run: the same rebuild with
 // no view on the model, and laying out one plain QLabel per row, what a view that makes a widget per row
 // would pay at each rebuild. Offscreen.
-#include "surfaces/menu/MenuBuilder.h"
-#include "surfaces/menu/MenuModel.h"
+#include "CrowdedMenu.h"
 #include "surfaces/popover/PopoverView.h"
 
 #include <QApplication>
@@ -19,34 +18,7 @@
 namespace {
 
 using In = MenuInputs;
-
-In crowded(int variant) {
-    const QString mark = QString::number(variant);
-    In in;
-    in.account = {true, QStringLiteral("Ada Lovelace"), std::nullopt, std::nullopt};
-    in.platformBase = QStringLiteral("https://orvane.app");
-    for (int p = 0; p < 20; ++p)
-        in.projects.append({QStringLiteral("p%1").arg(p), QStringLiteral("Project %1").arg(p),
-                            QStringLiteral("https://orvane.app"), QStringLiteral("Member")});
-    in.rec = Rec::Recording{double(variant), 10, 2, true};
-    in.todos = {true, true, std::nullopt, false, {}, {QStringLiteral("in progress")}, {}};
-    for (int t = 0; t < 200; ++t)
-        in.todos.items.append({QString::number(t), QStringLiteral("To-do %1, version %2").arg(t).arg(mark),
-                               t % 7 == 0 ? QStringLiteral("In progress") : QStringLiteral("Todo"),
-                               QStringLiteral("Topic"), QStringLiteral("S"),
-                               QStringLiteral("p%1").arg(t % 20), QStringLiteral("Project %1").arg(t % 20)});
-    for (int c = 0; c < 8; ++c)
-        in.questions.append(
-            {QStringLiteral("s%1").arg(c),
-             QStringLiteral("Session %1").arg(c),
-             QStringLiteral("Mentions project %1.").arg(c),
-             {QStringLiteral("Project 1"), QStringLiteral("Personal"), QStringLiteral("Elsewhere…")},
-             0});
-    in.queuedPins = 2;
-    in.failedSessions = 1;
-    in.workday = In::Workday{3600, std::nullopt, false, false};
-    return in;
-}
+using bench::crowded;
 
 // A model and its view as the app holds them, shown off screen so that layouts run as they do on screen.
 struct Panel {
@@ -56,11 +28,7 @@ struct Panel {
     std::unique_ptr<PopoverView> view;
 
     void rebuild(const In& in) {
-        const BuiltMenu built = MenuBuilder::build(in);
-        model.begin();
-        for (const MenuAction& action : built.actions)
-            model.act(action.id, [] {});
-        model.commit(built.state);
+        bench::rebuild(model, in);
         QCoreApplication::sendPostedEvents(nullptr, QEvent::LayoutRequest);
     }
     void open() {
