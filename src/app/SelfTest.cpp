@@ -10,8 +10,10 @@
 #include "recording/MonoWriter.h"
 #include "recording/Session.h"
 #include "server/Settings.h"
+#include "workday/TodoStore.h"
 
 #include <QCoreApplication>
+#include <QCoroTask>
 #include <QDir>
 #include <QFile>
 #include <QNetworkAccessManager>
@@ -130,6 +132,40 @@ QString audioCapture(const QString& dir) {
     return problems.join(QStringLiteral("; "));
 }
 
+// The server answers who the user is and lists the to-dos; with `act`, the first to-do is started and then
+// finished, and the list read back after each step says so.
+QCoro::Task<QString> liveServer(API api, bool act) {
+    try {
+        auto asking = api.me();
+        const QString me = co_await std::move(asking);
+        auto listing = api.todos();
+        const QList<Todo> todos = co_await std::move(listing);
+        slog(QStringLiteral("selftest: %1 is %2 with %3 to-dos").arg(api.server(), me).arg(todos.size()));
+        if (!act) co_return QString();
+        if (todos.isEmpty()) co_return QStringLiteral("no to-do to start");
+        const Todo todo = todos.first();
+        auto starting = api.startTodo(todo.id);
+        co_await std::move(starting);
+        auto afterStart = api.todos();
+        const QList<Todo> started = co_await std::move(afterStart);
+        const auto same = [&](const Todo& t) { return t.id == todo.id; };
+        const auto found = std::find_if(started.begin(), started.end(), same);
+        if (found == started.end() || !TodoStore::startedStatuses.contains(found->status.toLower()))
+            co_return QStringLiteral("“%1” did not read as started").arg(todo.title);
+        slog(QStringLiteral("selftest: todo start ") + todo.title);
+        auto finishing = api.finishTodo(todo.id);
+        co_await std::move(finishing);
+        auto afterFinish = api.todos();
+        const QList<Todo> finished = co_await std::move(afterFinish);
+        if (std::any_of(finished.begin(), finished.end(), same))
+            co_return QStringLiteral("“%1” is still open after it was finished").arg(todo.title);
+        slog(QStringLiteral("selftest: todo finish ") + todo.title);
+        co_return QString();
+    } catch (const APIError& error) {
+        co_return error.errorDescription();
+    }
+}
+
 } // namespace
 
 int run(const Arguments& args) {
@@ -138,10 +174,20 @@ int run(const Arguments& args) {
             .value_or(QDir::tempPath() +
                       QStringLiteral("/orvane-selftest-%1").arg(QCoreApplication::applicationPid()));
     Paths::ensure(dir);
-    const std::pair<const char*, Check> checks[] = {{"session store", sessionRoundTrip},
-                                                    {"settings", settingsRoundTrip},
-                                                    {"log", logLine},
-                                                    {"audio capture", audioCapture}};
+    std::vector<std::pair<const char*, Check>> checks = {{"session store", sessionRoundTrip},
+                                                         {"settings", settingsRoundTrip},
+                                                         {"log", logLine},
+                                                         {"audio capture", audioCapture}};
+    const std::optional<QString> server = args.value(QStringLiteral("--server"));
+    QNetworkAccessManager network;
+    if (server) {
+        const bool act = args.has(QStringLiteral("--todo-actions"));
+        checks.emplace_back(act ? "todo actions" : "server", [&, act](const QString&) {
+            // The task catches every failure of its own, so waiting on it always returns.
+            return QCoro::waitFor(liveServer(
+                API(network, *server, args.value(QStringLiteral("--key")).value_or(QString())), act));
+        });
+    }
     int failed = 0;
     for (const auto& [name, check] : checks) {
         const QString problem = check(dir);
@@ -149,9 +195,7 @@ int run(const Arguments& args) {
                                : QStringLiteral("selftest: %1 FAILED: %2").arg(QLatin1String(name), problem));
         failed += problem.isEmpty() ? 0 : 1;
     }
-    slog(QStringLiteral("selftest: %1 of %2 checks passed")
-             .arg(std::size(checks) - failed)
-             .arg(std::size(checks)));
+    slog(QStringLiteral("selftest: %1 of %2 checks passed").arg(checks.size() - failed).arg(checks.size()));
     slogFlush();
     return failed == 0 ? 0 : 1;
 }

@@ -59,7 +59,8 @@ QCoro::Task<> TodoStore::refresh(QList<Target> targets) {
     const QPointer<TodoStore> self(this);
     for (auto& task : running)
         outcomes.push_back(co_await task);
-    if (!self) co_return;
+    // The setup changed while the answers came (a sign-out, another account): they belong to the old one.
+    if (!self || m_servers != servers) co_return;
 
     QList<Todo> merged;
     QStringList outdated, errors;

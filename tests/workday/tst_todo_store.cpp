@@ -108,7 +108,11 @@ private slots:
         testsupport::await(std::move(refreshing));
         QCOMPARE(owners(store), u"AAA"_s);
 
+        // A refresh of the old setup that answers after the change is dropped.
+        QVERIFY(m_platform->fault({todosOf(u"brevik"_s), 0, {}, {}, {}, 300ms}));
+        QCoro::Task<> late = store.refresh(targets(u"A"_s));
         testsupport::await(store.refresh({}));
+        testsupport::await(std::move(late));
         QVERIFY(store.items().isEmpty() && store.servers().isEmpty() && !store.error());
         QVERIFY(*store.loaded() >= loaded);
     }
