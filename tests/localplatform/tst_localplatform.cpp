@@ -236,6 +236,57 @@ private slots:
         QCOMPARE(calls[0]["audio_bytes"_L1].toInt(), 5);
         QVERIFY(QFile::exists(platform().dataDir() + u"/audio/rec-2.audio"_s));
     }
+
+    // Each poll's status as scripted, the follow-ups joining the to-dos once however often "done" is read,
+    // and a new start counting anew.
+    void wrapJobsGoAsScripted_data() {
+        QTest::addColumn<QString>("outcome");
+        QTest::addColumn<int>("after");
+        QTest::addColumn<bool>("highlights");
+        QTest::addColumn<QJsonValue>("error"); // undefined: none scripted
+        QTest::addColumn<QStringList>("polls");
+        const QJsonValue none(QJsonValue::Undefined);
+        const QStringList doneAtThree{u"running"_s, u"running"_s, u"done"_s, u"done"_s};
+        row("done at the third poll with highlights", "done", 3, true, none, doneAtThree);
+        row("done at the first poll without highlights", "done", 1, false, none,
+            QStringList{u"done"_s, u"done"_s});
+        row("an error with its text", "error", 2, true, QJsonValue(u"the writer is down"_s),
+            QStringList{u"running"_s, u"error"_s, u"error"_s});
+        row("an error without text", "error", 1, true, none, QStringList{u"error"_s});
+        row("a job that never starts", "unstarted", 1, true, none, QStringList(4, u"none"_s));
+        row("a job that never ends", "endless", 1, true, none, QStringList(4, u"running"_s));
+    }
+    void wrapJobsGoAsScripted() {
+        QFETCH(QString, outcome);
+        QFETCH(int, after);
+        QFETCH(bool, highlights);
+        QFETCH(QJsonValue, error);
+        QFETCH(QStringList, polls);
+        LocalPlatform::WrapScript script{outcome, after, highlights, std::nullopt};
+        if (error.isString()) script.error = error.toString();
+        QVERIFY(platform().scriptWrap(script));
+        const QString wrap = u"/api/v1/p/brevik/workday/wrap"_s;
+        const QString poll = wrap + u"?day=2026-11-23"_s;
+        const auto followUps = [&] {
+            return get(u"/api/v1/p/brevik/my/todos"_s).body.count("Follow up on today's calls");
+        };
+
+        QCOMPARE(get(poll).json()["status"_L1].toString(), u"none"_s); // never started
+        QCOMPARE(post(wrap, {{"day", u"2026-11-23"_s}}).json()["status"_L1].toString(), u"running"_s);
+        for (const QString& expected : polls) {
+            const QJsonObject reply = get(poll).json();
+            QCOMPARE(reply["status"_L1].toString(), expected);
+            if (expected == QLatin1String("done")) {
+                QCOMPARE(reply.contains("highlights"_L1), highlights);
+                QCOMPARE(reply["cards"_L1].toArray().size(), 2);
+            }
+            if (expected == QLatin1String("error")) QCOMPARE(reply.value("error"_L1), error);
+        }
+        QCOMPARE(followUps(), polls.contains(u"done"_s) ? 1 : 0);
+
+        QCOMPARE(post(wrap, {{"day", u"2026-11-23"_s}}).status, 200);
+        QCOMPARE(get(poll).json()["status"_L1].toString(), polls.first());
+    }
 };
 
 QTEST_GUILESS_MAIN(TestLocalPlatform)

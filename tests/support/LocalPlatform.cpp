@@ -124,3 +124,11 @@ bool LocalPlatform::reviewDelay(std::chrono::milliseconds delay) {
 QJsonArray LocalPlatform::calls() {
     return QJsonDocument::fromJson(control("GET", QStringLiteral("/__control/calls")).body).array();
 }
+
+bool LocalPlatform::scriptWrap(const WrapScript& script) {
+    QJsonObject body{{QStringLiteral("outcome"), script.outcome},
+                     {QStringLiteral("after"), script.after},
+                     {QStringLiteral("highlights"), script.highlights}};
+    if (script.error) body.insert(QStringLiteral("error"), *script.error);
+    return control("POST", QStringLiteral("/__control/wrap"), body).status == 200;
+}

@@ -8,6 +8,7 @@
 #include <QTemporaryDir>
 #include <QUrl>
 #include <chrono>
+#include <optional>
 
 // A built orvane-localplatform on a free port with a fresh data folder, for one test; stopped in the
 // destructor. The control helpers answer synchronously, so a test sets up a fault or an approval and goes
@@ -24,6 +25,19 @@ public:
         QString method; // empty: any
         std::chrono::milliseconds delay{0};
         int count = 1;
+    };
+
+    // How every destination's end-of-day jobs go until the next script or reset, counted in the polls of
+    // GET /api/workday/wrap since the job's POST (a new POST counts anew). "done": running before poll
+    // `after`, then done with summary, highlights (left out when false), tomorrow and cards, the first done
+    // answer adding each card with a title as an open to-do there; "error": running, then
+    // {"status": "error"} with `error` when given; "unstarted": the POST is answered, every poll says "none";
+    // "endless": running at every poll. A day never started says "none". Without a script: done at poll 2.
+    struct WrapScript {
+        QString outcome = QStringLiteral("done");
+        int after = 2;
+        bool highlights = true;
+        std::optional<QString> error;
     };
 
     explicit LocalPlatform(Routes routes = Routes::Platform);
@@ -56,6 +70,7 @@ public:
     // "legacy:<name>"), title, state (created, uploaded, processing, done), audio_bytes, and the number of
     // shots and pins.
     QJsonArray calls();
+    bool scriptWrap(const WrapScript& script);
 
 private:
     struct ControlReply {

@@ -8,6 +8,7 @@
 #include "Switches.h"
 
 #include <QJsonDocument>
+#include <limits>
 
 namespace {
 
@@ -54,6 +55,29 @@ bool requiredBool(const QJsonObject& body, const char* key) {
     return body.value(key).toBool();
 }
 
+WrapScript wrapScriptFrom(const QJsonObject& body) {
+    WrapScript script;
+    const std::string outcome = textOf(body.value("outcome"));
+    const std::optional<WrapScript::Outcome> parsed = WrapScript::parse(outcome);
+    if (!parsed)
+        throw HttpError(400, "outcome is \"done\", \"error\", \"unstarted\" or \"endless\", not \"" +
+                                 outcome + "\"");
+    script.outcome = *parsed;
+    if (body.contains("after")) {
+        const QJsonValue after = body.value("after");
+        if (!after.isDouble() || after.toInteger(0) < 1 ||
+            after.toInteger() > std::numeric_limits<int>::max())
+            throw HttpError(400, "after is a count of polls from 1");
+        script.after = int(after.toInteger());
+    }
+    if (body.contains("highlights")) script.highlights = requiredBool(body, "highlights");
+    if (body.contains("error")) {
+        if (!body.value("error").isString()) throw HttpError(400, "error is not a text");
+        script.error = body.value("error").toString().toStdString();
+    }
+    return script;
+}
+
 } // namespace
 
 void addControlRoutes(RouteTable& control, Store& store, FaultPlan& faults, RequestLog& log,
@@ -92,6 +116,10 @@ void addControlRoutes(RouteTable& control, Store& store, FaultPlan& faults, Requ
         if (!delay.isDouble() || delay.toInteger(-1) < 0)
             throw HttpError(400, "delay_ms is missing or negative");
         switches.setReviewDelay(std::chrono::milliseconds(delay.toInteger()));
+        return Reply::json(QJsonObject{{"ok", true}});
+    });
+    control.add("POST", "/__control/wrap", [&switches](Exchange& exchange) {
+        switches.setWrapScript(wrapScriptFrom(exchange.json()));
         return Reply::json(QJsonObject{{"ok", true}});
     });
     control.add("GET", "/__control/calls", [&store](Exchange&) {

@@ -4,7 +4,7 @@
 
 namespace {
 
-constexpr int schemaVersion = 2;
+constexpr int schemaVersion = 3;
 
 const char* const schema = R"sql(
 CREATE TABLE accounts (id INTEGER PRIMARY KEY, email TEXT UNIQUE NOT NULL, name TEXT NOT NULL);
@@ -19,7 +19,8 @@ CREATE TABLE todos (scope TEXT NOT NULL, id TEXT NOT NULL, numeric_id INTEGER NO
                     PRIMARY KEY (scope, id));
 CREATE TABLE workdays (scope TEXT NOT NULL, day TEXT NOT NULL, spans TEXT NOT NULL, span_count INTEGER NOT NULL,
                        PRIMARY KEY (scope, day));
-CREATE TABLE wraps (scope TEXT NOT NULL, day TEXT NOT NULL, polls INTEGER NOT NULL, PRIMARY KEY (scope, day));
+CREATE TABLE wraps (scope TEXT NOT NULL, day TEXT NOT NULL, polls INTEGER NOT NULL,
+                    followed_up INTEGER NOT NULL DEFAULT 0, PRIMARY KEY (scope, day));
 CREATE TABLE calls (number INTEGER PRIMARY KEY AUTOINCREMENT, scope TEXT NOT NULL, fields TEXT NOT NULL,
                     state TEXT NOT NULL, audio_bytes INTEGER NOT NULL DEFAULT 0, processing_since INTEGER);
 CREATE TABLE devices (number INTEGER PRIMARY KEY AUTOINCREMENT, device_code TEXT UNIQUE, user_code TEXT UNIQUE,
@@ -155,6 +156,11 @@ bool Store::setTodoStatus(const std::string& scope, const std::string& id, const
 std::int64_t Store::addTask(const std::string& scope, const std::string& title,
                             const std::optional<std::string>& notes) {
     const std::lock_guard lock(m_mutex);
+    return insertTodo(scope, title, notes);
+}
+
+std::int64_t Store::insertTodo(const std::string& scope, const std::string& title,
+                               const std::optional<std::string>& notes) {
     Statement next = m_db.prepare("SELECT COALESCE(MAX(n), 0) + 1 FROM todos WHERE scope = ?");
     next.bind(scope).step();
     const std::int64_t n = next.integer(0);
@@ -181,7 +187,7 @@ std::int64_t Store::workdaySpanCount(const std::string& scope, const std::string
 
 void Store::startWrap(const std::string& scope, const std::string& day) {
     const std::lock_guard lock(m_mutex);
-    m_db.prepare("INSERT OR REPLACE INTO wraps VALUES (?, ?, 0)").bind(scope, day).run();
+    m_db.prepare("INSERT OR REPLACE INTO wraps (scope, day, polls) VALUES (?, ?, 0)").bind(scope, day).run();
 }
 
 std::optional<std::int64_t> Store::pollWrap(const std::string& scope, const std::string& day) {
@@ -190,6 +196,19 @@ std::optional<std::int64_t> Store::pollWrap(const std::string& scope, const std:
         m_db.prepare("UPDATE wraps SET polls = polls + 1 WHERE scope = ? AND day = ? RETURNING polls");
     if (!row.bind(scope, day).step()) return std::nullopt;
     return row.integer(0);
+}
+
+void Store::addFollowUps(const std::string& scope, const std::string& day,
+                         const std::vector<std::string>& titles) {
+    const std::lock_guard lock(m_mutex);
+    Transaction transaction(m_db);
+    m_db.prepare("UPDATE wraps SET followed_up = 1 WHERE scope = ? AND day = ? AND followed_up = 0")
+        .bind(scope, day)
+        .run();
+    if (m_db.changes() == 0) return;
+    for (const std::string& title : titles)
+        insertTodo(scope, title, std::nullopt);
+    transaction.commit();
 }
 
 std::int64_t Store::createCall(const std::string& scope, const std::string& fields) {

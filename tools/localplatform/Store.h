@@ -85,6 +85,9 @@ public:
     void startWrap(const std::string& scope, const std::string& day);
     // How often the wrap was asked about before, counting this time; nothing when it was never started.
     std::optional<std::int64_t> pollWrap(const std::string& scope, const std::string& day);
+    // The follow-ups of the day's job as open to-dos, once per job.
+    void addFollowUps(const std::string& scope, const std::string& day,
+                      const std::vector<std::string>& titles);
 
     std::int64_t createCall(const std::string& scope, const std::string& fields);
     std::optional<Call> call(const std::string& scope, std::int64_t number);
@@ -107,6 +110,8 @@ private:
     void createAndSeed();
     std::optional<Account> findAccount(std::string_view sql, const auto& value);
     std::optional<std::int64_t> pendingDevice(const std::string& userCode);
+    std::int64_t insertTodo(const std::string& scope, const std::string& title,
+                            const std::optional<std::string>& notes);
 
     std::mutex m_mutex;
     Database m_db;

@@ -1,8 +1,11 @@
 #pragma once
 
+#include "WrapScript.h"
+
 #include <atomic>
 #include <chrono>
 #include <cstdint>
+#include <mutex>
 
 // The platform's states that tests set through the control routes. Read by every worker thread.
 class Switches {
@@ -20,12 +23,25 @@ public:
     }
     void setReviewDelay(std::chrono::milliseconds delay) { m_reviewDelayMs = delay.count(); }
 
+    // How every destination's end-of-day jobs go.
+    WrapScript wrapScript() const {
+        const std::lock_guard lock(m_wrapMutex);
+        return m_wrapScript;
+    }
+    void setWrapScript(WrapScript script) {
+        const std::lock_guard lock(m_wrapMutex);
+        m_wrapScript = std::move(script);
+    }
+
     void reset() {
         m_personalClosed = false;
         m_reviewDelayMs = defaultReviewDelay.count();
+        setWrapScript({});
     }
 
 private:
     std::atomic<bool> m_personalClosed = false;
     std::atomic<std::int64_t> m_reviewDelayMs = defaultReviewDelay.count();
+    mutable std::mutex m_wrapMutex;
+    WrapScript m_wrapScript;
 };
