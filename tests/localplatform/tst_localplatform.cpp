@@ -237,6 +237,53 @@ private slots:
         QVERIFY(QFile::exists(platform().dataDir() + u"/audio/rec-2.audio"_s));
     }
 
+    // A task keeps what it was sent; Personal's task route alone can be closed.
+    void tasksAreStoredAsSent_data() {
+        QTest::addColumn<QString>("root");
+        QTest::addColumn<bool>("tasksClosed");
+        QTest::addColumn<QJsonObject>("body");
+        QTest::addColumn<int>("status");
+        QTest::addColumn<QJsonObject>("stored"); // the scope's newest to-do without id; empty: none added
+        const QJsonObject card{
+            {"title", u"Ship it"_s}, {"notes", u"agreed"_s}, {"inbox", true}, {"source", u"mac"_s}};
+        const QJsonObject plain{{"title", u"Ship it"_s}, {"notes", u""_s}};
+        row("a project's card with inbox and source, Personal's tasks closed", "/api/v1/p/brevik", true, card,
+            200,
+            QJsonObject{{"title", u"Ship it"_s},
+                        {"status", u"open"_s},
+                        {"notes", u"agreed"_s},
+                        {"inbox", true},
+                        {"source", u"mac"_s}});
+        row("Personal's plain task", "/api/v1/personal", false, plain, 200,
+            QJsonObject{{"title", u"Ship it"_s},
+                        {"status", u"open"_s},
+                        {"notes", u""_s},
+                        {"inbox", false},
+                        {"source", QJsonValue()}});
+        row("Personal with its tasks closed", "/app/api/platform/personal", true, plain, 404, QJsonObject());
+        row("inbox that is no flag", "/api/v1/p/brevik", false, QJsonObject{{"title", u"x"_s}, {"inbox", 1}},
+            400, QJsonObject());
+    }
+    void tasksAreStoredAsSent() {
+        QFETCH(QString, root);
+        QFETCH(bool, tasksClosed);
+        QFETCH(QJsonObject, body);
+        QFETCH(int, status);
+        QFETCH(QJsonObject, stored);
+        const QString scope = root.contains(u"personal"_s) ? u"personal:1"_s : u"project:brevik"_s;
+        QVERIFY(platform().closePersonalTasks(tasksClosed));
+        QCOMPARE(platform().todos(scope).size(), 3);
+
+        QCOMPARE(post(root + u"/tasks"_s, body).status, status);
+        QCOMPARE(get(root + u"/my/todos"_s).status, 200); // to-dos stay open
+        const QJsonArray todos = platform().todos(scope);
+        QCOMPARE(todos.size(), stored.isEmpty() ? 3 : 4);
+        if (stored.isEmpty()) return;
+        QJsonObject newest = todos.last().toObject();
+        QCOMPARE(newest.take(u"id"_s).toString(), u"4"_s);
+        QCOMPARE(newest, stored);
+    }
+
     // Each poll's status as scripted, the follow-ups joining the to-dos once however often "done" is read,
     // and a new start counting anew.
     void wrapJobsGoAsScripted_data() {
@@ -268,7 +315,10 @@ private slots:
         const QString wrap = u"/api/v1/p/brevik/workday/wrap"_s;
         const QString poll = wrap + u"?day=2026-11-23"_s;
         const auto followUps = [&] {
-            return get(u"/api/v1/p/brevik/my/todos"_s).body.count("Follow up on today's calls");
+            qsizetype count = 0;
+            for (const QJsonValue todo : platform().todos(u"project:brevik"_s))
+                count += todo["title"_L1] == u"Follow up on today's calls"_s && todo["inbox"_L1].toBool();
+            return count;
         };
 
         QCOMPARE(get(poll).json()["status"_L1].toString(), u"none"_s); // never started

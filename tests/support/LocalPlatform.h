@@ -64,6 +64,8 @@ public:
 
     // A closed Personal answers 404 on its calls and as a move's destination.
     bool closePersonal(bool closed = true);
+    // While closed, POST /api/tasks on Personal answers 404; its calls and to-dos stay open.
+    bool closePersonalTasks(bool closed = true);
     // How long after the notes start a call's detail carries its review; 2 s until a test sets it.
     bool reviewDelay(std::chrono::milliseconds delay);
     // The calls on the server, oldest first: id ("rec:<n>"), scope ("project:<slug>", "personal:<account>",
@@ -71,6 +73,9 @@ public:
     // shots and pins.
     QJsonArray calls();
     bool scriptWrap(const WrapScript& script);
+    // Every to-do of a scope ("project:brevik", "personal:1", "legacy:local"), done ones too, oldest first:
+    // id (as text), title, status, notes and source (null when none was sent), inbox.
+    QJsonArray todos(const QString& scope);
 
 private:
     struct ControlReply {

@@ -50,6 +50,15 @@ QJsonObject callJson(const Store::Call& call) {
             {"pins", fields.value("pins").toArray().size()}};
 }
 
+// Every field a test may check of a to-do, with the id always as text.
+QJsonObject todoJson(const Store::Todo& todo) {
+    const auto orNull = [](const std::optional<std::string>& text) {
+        return text ? QJsonValue(qtext(*text)) : QJsonValue();
+    };
+    return {{"id", qtext(todo.id)},        {"title", qtext(todo.title)}, {"status", qtext(todo.status)},
+            {"notes", orNull(todo.notes)}, {"inbox", todo.inbox},        {"source", orNull(todo.source)}};
+}
+
 bool requiredBool(const QJsonObject& body, const char* key) {
     if (!body.value(key).isBool()) throw HttpError(400, std::string(key) + " is missing");
     return body.value(key).toBool();
@@ -70,11 +79,8 @@ WrapScript wrapScriptFrom(const QJsonObject& body) {
             throw HttpError(400, "after is a count of polls from 1");
         script.after = int(after.toInteger());
     }
-    if (body.contains("highlights")) script.highlights = requiredBool(body, "highlights");
-    if (body.contains("error")) {
-        if (!body.value("error").isString()) throw HttpError(400, "error is not a text");
-        script.error = body.value("error").toString().toStdString();
-    }
+    script.highlights = optionalBool(body, "highlights", true);
+    script.error = optionalString(body, "error");
     return script;
 }
 
@@ -110,6 +116,18 @@ void addControlRoutes(RouteTable& control, Store& store, FaultPlan& faults, Requ
     control.add("POST", "/__control/personal", [&switches](Exchange& exchange) {
         switches.setPersonalClosed(requiredBool(exchange.json(), "closed"));
         return Reply::json(QJsonObject{{"ok", true}});
+    });
+    control.add("POST", "/__control/personal-tasks", [&switches](Exchange& exchange) {
+        switches.setPersonalTasksClosed(requiredBool(exchange.json(), "closed"));
+        return Reply::json(QJsonObject{{"ok", true}});
+    });
+    control.add("GET", "/__control/todos", [&store](Exchange& exchange) {
+        const std::string scope = exchange.query("scope");
+        if (scope.empty()) throw HttpError(400, "scope is missing");
+        QJsonArray list;
+        for (const Store::Todo& todo : store.todos(scope, Store::Which::All))
+            list.append(todoJson(todo));
+        return Reply::json(list);
     });
     control.add("POST", "/__control/review", [&switches](Exchange& exchange) {
         const QJsonValue delay = exchange.json().value("delay_ms");

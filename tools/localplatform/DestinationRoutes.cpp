@@ -88,12 +88,14 @@ void addDestinationRoutes(RouteTable& routes, Store& store, const Generation& ge
                [&store](Exchange& exchange) { return setTodoStatus(store, exchange, "in_progress"); });
     routes.add("POST", "/my/todos/{id}/finish",
                [&store](Exchange& exchange) { return setTodoStatus(store, exchange, "done"); });
-    routes.add("POST", "/tasks", [&store](Exchange& exchange) {
+    routes.add("POST", "/tasks", [&store, &switches](Exchange& exchange) {
+        if (exchange.destination().kind == Destination::Kind::Personal && switches.personalTasksClosed())
+            return Reply::error(404, "Personal takes no tasks yet");
         const QJsonObject body = exchange.json();
-        const QJsonValue notes = body.value("notes");
         const std::int64_t id =
-            store.addTask(exchange.destination().scope, requiredText(body, "title"),
-                          notes.isString() ? std::optional(notes.toString().toStdString()) : std::nullopt);
+            store.addTask(exchange.destination().scope,
+                          {requiredText(body, "title"), optionalString(body, "notes"),
+                           optionalBool(body, "inbox", false), optionalString(body, "source")});
         return Reply::json(QJsonObject{{"id", qint64(id)}});
     });
     routes.add("POST", "/workday", [&store, &generation](Exchange& exchange) {

@@ -4,7 +4,7 @@
 
 namespace {
 
-constexpr int schemaVersion = 3;
+constexpr int schemaVersion = 4;
 
 const char* const schema = R"sql(
 CREATE TABLE accounts (id INTEGER PRIMARY KEY, email TEXT UNIQUE NOT NULL, name TEXT NOT NULL);
@@ -16,7 +16,7 @@ CREATE TABLE seats (account INTEGER NOT NULL, slug TEXT NOT NULL, seat TEXT NOT 
 CREATE TABLE legacy_workspaces (name TEXT PRIMARY KEY, key TEXT NOT NULL, ego TEXT NOT NULL);
 CREATE TABLE todos (scope TEXT NOT NULL, id TEXT NOT NULL, numeric_id INTEGER NOT NULL, n INTEGER NOT NULL,
                     title TEXT NOT NULL, status TEXT NOT NULL, topic TEXT, effort TEXT, notes TEXT,
-                    PRIMARY KEY (scope, id));
+                    inbox INTEGER NOT NULL DEFAULT 0, source TEXT, PRIMARY KEY (scope, id));
 CREATE TABLE workdays (scope TEXT NOT NULL, day TEXT NOT NULL, spans TEXT NOT NULL, span_count INTEGER NOT NULL,
                        PRIMARY KEY (scope, day));
 CREATE TABLE wraps (scope TEXT NOT NULL, day TEXT NOT NULL, polls INTEGER NOT NULL,
@@ -135,15 +135,17 @@ std::optional<Store::LegacyWorkspace> Store::legacyWorkspace(const std::string& 
     return LegacyWorkspace{row.text(0), row.text(1), row.text(2)};
 }
 
-std::vector<Store::Todo> Store::todos(const std::string& scope) {
+std::vector<Store::Todo> Store::todos(const std::string& scope, Which which) {
     const std::lock_guard lock(m_mutex);
-    Statement rows = m_db.prepare("SELECT id, numeric_id, n, title, status, topic, effort FROM todos "
-                                  "WHERE scope = ? AND status != 'done' ORDER BY n");
-    rows.bind(scope);
+    Statement rows = m_db.prepare(
+        "SELECT id, numeric_id, n, title, status, topic, effort, notes, inbox, source FROM todos "
+        "WHERE scope = ? AND (? OR status != 'done') ORDER BY n");
+    rows.bind(scope, int(which == Which::All));
     std::vector<Todo> result;
     while (rows.step())
         result.push_back({rows.text(0), rows.integer(1) != 0, rows.integer(2), rows.text(3), rows.text(4),
-                          rows.optionalText(5), rows.optionalText(6)});
+                          rows.optionalText(5), rows.optionalText(6), rows.optionalText(7),
+                          rows.integer(8) != 0, rows.optionalText(9)});
     return result;
 }
 
@@ -153,20 +155,18 @@ bool Store::setTodoStatus(const std::string& scope, const std::string& id, const
     return m_db.changes() > 0;
 }
 
-std::int64_t Store::addTask(const std::string& scope, const std::string& title,
-                            const std::optional<std::string>& notes) {
+std::int64_t Store::addTask(const std::string& scope, const NewTask& task) {
     const std::lock_guard lock(m_mutex);
-    return insertTodo(scope, title, notes);
+    return insertTodo(scope, task);
 }
 
-std::int64_t Store::insertTodo(const std::string& scope, const std::string& title,
-                               const std::optional<std::string>& notes) {
+std::int64_t Store::insertTodo(const std::string& scope, const NewTask& task) {
     Statement next = m_db.prepare("SELECT COALESCE(MAX(n), 0) + 1 FROM todos WHERE scope = ?");
     next.bind(scope).step();
     const std::int64_t n = next.integer(0);
-    m_db.prepare("INSERT INTO todos (scope, id, numeric_id, n, title, status, notes) VALUES (?, ?, 1, ?, ?, "
-                 "'open', ?)")
-        .bind(scope, std::to_string(n), n, title, notes)
+    m_db.prepare("INSERT INTO todos (scope, id, numeric_id, n, title, status, notes, inbox, source) "
+                 "VALUES (?, ?, 1, ?, ?, 'open', ?, ?, ?)")
+        .bind(scope, std::to_string(n), n, task.title, task.notes, int(task.inbox), task.source)
         .run();
     return n;
 }
@@ -207,7 +207,7 @@ void Store::addFollowUps(const std::string& scope, const std::string& day,
         .run();
     if (m_db.changes() == 0) return;
     for (const std::string& title : titles)
-        insertTodo(scope, title, std::nullopt);
+        insertTodo(scope, {.title = title, .inbox = true});
     transaction.commit();
 }
 

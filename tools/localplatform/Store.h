@@ -35,7 +35,18 @@ public:
         std::string status;
         std::optional<std::string> topic;
         std::optional<std::string> effort;
+        std::optional<std::string> notes;
+        bool inbox = false;
+        std::optional<std::string> source;
     };
+    // A to-do as a client or the platform adds it.
+    struct NewTask {
+        std::string title;
+        std::optional<std::string> notes;
+        bool inbox = false;
+        std::optional<std::string> source;
+    };
+    enum class Which { Open, All };
     struct Project {
         std::string slug;
         std::string name;
@@ -73,11 +84,11 @@ public:
     std::optional<Project> project(const std::string& slug);
     std::optional<LegacyWorkspace> legacyWorkspace(const std::string& name);
 
-    std::vector<Todo> todos(const std::string& scope);
+    // Oldest first.
+    std::vector<Todo> todos(const std::string& scope, Which which = Which::Open);
     bool setTodoStatus(const std::string& scope, const std::string& id, const std::string& status);
     // A new open to-do; its number is its id.
-    std::int64_t addTask(const std::string& scope, const std::string& title,
-                         const std::optional<std::string>& notes);
+    std::int64_t addTask(const std::string& scope, const NewTask& task);
 
     void saveWorkday(const std::string& scope, const std::string& day, const std::string& spans,
                      int spanCount);
@@ -85,7 +96,7 @@ public:
     void startWrap(const std::string& scope, const std::string& day);
     // How often the wrap was asked about before, counting this time; nothing when it was never started.
     std::optional<std::int64_t> pollWrap(const std::string& scope, const std::string& day);
-    // The follow-ups of the day's job as open to-dos, once per job.
+    // The follow-ups of the day's job as open to-dos in the inbox, once per job.
     void addFollowUps(const std::string& scope, const std::string& day,
                       const std::vector<std::string>& titles);
 
@@ -110,8 +121,7 @@ private:
     void createAndSeed();
     std::optional<Account> findAccount(std::string_view sql, const auto& value);
     std::optional<std::int64_t> pendingDevice(const std::string& userCode);
-    std::int64_t insertTodo(const std::string& scope, const std::string& title,
-                            const std::optional<std::string>& notes);
+    std::int64_t insertTodo(const std::string& scope, const NewTask& task);
 
     std::mutex m_mutex;
     Database m_db;

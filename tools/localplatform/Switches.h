@@ -17,6 +17,11 @@ public:
     bool personalClosed() const { return m_personalClosed; }
     void setPersonalClosed(bool closed) { m_personalClosed = closed; }
 
+    // Personal without its task route answers 404 on POST /tasks, as before Personal takes tasks; its calls
+    // and to-dos stay open.
+    bool personalTasksClosed() const { return m_personalTasksClosed; }
+    void setPersonalTasksClosed(bool closed) { m_personalTasksClosed = closed; }
+
     // How long after the processing starts the review is there.
     std::chrono::milliseconds reviewDelay() const {
         return std::chrono::milliseconds(m_reviewDelayMs.load());
@@ -35,12 +40,14 @@ public:
 
     void reset() {
         m_personalClosed = false;
+        m_personalTasksClosed = false;
         m_reviewDelayMs = defaultReviewDelay.count();
         setWrapScript({});
     }
 
 private:
     std::atomic<bool> m_personalClosed = false;
+    std::atomic<bool> m_personalTasksClosed = false;
     std::atomic<std::int64_t> m_reviewDelayMs = defaultReviewDelay.count();
     mutable std::mutex m_wrapMutex;
     WrapScript m_wrapScript;
