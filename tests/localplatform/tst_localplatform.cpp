@@ -237,6 +237,60 @@ private slots:
         QVERIFY(QFile::exists(platform().dataDir() + u"/audio/rec-2.audio"_s));
     }
 
+    // Decisions on a call's review suggestions, "accept 1" or "dismiss 3", in order: accepting makes the card
+    // once, a contrary decision is refused, and the review shows the state reached.
+    void reviewSuggestionsAreDecidedOnce_data() {
+        QTest::addColumn<QString>("root");
+        QTest::addColumn<QStringList>("decisions");
+        QTest::addColumn<QList<int>>("statuses");
+        QTest::addColumn<QString>("state"); // of the last suggestion decided, in the review afterwards
+        QTest::addColumn<int>("cards");     // to-dos added to the call's scope
+        row("an open one accepted twice makes one card", "/api/v1/p/brevik",
+            QStringList{u"accept 1"_s, u"accept 1"_s}, QList<int>{200, 200}, "accepted", 1);
+        row("one accepted from the start makes none", "/api/v1/personal", QStringList{u"accept 2"_s},
+            QList<int>{200}, "accepted", 0);
+        row("an accepted one is not dismissed", "/api/v1/p/brevik",
+            QStringList{u"accept 1"_s, u"dismiss 1"_s}, QList<int>{200, 409}, "accepted", 1);
+        row("a dismissed one is not accepted", "/api/v1/p/brevik",
+            QStringList{u"dismiss 4"_s, u"dismiss 4"_s, u"accept 4"_s}, QList<int>{200, 200, 409},
+            "dismissed", 0);
+        row("the one with a text id dismissed from the start", "/api/v1/p/brevik", QStringList{u"accept 3"_s},
+            QList<int>{409}, "dismissed", 0);
+        row("an unknown suggestion", "/api/v1/p/brevik", QStringList{u"accept 5"_s}, QList<int>{404}, "", 0);
+        row("an older server has no decisions", "/legacy/local/api", QStringList{u"accept 1"_s},
+            QList<int>{404}, "open", 0);
+    }
+    void reviewSuggestionsAreDecidedOnce() {
+        QFETCH(QString, root);
+        QFETCH(QStringList, decisions);
+        QFETCH(QList<int>, statuses);
+        QFETCH(QString, state);
+        QFETCH(int, cards);
+        const QString key = root.startsWith(QLatin1String("/legacy")) ? u"legacy-key"_s : u"dev-key"_s;
+        const QString scope = root.contains(u"personal"_s) ? u"personal:1"_s
+                              : root.contains(u"legacy"_s) ? u"legacy:local"_s
+                                                           : u"project:brevik"_s;
+        QVERIFY(platform().reviewDelay(std::chrono::milliseconds(0)));
+        QCOMPARE(post(root + u"/calls/rec:1/review/1/accept"_s, {}, key).status, 404); // no call yet
+        QCOMPARE(post(root + u"/calls"_s, callPayload(u"Plan"_s, false), key).status, 200);
+        QCOMPARE(post(root + u"/calls/rec:1/process"_s, {}, key).status, 200);
+
+        QString sid;
+        for (qsizetype i = 0; i < decisions.size(); ++i) {
+            const QStringList words = decisions[i].split(u' ');
+            sid = words[1];
+            QCOMPARE(post(root + u"/calls/rec:1/review/"_s + sid + u'/' + words[0], {}, key).status,
+                     statuses[i]);
+        }
+        QCOMPARE(platform().todos(scope).size(), 3 + cards);
+        if (cards) QCOMPARE(platform().todos(scope).last()["title"_L1], u"Send the notes of Plan to Ivo"_s);
+        QString shown;
+        for (const QJsonValue suggestion :
+             get(root + u"/calls/rec:1"_s, key).json()["review"_L1]["suggestions"_L1].toArray())
+            if (suggestion["i"_L1].toVariant().toString() == sid) shown = suggestion["state"_L1].toString();
+        QCOMPARE(shown, state);
+    }
+
     // A task keeps what it was sent; Personal's task route alone can be closed.
     void tasksAreStoredAsSent_data() {
         QTest::addColumn<QString>("root");

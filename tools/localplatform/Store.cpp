@@ -4,7 +4,7 @@
 
 namespace {
 
-constexpr int schemaVersion = 4;
+constexpr int schemaVersion = 5;
 
 const char* const schema = R"sql(
 CREATE TABLE accounts (id INTEGER PRIMARY KEY, email TEXT UNIQUE NOT NULL, name TEXT NOT NULL);
@@ -23,6 +23,7 @@ CREATE TABLE wraps (scope TEXT NOT NULL, day TEXT NOT NULL, polls INTEGER NOT NU
                     followed_up INTEGER NOT NULL DEFAULT 0, PRIMARY KEY (scope, day));
 CREATE TABLE calls (number INTEGER PRIMARY KEY AUTOINCREMENT, scope TEXT NOT NULL, fields TEXT NOT NULL,
                     state TEXT NOT NULL, audio_bytes INTEGER NOT NULL DEFAULT 0, processing_since INTEGER);
+CREATE TABLE suggestions (call INTEGER NOT NULL, id TEXT NOT NULL, state TEXT NOT NULL, PRIMARY KEY (call, id));
 CREATE TABLE devices (number INTEGER PRIMARY KEY AUTOINCREMENT, device_code TEXT UNIQUE, user_code TEXT UNIQUE,
                       client TEXT NOT NULL, name TEXT NOT NULL, state INTEGER NOT NULL, expires_at INTEGER NOT NULL,
                       key TEXT, account INTEGER);
@@ -52,6 +53,7 @@ DROP TABLE IF EXISTS accounts; DROP TABLE IF EXISTS account_keys; DROP TABLE IF 
 DROP TABLE IF EXISTS members;
 DROP TABLE IF EXISTS seats; DROP TABLE IF EXISTS legacy_workspaces; DROP TABLE IF EXISTS todos;
 DROP TABLE IF EXISTS workdays; DROP TABLE IF EXISTS wraps; DROP TABLE IF EXISTS calls; DROP TABLE IF EXISTS devices;
+DROP TABLE IF EXISTS suggestions;
 )sql";
 
 } // namespace
@@ -274,6 +276,31 @@ std::int64_t Store::moveCall(std::int64_t number, const std::string& scope) {
     m_db.prepare("DELETE FROM calls WHERE number = ?").bind(number).run();
     transaction.commit();
     return moved;
+}
+
+std::map<std::string, std::string> Store::decidedSuggestions(std::int64_t call) {
+    const std::lock_guard lock(m_mutex);
+    Statement rows = m_db.prepare("SELECT id, state FROM suggestions WHERE call = ?");
+    rows.bind(call);
+    std::map<std::string, std::string> states;
+    while (rows.step())
+        states.emplace(rows.text(0), rows.text(1));
+    return states;
+}
+
+std::string Store::decideSuggestion(const Call& call, const Suggestion& suggestion, Decision decision) {
+    const std::lock_guard lock(m_mutex);
+    Transaction transaction(m_db);
+    std::string state = suggestion.state;
+    if (Statement decided = m_db.prepare("SELECT state FROM suggestions WHERE call = ? AND id = ?");
+        decided.bind(call.number, suggestion.id).step())
+        state = decided.text(0);
+    if (state != "open") return state;
+    state = stateAfter(decision);
+    m_db.prepare("INSERT INTO suggestions VALUES (?, ?, ?)").bind(call.number, suggestion.id, state).run();
+    if (decision == Decision::Accept) insertTodo(call.scope, {.title = suggestion.title});
+    transaction.commit();
+    return state;
 }
 
 Store::DeviceGrant Store::startDevice(const std::string& client, const std::string& name, std::int64_t now,

@@ -3,6 +3,7 @@
 #include "Database.h"
 
 #include <cstdint>
+#include <map>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -60,6 +61,16 @@ public:
         std::int64_t audioBytes = 0;
         std::optional<std::int64_t> processingSince; // milliseconds since the epoch
     };
+    // A suggestion of a call's review, as the review first gives it.
+    struct Suggestion {
+        std::string id;
+        std::string title;
+        std::string state; // open, accepted or dismissed
+    };
+    enum class Decision { Accept, Dismiss };
+    static std::string stateAfter(Decision decision) {
+        return decision == Decision::Accept ? "accepted" : "dismissed";
+    }
     enum class DeviceState { Pending, Approved, Denied };
     struct DeviceGrant {
         std::int64_t number = 0;
@@ -109,6 +120,12 @@ public:
     void setCallState(std::int64_t number, const std::string& state);
     // The call under a new number in another scope; the old number is gone.
     std::int64_t moveCall(std::int64_t number, const std::string& scope);
+
+    // The states of a call's suggestions decided since its review, by suggestion id.
+    std::map<std::string, std::string> decidedSuggestions(std::int64_t call);
+    // The suggestion's state afterwards: the decision's, or a contrary one taken before, which stays. The
+    // first acceptance adds the suggestion's to-do to the call's scope in the same unit of work.
+    std::string decideSuggestion(const Call& call, const Suggestion& suggestion, Decision decision);
 
     DeviceGrant startDevice(const std::string& client, const std::string& name, std::int64_t now,
                             std::int64_t lifetime);
