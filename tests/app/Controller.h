@@ -24,7 +24,9 @@
 // Recordings live in the test's support folder, emptied for each controller.
 class Controller {
 public:
-    explicit Controller(const QString& platformBase, double askSeconds = 120) {
+    // `display` puts the nudges somewhere else than in memory, on the screen say; `nudges` is then empty.
+    explicit Controller(const QString& platformBase, double askSeconds = 120,
+                        std::unique_ptr<NudgeDisplay> display = nullptr) {
         QDir(Paths::recordings()).removeRecursively();
         QDir(Paths::pins()).removeRecursively();
         services.config.askSeconds = askSeconds;
@@ -72,8 +74,11 @@ public:
             std::make_unique<Notify>(*services.notifications, *services.browser, *services.settings);
         services.notify->setup({});
         services.bringForward = Services::windowBringer();
-        auto display = std::make_unique<RecordingNudgeDisplay>();
-        nudges = display.get();
+        if (!display) {
+            auto recording = std::make_unique<RecordingNudgeDisplay>();
+            nudges = recording.get();
+            display = std::move(recording);
+        }
         services.nudges = std::make_unique<Nudges>(std::move(display));
         delegate = std::make_unique<AppDelegate>(services, Arguments(QStringList{}));
     }
@@ -99,7 +104,7 @@ public:
     }
 
     // The nudge on screen, when one is.
-    const NudgeView* shownNudge() const { return nudges->onScreen ? &nudges->last() : nullptr; }
+    const NudgeView* shownNudge() const { return nudges && nudges->onScreen ? &nudges->last() : nullptr; }
     bool showsNudge(const QString& title) const { return shownNudge() && shownNudge()->title == title; }
     // Presses the button of the nudge on screen; false when there is no such button.
     bool press(const QString& button) {

@@ -164,13 +164,47 @@ private slots:
         QVERIFY(qGray(picture(QStringLiteral("design-orb-light")).pixel(1, 1)) > 230);
     }
 
-    void selftestPasses() {
+    void selftest_data() {
+        QTest::addColumn<QString>(
+            "server"); // "": no live checks; "live", or "404" for a server without to-dos
+        QTest::addColumn<int>("exitCode");
+        QTest::addColumn<QString>("line");
+        QTest::newRow("on its own") << "" << 0 << "selftest: 4 of 4 checks passed";
+        QTest::newRow("starting and finishing a to-do on a live server")
+            << "live" << 0 << "selftest: 5 of 5 checks passed";
+        QTest::newRow("a server without the to-do routes")
+            << "404" << 1 << "selftest: todo actions FAILED: not found (HTTP 404)";
+    }
+    void selftest() {
+        QFETCH(QString, server);
+        QFETCH(int, exitCode);
+        QFETCH(QString, line);
+        LocalPlatform platform;
+        QVERIFY2(platform.isRunning(), qPrintable(platform.error()));
+        QStringList args{QStringLiteral("--selftest"), QStringLiteral("--out"),
+                         m_home->filePath(QStringLiteral("out"))};
+        if (!server.isEmpty())
+            args << QStringLiteral("--server") << platform.base() + QStringLiteral("/legacy/local")
+                 << QStringLiteral("--key") << QStringLiteral("legacy-key")
+                 << QStringLiteral("--todo-actions");
+        if (server == QLatin1String("404"))
+            QVERIFY(platform.fault({QStringLiteral("/legacy/local/api/my/todos*"),
+                                    404,
+                                    R"({"error":"not found"})",
+                                    {},
+                                    {},
+                                    {},
+                                    10}));
         QProcess p;
-        start(p, {QStringLiteral("--selftest"), QStringLiteral("--out"),
-                  m_home->filePath(QStringLiteral("out"))});
+        start(p, args);
         QVERIFY(p.waitForFinished(60000));
-        QVERIFY2(p.exitCode() == 0, qPrintable(log()));
-        QVERIFY(log().contains(QStringLiteral("selftest: 4 of 4 checks passed")));
+        QVERIFY2(p.exitCode() == exitCode, qPrintable(log()));
+        QVERIFY2(log().contains(line), qPrintable(log()));
+        if (server == QLatin1String("live")) {
+            // The first to-do went through both steps on the server.
+            const QJsonArray todos = platform.todos(QStringLiteral("legacy:local"));
+            QCOMPARE(todos.first()[QStringLiteral("status")].toString(), QStringLiteral("done"));
+        }
     }
 
     void recTest_data() {

@@ -80,7 +80,8 @@ bool LocalPlatform::fault(const Fault& fault) {
                            {QStringLiteral("body"), QString::fromUtf8(fault.body)},
                            {QStringLiteral("content_type"), QString::fromUtf8(fault.contentType)},
                            {QStringLiteral("delay_ms"), qint64(fault.delay.count())},
-                           {QStringLiteral("count"), fault.count}};
+                           {QStringLiteral("count"), fault.count},
+                           {QStringLiteral("hold_until"), fault.holdUntil}};
     return control("POST", QStringLiteral("/__control/fault"), body).status == 200;
 }
 

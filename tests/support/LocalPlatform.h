@@ -25,6 +25,9 @@ public:
         QString method; // empty: any
         std::chrono::milliseconds delay{0};
         int count = 1;
+        // The answer waits until a request to this path (exact, or a prefix ending in "*") has arrived, for
+        // at most 10 s, else it is a 504: two requests are under way at once, whatever the timing.
+        QString holdUntil;
     };
 
     // How every destination's end-of-day jobs go until the next script or reset, counted in the polls of

@@ -13,16 +13,20 @@ using testsupport::row;
 using Faults = QList<LocalPlatform::Fault>;
 Q_DECLARE_METATYPE(Faults)
 
-// "Up next" gathered from two projects of the local platform over real HTTP: what a destination that lacks the
-// route, fails or answers late does to the list.
+// "Up next" gathered from two projects of the local platform over real HTTP: what a destination that lacks
+// the route, fails or answers late does to the list.
 class TestTodoStore : public QObject {
     Q_OBJECT
     std::unique_ptr<LocalPlatform> m_platform;
     std::unique_ptr<QNetworkAccessManager> m_network = API::makeNetwork();
 
     TodoStore::Target project(const QString& slug, const QString& name) const {
-        Workspace ws{QUuid::createUuidV5(QUuid(), slug), name, m_platform->base() + u"/app/p/"_s + slug, slug,
-                     u"owner"_s, m_platform->base() + u"/api/v1/p/"_s + slug};
+        Workspace ws{QUuid::createUuidV5(QUuid(), slug),
+                     name,
+                     m_platform->base() + u"/app/p/"_s + slug,
+                     slug,
+                     u"owner"_s,
+                     m_platform->base() + u"/api/v1/p/"_s + slug};
         return {ws, API(*m_network, ws.server, u"dev-key"_s, ws.apiRoot)};
     }
     QList<TodoStore::Target> targets(const QString& which) const {
@@ -56,15 +60,15 @@ private slots:
         QTest::addColumn<bool>("needsUpdate");
         QTest::addColumn<QString>("error");
         const LocalPlatform::Fault missingB{todosOf(u"noctal"_s), 404, R"({"error":"no route"})"};
-        row("both answer: the items of A, then of B", u""_s, u"AB"_s, Faults{}, u"AAABBB"_s, QStringList{}, false,
-            u""_s);
+        row("both answer: the items of A, then of B", u""_s, u"AB"_s, Faults{}, u"AAABBB"_s, QStringList{},
+            false, u""_s);
         row("B lacks the route beside A: A's items, B named", u""_s, u"AB"_s, Faults{missingB}, u"AAA"_s,
             QStringList{u"B"_s}, false, u""_s);
-        row("the only destination lacks the route", u""_s, u"B"_s, Faults{missingB}, u""_s, QStringList{u"B"_s},
-            true, u""_s);
+        row("the only destination lacks the route", u""_s, u"B"_s, Faults{missingB}, u""_s,
+            QStringList{u"B"_s}, true, u""_s);
         row("a 500 from B after a good refresh keeps B's items", u"AB"_s, u"AB"_s,
-            Faults{{todosOf(u"noctal"_s), 500, R"({"error":"database is down"})"}}, u"AAABBB"_s, QStringList{},
-            false, u"B: database is down (HTTP 500)"_s);
+            Faults{{todosOf(u"noctal"_s), 500, R"({"error":"database is down"})"}}, u"AAABBB"_s,
+            QStringList{}, false, u"B: database is down (HTTP 500)"_s);
         row("the order is the targets' when A answers last", u""_s, u"AB"_s,
             Faults{{todosOf(u"brevik"_s), 0, {}, {}, {}, 400ms}}, u"AAABBB"_s, QStringList{}, false, u""_s);
         row("a page of HTML from B is a failure with nothing to keep", u""_s, u"AB"_s,
@@ -94,6 +98,16 @@ private slots:
         QCOMPARE(store.needsUpdate(), needsUpdate);
         QCOMPARE(store.error().value_or(QString()), error);
         QVERIFY(store.loaded());
+    }
+
+    // A's answer waits for B's request: a refresh that asked one destination after the other would get A's
+    // list only after the server gave up holding it, as a 504.
+    void everyDestinationIsAskedAtOnce() {
+        TodoStore store;
+        QVERIFY(m_platform->fault({todosOf(u"brevik"_s), 0, {}, {}, {}, {}, 1, todosOf(u"noctal"_s)}));
+        testsupport::await(store.refresh(targets(u"AB"_s)));
+        QCOMPARE(store.error(), std::nullopt);
+        QCOMPARE(owners(store), u"AAABBB"_s);
     }
 
     // The old setup's items never show beside the new one's, not even while the new one answers; no targets

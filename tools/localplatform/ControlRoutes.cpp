@@ -21,6 +21,7 @@ Fault faultFrom(const QJsonObject& body) {
     if (body.contains("content_type")) fault.contentType = textOf(body.value("content_type"));
     fault.delay = std::chrono::milliseconds(body.value("delay_ms").toInteger(0));
     fault.count = body.value("count").toInt(1);
+    fault.holdUntil = textOf(body.value("hold_until"));
     if (fault.path.empty()) throw HttpError(400, "path is missing");
     if (fault.count < 1 || fault.delay.count() < 0 ||
         (fault.status != 0 && (fault.status < 100 || fault.status > 599)))

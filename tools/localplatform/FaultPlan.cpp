@@ -2,11 +2,15 @@
 
 #include <algorithm>
 
+bool pathMatches(std::string_view pattern, const std::string& path) {
+    if (!pattern.empty() && pattern.back() == '*')
+        return path.starts_with(pattern.substr(0, pattern.size() - 1));
+    return pattern == path;
+}
+
 bool Fault::matches(const std::string& requestMethod, const std::string& requestPath) const {
     if (!method.empty() && method != requestMethod) return false;
-    if (!path.empty() && path.back() == '*')
-        return requestPath.starts_with(std::string_view(path).substr(0, path.size() - 1));
-    return path == requestPath;
+    return pathMatches(path, requestPath);
 }
 
 void FaultPlan::add(Fault fault) {

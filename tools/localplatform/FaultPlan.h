@@ -16,9 +16,16 @@ struct Fault {
     std::string contentType = "application/json";
     std::chrono::milliseconds delay{0};
     int count = 1;
+    // The answer waits until a request to this path (exact, or a prefix ending in "*") has arrived, for at
+    // most holdLimit, else it is a 504: a test sees two requests under way at once without timing them.
+    std::string holdUntil;
+    static constexpr std::chrono::seconds holdLimit{10};
 
     bool matches(const std::string& requestMethod, const std::string& requestPath) const;
 };
+
+// A path against a pattern: exact, or a prefix when the pattern ends in "*".
+bool pathMatches(std::string_view pattern, const std::string& path);
 
 class FaultPlan {
 public:

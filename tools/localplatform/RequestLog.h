@@ -1,5 +1,7 @@
 #pragma once
 
+#include <chrono>
+#include <condition_variable>
 #include <cstdint>
 #include <mutex>
 #include <string>
@@ -21,9 +23,12 @@ public:
     void setBodySize(std::size_t index, std::uint64_t size);
     std::vector<Entry> entries();
     void clear();
+    // Waits until a logged request's path matches `pattern` (see pathMatches); false after `limit`.
+    bool waitFor(const std::string& pattern, std::chrono::milliseconds limit);
 
 private:
     std::mutex m_mutex;
+    std::condition_variable m_arrived;
     std::vector<Entry> m_entries;
     std::size_t m_cleared = 0; // entries dropped by clear(), so indices handed out before stay harmless
 };

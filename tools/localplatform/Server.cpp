@@ -80,6 +80,8 @@ Reply Server::answer(Exchange& exchange) {
         return m_control.dispatch(exchange, exchange.path()).value_or(Reply::error(404, "not found"));
     }
     const std::optional<Fault> fault = m_faults.take(exchange.method(), exchange.path());
+    if (fault && !fault->holdUntil.empty() && !m_log.waitFor(fault->holdUntil, Fault::holdLimit))
+        return Reply::error(504, "held for " + fault->holdUntil + ", which never came");
     if (fault && fault->delay.count() > 0) std::this_thread::sleep_for(fault->delay);
     if (fault && fault->status != 0) return faultReply(*fault);
     return route(exchange);
