@@ -108,6 +108,7 @@ QCoro::Task<> Cards::send(QString title, std::optional<QString> why, QString to,
 }
 
 QCoro::Task<bool> Cards::addPersonalTask(QString title, std::optional<QString> why) {
+    const QPointer<Cards> self(this);
     if (const std::optional<API> api = m_settings.personalAPI()) {
         try {
             auto posting = api->createTask(title, why);
@@ -118,6 +119,8 @@ QCoro::Task<bool> Cards::addPersonalTask(QString title, std::optional<QString> w
             slog(QStringLiteral("personal/tasks 404 -> private note"));
         }
     }
+    // Quitting while the server answered: the card was never confirmed, and nothing is left to write it.
+    if (!self) co_return false;
     co_return recordNote(title, why);
 }
 
