@@ -18,7 +18,7 @@ void AppDelegate::bindMenu(const BuiltMenu& built) {
     m_menu.commit(built.state);
 }
 
-// Rows whose flows come later (to-dos, cards, end of day) have no action yet: they draw and do nothing.
+// Rows whose flows come later (to-dos, cards) have no action yet: they draw and do nothing.
 std::function<void()> AppDelegate::menuAction(const MenuAction& a) {
     using Verb = MenuAction::Verb;
     Services& s = m_services;
@@ -95,13 +95,14 @@ std::function<void()> AppDelegate::menuAction(const MenuAction& a) {
                 if (p.id.toString(QUuid::WithoutBraces) == id)
                     s.browser->open(QUrl(p.base() + QStringLiteral("/#/board")));
         };
+    case Verb::endDay:
+        return [this] { wrapUp(); };
     case Verb::quit:
         return [this] { requestQuit(); };
     case Verb::addSuggestion:
     case Verb::openTodo:
     case Verb::startTodo:
     case Verb::doneTodo:
-    case Verb::endDay:
         return {};
     }
     return {};
