@@ -99,6 +99,7 @@ void Account::signedIn() {
     const QPointer<Account> self(this);
     refreshAccount([self] {
         if (!self) return;
+        emit self->todosWanted();
         // Recordings that waited for the sign-in go now, when there is somewhere to send them.
         const qsizetype count = Session::pending().size();
         if (count >= 1 && !self->m_settings.connected().isEmpty()) {
@@ -118,6 +119,7 @@ void Account::signOut() {
     if (m_signIn.busy()) m_signIn.cancel();
     m_settings.signOut();
     slog(QStringLiteral("signed out"));
+    emit todosWanted();
     emit changed();
 }
 

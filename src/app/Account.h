@@ -44,6 +44,8 @@ signals:
     void settingsWanted();
     // Recordings waited for the sign-in and now have somewhere to go.
     void uploadsWanted();
+    // The account changed hands: the to-dos are someone else's.
+    void todosWanted();
 
 private:
     QCoro::Task<> refreshPlatformAccount(QString base, QString key, std::function<void()> then);

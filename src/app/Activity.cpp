@@ -14,7 +14,8 @@ using namespace std::chrono_literals;
 Activity::Activity(Needs needs, QObject* parent)
     : QObject(parent), m_settings(needs.settings), m_defaults(needs.defaults), m_nudges(needs.nudges),
       m_idle(needs.idle), m_tracker(needs.tracker), m_now(std::move(needs.now)),
-      m_recording(std::move(needs.recording)), m_lastWorkdayUpload(m_now()) {
+      m_recording(std::move(needs.recording)), m_inCall(std::move(needs.inCall)),
+      m_lastWorkdayUpload(m_now()) {
     m_timer.setInterval(std::chrono::seconds(WorkdayTracker::interval));
     connect(&m_timer, &QTimer::timeout, this, &Activity::activityTick);
 }
@@ -41,16 +42,21 @@ void Activity::activityTick() {
             if (const std::optional<API> home = m_settings.homeAPI()) uploadWorkday(*home);
         }
     }
-    const bool quiet = !m_recording() && !m_nudges.showing() && idle < Idle::threshold;
     // The coach sees every tick, whatever comes next, so the streak is kept also while recording.
     const bool due = coach().activity(idle, now, m_settings.breakMinutes());
-    if (m_settings.breakReminders() && due && quiet) {
+    if (!quiet(idle)) return;
+    if (m_settings.breakReminders() && due)
         showBreakNudge();
-        return;
-    }
-    if (m_settings.workoutOn() && quiet &&
-        coach().due(QStringLiteral("workout"), m_settings.workoutMinute(), now))
+    else if (m_settings.workoutOn() &&
+             coach().due(QStringLiteral("workout"), m_settings.workoutMinute(), now))
         showWorkoutNudge();
+    else if (m_settings.wrapOn() && m_settings.homeAPI() &&
+             coach().due(QStringLiteral("wrap"), m_settings.wrapMinute(), now))
+        showWrapNudge();
+}
+
+bool Activity::quiet(double idle) const {
+    return !m_recording() && !m_inCall() && !m_nudges.showing() && idle < Idle::threshold;
 }
 
 QCoro::Task<> Activity::uploadWorkday(API home) {
@@ -68,30 +74,49 @@ QCoro::Task<> Activity::uploadWorkday(API home) {
 
 void Activity::showBreakNudge() {
     Coach& c = coach();
-    const auto later = [&c] { c.snooze(10); };
+    const auto inTen = [&c] { c.snooze(10); };
     m_nudges.show({.kind = QStringLiteral("break"),
                    .priority = 1,
                    .title = QStringLiteral("Time for a break \u2014 %1 min straight").arg(c.activeMinutes()),
                    .message = c.nextTip(),
-                   .buttons = {{QStringLiteral("In 10 min"), false, later},
+                   .buttons = {{QStringLiteral("In 10 min"), false, inTen},
                                {QStringLiteral("Taking it"), true, [&c] { c.tookBreak(); }}},
                    .timeout = 180s,
-                   .onTimeout = later});
+                   .onTimeout = inTen});
 }
 
 void Activity::showWorkoutNudge() {
-    Coach& c = coach();
-    c.markShown(QStringLiteral("workout"));
+    coach().markShown(QStringLiteral("workout"));
     m_nudges.show(
         {.kind = QStringLiteral("workout"),
          .priority = 1,
          .title = QStringLiteral("Workout time"),
          .message = QStringLiteral("Move your body for a bit \u2014 the to-dos will still be here."),
-         .buttons = {{QStringLiteral("In 30 min"), false,
-                      [&c] {
-                          c.clearShown(QStringLiteral("workout"));
-                          c.snoozeReminder(QStringLiteral("workout"), 30);
-                      }},
+         .buttons = {{QStringLiteral("In 30 min"), false, later(QStringLiteral("workout"))},
                      {QStringLiteral("On it"), true, [] {}}},
          .timeout = 300s});
+}
+
+void Activity::showWrapNudge() {
+    coach().markShown(QStringLiteral("wrap"));
+    const QPointer<Activity> self(this);
+    m_nudges.show(
+        {.kind = QStringLiteral("wrap"),
+         .priority = 1,
+         .title = QStringLiteral("End your day?"),
+         .message = QStringLiteral("Orvane summarises today and adds the follow-ups to your inbox."),
+         .buttons = {{QStringLiteral("Later"), false, later(QStringLiteral("wrap"))},
+                     {QStringLiteral("End my day"), true,
+                      [self] {
+                          if (self) emit self->endDayWanted();
+                      }}},
+         .timeout = 600s});
+}
+
+std::function<void()> Activity::later(const QString& reminder) {
+    return [self = QPointer<Activity>(this), reminder] {
+        if (!self) return;
+        self->coach().clearShown(reminder);
+        self->coach().snoozeReminder(reminder, 30);
+    };
 }

@@ -20,7 +20,8 @@ class IdleSource;
 }
 
 // The activity tick: every 15 seconds the work day is sampled, the coach sees the user's activity, and at
-// most one reminder shows. The work day goes up to the home destination at most every 15 minutes.
+// most one reminder shows, in the order break, workout, end of day. The work day goes up to the home
+// destination at most every 15 minutes.
 class Activity : public QObject {
     Q_OBJECT
 public:
@@ -31,8 +32,10 @@ public:
         os::IdleSource& idle;
         WorkdayTracker& tracker;
         Clock now;
-        // Reminders wait while something is recorded.
+        // Reminders wait while something is recorded or starts to be.
         std::function<bool()> recording = [] { return false; };
+        // ... and while a call goes on that nobody records: the reminder comes once it ends.
+        std::function<bool()> inCall = [] { return false; };
     };
     explicit Activity(Needs needs, QObject* parent = nullptr);
     ~Activity() override;
@@ -46,11 +49,18 @@ public:
 
 signals:
     void workdayUploaded();
+    // "End my day" in the end-of-day reminder.
+    void endDayWanted();
 
 private:
+    // Whether a reminder may come now.
+    bool quiet(double idle) const;
     QCoro::Task<> uploadWorkday(API home);
     void showBreakNudge();
     void showWorkoutNudge();
+    void showWrapNudge();
+    // "Later" of a daily reminder: once more today, in half an hour.
+    std::function<void()> later(const QString& reminder);
 
     Settings& m_settings;
     QSettings& m_defaults;
@@ -59,6 +69,7 @@ private:
     WorkdayTracker& m_tracker;
     Clock m_now;
     std::function<bool()> m_recording;
+    std::function<bool()> m_inCall;
     std::unique_ptr<Coach> m_coach; // made on first use
     QDateTime m_lastWorkdayUpload;
     QTimer m_timer;

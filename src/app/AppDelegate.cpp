@@ -56,8 +56,11 @@ AppDelegate::AppDelegate(Services& services, Arguments args)
       m_reviews({*services.nudges, *services.notify, *services.browser, services.now,
                  [this] { return m_tuneIn.busy(); }}),
       m_account({*services.settings, *services.nudges, *services.signInBrowser}),
+      m_todos({*services.settings, *services.nudges, services.now}),
+      m_cards({*services.settings, *services.nudges, services.now}),
       m_activity({*services.settings, *services.defaults, *services.nudges, *services.idle, *m_tracker,
-                  services.now, [this] { return m_tuneIn.busy(); }}),
+                  services.now, [this] { return m_tuneIn.busy(); },
+                  [this] { return m_detector->offered(); }}),
       m_tuneIn({*services.settings, *services.nudges, *services.prompter, *services.permission, *services.hud,
                 *m_detector, *m_mic, *m_windows, services.capture,
                 [&services] { return ScreenAccess::works(*services.screen); }, services.now}),
@@ -83,7 +86,15 @@ void AppDelegate::wireFlows() {
     connect(&m_account, &Account::changed, this, &AppDelegate::rebuildMenu);
     connect(&m_account, &Account::uploadsWanted, &m_uploads, &Uploads::retryUploads);
     connect(&m_account, &Account::settingsWanted, this, &AppDelegate::openSettings);
+    connect(&m_account, &Account::todosWanted, &m_todos, &Todos::refreshTodos);
+    connect(&m_todos, &Todos::changed, this, &AppDelegate::rebuildMenu);
+    connect(&m_cards, &Cards::changed, this, &AppDelegate::rebuildMenu);
+    connect(&m_cards, &Cards::suggestionTaken, &m_reviews, &Reviews::dropSuggestion);
+    connect(&m_cards, &Cards::noteRecorded, &m_uploads,
+            [this](std::shared_ptr<Session> note) { m_uploads.uploadPersonal(std::move(note), true); });
+    connect(&m_cards, &Cards::signInWanted, &m_account, &Account::startSignIn);
     connect(&m_activity, &Activity::workdayUploaded, this, &AppDelegate::rebuildMenu);
+    connect(&m_activity, &Activity::endDayWanted, &m_endOfDay, &EndOfDay::wrapUp);
     connect(&m_endOfDay, &EndOfDay::settingsWanted, this, &AppDelegate::openSettings);
     connect(&m_endOfDay, &EndOfDay::workdayUploaded, this, [this](const QDateTime& at) {
         m_activity.noteWorkdayUpload(at);
@@ -112,7 +123,10 @@ void AppDelegate::applicationDidFinishLaunching() {
     m_detector->start();
     m_activity.start();
     m_todoTimer.setInterval(todoInterval);
-    connect(&m_todoTimer, &QTimer::timeout, this, [this] { m_uploads.retryPersonal(false); });
+    connect(&m_todoTimer, &QTimer::timeout, this, [this] {
+        m_todos.refreshTodos();
+        m_uploads.retryPersonal(false);
+    });
     m_todoTimer.start();
     Recovery::recoverInterrupted();
     rebuildMenu();
@@ -134,6 +148,7 @@ void AppDelegate::continueWithKeys() {
     m_account.refreshAccount([self] {
         if (self) self->m_uploads.retryPersonal(false);
     });
+    m_todos.refreshTodos();
     slog(launchLine());
     runLaunchModes();
 }
@@ -142,8 +157,14 @@ void AppDelegate::makeStatusItem() {
     Services& s = m_services;
     if (m_modes.headless() || !s.makeStatusItem) return;
     m_statusItem = s.makeStatusItem();
-    m_popover = std::make_unique<PopoverController>(PopoverController::Needs{
-        m_menu, s.panelDesktop, s.motion, *s.presses, s.focusPanel, [this] { rebuildMenu(); }, s.now});
+    m_popover = std::make_unique<PopoverController>(PopoverController::Needs{m_menu, s.panelDesktop, s.motion,
+                                                                             *s.presses, s.focusPanel,
+                                                                             [this] {
+                                                                                 rebuildMenu();
+                                                                                 if (m_todos.stale())
+                                                                                     m_todos.refreshTodos();
+                                                                             },
+                                                                             s.now});
     connect(m_statusItem.get(), &StatusItem::activated, m_popover.get(), &PopoverController::toggle);
     connect(&m_tuneIn, &TuneIn::ticked, this, &AppDelegate::updateStatusTitle);
     // Without a tray the panel is a window of its own from the start; closing it leaves Orvane running.

@@ -3,10 +3,12 @@
 #include "app/Account.h"
 #include "app/Activity.h"
 #include "app/Arguments.h"
+#include "app/Cards.h"
 #include "app/EndOfDay.h"
 #include "app/Filing.h"
 #include "app/Pinning.h"
 #include "app/Reviews.h"
+#include "app/Todos.h"
 #include "app/TuneIn.h"
 #include "app/UploadStatus.h"
 #include "app/Uploads.h"
@@ -66,6 +68,8 @@ public:
     Uploads& uploads() { return m_uploads; }
     Reviews& reviews() { return m_reviews; }
     Account& account() { return m_account; }
+    Todos& todos() { return m_todos; }
+    Cards& cards() { return m_cards; }
     Activity& activity() { return m_activity; }
     TuneIn& tuneIn() { return m_tuneIn; }
     Pinning& pinning() { return m_pinning; }
@@ -114,6 +118,8 @@ private:
     Uploads m_uploads;
     Reviews m_reviews;
     Account m_account;
+    Todos m_todos;
+    Cards m_cards;
     Activity m_activity;
     std::unique_ptr<StatusItem> m_statusItem;
     std::unique_ptr<WindowShortcuts> m_shortcuts;

@@ -49,6 +49,21 @@ double tracked(const QList<WorkSpan>& spans) {
     return seconds;
 }
 
+MenuInputs::Todos todoInputs(const Settings& s, const TodoStore& store) {
+    MenuInputs::Todos in;
+    in.haveSource = s.signedIn() ? !s.projects().isEmpty() : !s.workspaces().isEmpty();
+    in.loaded = store.loaded().has_value();
+    in.loadError = store.error();
+    in.needsUpdate = store.needsUpdate();
+    in.lacking = store.outdated();
+    in.startedStatuses = TodoStore::startedStatuses;
+    for (const Todo& todo : store.items())
+        in.items.append({todo.id, todo.title, todo.status, todo.topic, todo.effort,
+                         todo.ws ? std::optional(todo.ws->id.toString(QUuid::WithoutBraces)) : std::nullopt,
+                         todo.ws ? todo.ws->name : QString()});
+    return in;
+}
+
 } // namespace
 
 MenuInputs AppDelegate::menuInputs() const {
@@ -97,8 +112,7 @@ MenuInputs AppDelegate::menuInputs() const {
     if (const std::optional<FiledRef>& filed = s.lastFiled())
         in.lastFiled = MenuInputs::LastFiled{
             filed->title, filed->dest == FiledRef::personal ? QStringLiteral("Personal") : filed->dest};
-    in.todos.haveSource = s.signedIn() ? !s.projects().isEmpty() : !s.workspaces().isEmpty();
-    in.todos.loaded = true; // nothing fetches to-dos yet: there are none to wait for
+    in.todos = todoInputs(s, m_todos.store());
     if (s.trackWorkday()) {
         const std::optional<QDateTime>& until = m_tracker->pausedUntil();
         const bool paused = until && *until > m_services.now();

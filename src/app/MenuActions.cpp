@@ -18,7 +18,6 @@ void AppDelegate::bindMenu(const BuiltMenu& built) {
     m_menu.commit(built.state);
 }
 
-// Rows whose flows come later (to-dos, cards) have no action yet: they draw and do nothing.
 std::function<void()> AppDelegate::menuAction(const MenuAction& a) {
     using Verb = MenuAction::Verb;
     Services& s = m_services;
@@ -100,10 +99,27 @@ std::function<void()> AppDelegate::menuAction(const MenuAction& a) {
     case Verb::quit:
         return [this] { requestQuit(); };
     case Verb::addSuggestion:
+        return [this, id = a.arg, index = a.index] {
+            for (const Reviews::ReviewWatch& w : m_reviews.reviews()) {
+                if (w.id != id || index < 0 || index >= w.suggestions.size()) continue;
+                const Reviews::OpenSuggestion& suggestion = w.suggestions[index];
+                m_cards.askCard(suggestion.title, suggestion.why, w.dest,
+                                Cards::FromReview{w.id, suggestion.i, w.api, w.dest});
+                return;
+            }
+        };
+    // The panel is built from the store a moment before its actions are bound: the index is the row's to-do.
     case Verb::openTodo:
+        return [&s, todo = m_todos.store().items().value(a.index)] {
+            const std::optional<QUrl> board =
+                todo.ws ? todo.ws->link(QStringLiteral("board")) : s.settings->boardURL();
+            if (board) s.browser->open(*board);
+        };
     case Verb::startTodo:
     case Verb::doneTodo:
-        return {};
+        return [this, todo = m_todos.store().items().value(a.index), start = a.verb == Verb::startTodo] {
+            m_todos.todoAction(todo, start);
+        };
     }
     return {};
 }

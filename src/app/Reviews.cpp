@@ -119,3 +119,10 @@ void Reviews::openReview(const QString& id) {
     if (watch->suggestions.isEmpty()) m_reviews.erase(watch);
     emit changed();
 }
+
+void Reviews::dropSuggestion(const QString& id, const QString& suggestion) {
+    for (ReviewWatch& watch : m_reviews)
+        if (watch.id == id)
+            watch.suggestions.removeIf([&](const OpenSuggestion& s) { return s.i == suggestion; });
+    emit changed();
+}

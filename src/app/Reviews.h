@@ -55,6 +55,8 @@ public:
                      const std::optional<QString>& dest, const QString& title);
     void pollReviews();
     void openReview(const QString& id);
+    // The suggestion became a card: it is no longer asked about.
+    void dropSuggestion(const QString& id, const QString& suggestion);
     static QList<OpenSuggestion> openSuggestions(const QJsonValue& review);
 
     const QList<ReviewWatch>& reviews() const { return m_reviews; }

@@ -2,15 +2,18 @@
 #include "server/API.h"
 
 #include <QJsonArray>
+#include <QSet>
 
 QList<Todo> Todo::list(const QJsonValue& items) {
     QList<Todo> out;
+    QSet<QString> seen;
     int place = 0;
     for (const QJsonValue& item : items.toArray()) {
         ++place;
         const QJsonObject o = item.toObject();
         const std::optional<QString> id = API::str(o.value(QLatin1String("id")));
-        if (!id) continue;
+        if (!id || seen.contains(*id)) continue;
+        seen.insert(*id);
         const QJsonValue n = o.value(QLatin1String("n"));
         const bool whole = n.isDouble() && n.toDouble() == double(int(n.toDouble()));
         const QJsonValue title = o.value(QLatin1String("title")), status = o.value(QLatin1String("status"));

@@ -19,6 +19,7 @@ struct Todo {
 
     bool operator==(const Todo&) const = default;
 
-    // The items of a reply; an item without a usable id is left out, a missing number is the place from 1.
+    // The items of a reply; an item without a usable id, or with one already seen, is left out (the panel
+    // tells rows apart by it); a missing number is the place from 1.
     static QList<Todo> list(const QJsonValue& items);
 };

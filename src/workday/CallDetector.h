@@ -44,6 +44,8 @@ public:
     void suppressCurrent();
 
     bool micWasOn() const { return m_micWasOn; }
+    // A call was noticed outside a recording (offered, or left running after its recording stopped) and the
+    // microphone is still on: the call goes on.
     bool offered() const { return m_offered; }
     const std::optional<QDateTime>& quietSince() const { return m_quietSince; }
     bool endPrompted() const { return m_endPrompted; }

@@ -217,14 +217,15 @@ private:
         if (todos.haveSource && !todos.needsUpdate && !todos.lacking.isEmpty())
             s.upNextNote = QStringLiteral("Needs an update: ") + todos.lacking.join(QStringLiteral(", "));
 
-        for (const In::Todo& todo : todos.items) {
+        for (int index = 0; index < todos.items.size(); ++index) {
+            const In::Todo& todo = todos.items[index];
             auto group = std::find_if(s.groups.begin(), s.groups.end(),
                                       [&](const Group& g) { return g.name == todo.workspaceName; });
             if (group == s.groups.end())
                 group = s.groups.insert(s.groups.end(), Group{todo.workspaceName, {}});
             const QString id =
                 QStringLiteral("todo.%1.%2").arg(todo.workspaceID.value_or(QStringLiteral("-")), todo.id);
-            TodoRow row{.id = act(id, Verb::openTodo, todo.workspaceID.value_or(QString()))};
+            TodoRow row{.id = act(id, Verb::openTodo, todo.workspaceID.value_or(QString()), index)};
             row.title = todo.title;
             row.busy = todos.startedStatuses.contains(todo.status.toLower());
             QStringList meta;
@@ -232,8 +233,8 @@ private:
                  {todo.topic.value_or(QString()), todo.effort.value_or(QString()), todo.status})
                 if (!part.isEmpty()) meta << part;
             if (!meta.isEmpty()) row.meta = meta.join(QStringLiteral(" \u00B7 "));
-            if (!row.busy) row.start = act(id + QStringLiteral(".start"), Verb::startTodo, todo.id);
-            row.done = act(id + QStringLiteral(".done"), Verb::doneTodo, todo.id);
+            if (!row.busy) row.start = act(id + QStringLiteral(".start"), Verb::startTodo, todo.id, index);
+            row.done = act(id + QStringLiteral(".done"), Verb::doneTodo, todo.id, index);
             group->items.append(std::move(row));
         }
     }
