@@ -236,6 +236,161 @@ private slots:
         QCOMPARE(calls[0]["audio_bytes"_L1].toInt(), 5);
         QVERIFY(QFile::exists(platform().dataDir() + u"/audio/rec-2.audio"_s));
     }
+
+    // Decisions on a call's review suggestions, "accept 1" or "dismiss 3", in order: accepting makes the card
+    // once, a contrary decision is refused, and the review shows the state reached.
+    void reviewSuggestionsAreDecidedOnce_data() {
+        QTest::addColumn<QString>("root");
+        QTest::addColumn<QStringList>("decisions");
+        QTest::addColumn<QList<int>>("statuses");
+        QTest::addColumn<QString>("state"); // of the last suggestion decided, in the review afterwards
+        QTest::addColumn<int>("cards");     // to-dos added to the call's scope
+        row("an open one accepted twice makes one card", "/api/v1/p/brevik",
+            QStringList{u"accept 1"_s, u"accept 1"_s}, QList<int>{200, 200}, "accepted", 1);
+        row("one accepted from the start makes none", "/api/v1/personal", QStringList{u"accept 2"_s},
+            QList<int>{200}, "accepted", 0);
+        row("an accepted one is not dismissed", "/api/v1/p/brevik",
+            QStringList{u"accept 1"_s, u"dismiss 1"_s}, QList<int>{200, 409}, "accepted", 1);
+        row("a dismissed one is not accepted", "/api/v1/p/brevik",
+            QStringList{u"dismiss 4"_s, u"dismiss 4"_s, u"accept 4"_s}, QList<int>{200, 200, 409},
+            "dismissed", 0);
+        row("the one with a text id dismissed from the start", "/api/v1/p/brevik", QStringList{u"accept 3"_s},
+            QList<int>{409}, "dismissed", 0);
+        row("an unknown suggestion", "/api/v1/p/brevik", QStringList{u"accept 5"_s}, QList<int>{404}, "", 0);
+        row("an older server has no decisions", "/legacy/local/api", QStringList{u"accept 1"_s},
+            QList<int>{404}, "open", 0);
+    }
+    void reviewSuggestionsAreDecidedOnce() {
+        QFETCH(QString, root);
+        QFETCH(QStringList, decisions);
+        QFETCH(QList<int>, statuses);
+        QFETCH(QString, state);
+        QFETCH(int, cards);
+        const QString key = root.startsWith(QLatin1String("/legacy")) ? u"legacy-key"_s : u"dev-key"_s;
+        const QString scope = root.contains(u"personal"_s) ? u"personal:1"_s
+                              : root.contains(u"legacy"_s) ? u"legacy:local"_s
+                                                           : u"project:brevik"_s;
+        QVERIFY(platform().reviewDelay(std::chrono::milliseconds(0)));
+        QCOMPARE(post(root + u"/calls/rec:1/review/1/accept"_s, {}, key).status, 404); // no call yet
+        QCOMPARE(post(root + u"/calls"_s, callPayload(u"Plan"_s, false), key).status, 200);
+        QCOMPARE(post(root + u"/calls/rec:1/process"_s, {}, key).status, 200);
+
+        QString sid;
+        for (qsizetype i = 0; i < decisions.size(); ++i) {
+            const QStringList words = decisions[i].split(u' ');
+            sid = words[1];
+            QCOMPARE(post(root + u"/calls/rec:1/review/"_s + sid + u'/' + words[0], {}, key).status,
+                     statuses[i]);
+        }
+        QCOMPARE(platform().todos(scope).size(), 3 + cards);
+        if (cards) QCOMPARE(platform().todos(scope).last()["title"_L1], u"Send the notes of Plan to Ivo"_s);
+        QString shown;
+        for (const QJsonValue suggestion :
+             get(root + u"/calls/rec:1"_s, key).json()["review"_L1]["suggestions"_L1].toArray())
+            if (suggestion["i"_L1].toVariant().toString() == sid) shown = suggestion["state"_L1].toString();
+        QCOMPARE(shown, state);
+    }
+
+    // A task keeps what it was sent; Personal's task route alone can be closed.
+    void tasksAreStoredAsSent_data() {
+        QTest::addColumn<QString>("root");
+        QTest::addColumn<bool>("tasksClosed");
+        QTest::addColumn<QJsonObject>("body");
+        QTest::addColumn<int>("status");
+        QTest::addColumn<QJsonObject>("stored"); // the scope's newest to-do without id; empty: none added
+        const QJsonObject card{
+            {"title", u"Ship it"_s}, {"notes", u"agreed"_s}, {"inbox", true}, {"source", u"mac"_s}};
+        const QJsonObject plain{{"title", u"Ship it"_s}, {"notes", u""_s}};
+        row("a project's card with inbox and source, Personal's tasks closed", "/api/v1/p/brevik", true, card,
+            200,
+            QJsonObject{{"title", u"Ship it"_s},
+                        {"status", u"open"_s},
+                        {"notes", u"agreed"_s},
+                        {"inbox", true},
+                        {"source", u"mac"_s}});
+        row("Personal's plain task", "/api/v1/personal", false, plain, 200,
+            QJsonObject{{"title", u"Ship it"_s},
+                        {"status", u"open"_s},
+                        {"notes", u""_s},
+                        {"inbox", false},
+                        {"source", QJsonValue()}});
+        row("Personal with its tasks closed", "/app/api/platform/personal", true, plain, 404, QJsonObject());
+        row("inbox that is no flag", "/api/v1/p/brevik", false, QJsonObject{{"title", u"x"_s}, {"inbox", 1}},
+            400, QJsonObject());
+    }
+    void tasksAreStoredAsSent() {
+        QFETCH(QString, root);
+        QFETCH(bool, tasksClosed);
+        QFETCH(QJsonObject, body);
+        QFETCH(int, status);
+        QFETCH(QJsonObject, stored);
+        const QString scope = root.contains(u"personal"_s) ? u"personal:1"_s : u"project:brevik"_s;
+        QVERIFY(platform().closePersonalTasks(tasksClosed));
+        QCOMPARE(platform().todos(scope).size(), 3);
+
+        QCOMPARE(post(root + u"/tasks"_s, body).status, status);
+        QCOMPARE(get(root + u"/my/todos"_s).status, 200); // to-dos stay open
+        const QJsonArray todos = platform().todos(scope);
+        QCOMPARE(todos.size(), stored.isEmpty() ? 3 : 4);
+        if (stored.isEmpty()) return;
+        QJsonObject newest = todos.last().toObject();
+        QCOMPARE(newest.take(u"id"_s).toString(), u"4"_s);
+        QCOMPARE(newest, stored);
+    }
+
+    // Each poll's status as scripted, the follow-ups joining the to-dos once however often "done" is read,
+    // and a new start counting anew.
+    void wrapJobsGoAsScripted_data() {
+        QTest::addColumn<QString>("outcome");
+        QTest::addColumn<int>("after");
+        QTest::addColumn<bool>("highlights");
+        QTest::addColumn<QJsonValue>("error"); // undefined: none scripted
+        QTest::addColumn<QStringList>("polls");
+        const QJsonValue none(QJsonValue::Undefined);
+        const QStringList doneAtThree{u"running"_s, u"running"_s, u"done"_s, u"done"_s};
+        row("done at the third poll with highlights", "done", 3, true, none, doneAtThree);
+        row("done at the first poll without highlights", "done", 1, false, none,
+            QStringList{u"done"_s, u"done"_s});
+        row("an error with its text", "error", 2, true, QJsonValue(u"the writer is down"_s),
+            QStringList{u"running"_s, u"error"_s, u"error"_s});
+        row("an error without text", "error", 1, true, none, QStringList{u"error"_s});
+        row("a job that never starts", "unstarted", 1, true, none, QStringList(4, u"none"_s));
+        row("a job that never ends", "endless", 1, true, none, QStringList(4, u"running"_s));
+    }
+    void wrapJobsGoAsScripted() {
+        QFETCH(QString, outcome);
+        QFETCH(int, after);
+        QFETCH(bool, highlights);
+        QFETCH(QJsonValue, error);
+        QFETCH(QStringList, polls);
+        LocalPlatform::WrapScript script{outcome, after, highlights, std::nullopt};
+        if (error.isString()) script.error = error.toString();
+        QVERIFY(platform().scriptWrap(script));
+        const QString wrap = u"/api/v1/p/brevik/workday/wrap"_s;
+        const QString poll = wrap + u"?day=2026-11-23"_s;
+        const auto followUps = [&] {
+            qsizetype count = 0;
+            for (const QJsonValue todo : platform().todos(u"project:brevik"_s))
+                count += todo["title"_L1] == u"Follow up on today's calls"_s && todo["inbox"_L1].toBool();
+            return count;
+        };
+
+        QCOMPARE(get(poll).json()["status"_L1].toString(), u"none"_s); // never started
+        QCOMPARE(post(wrap, {{"day", u"2026-11-23"_s}}).json()["status"_L1].toString(), u"running"_s);
+        for (const QString& expected : polls) {
+            const QJsonObject reply = get(poll).json();
+            QCOMPARE(reply["status"_L1].toString(), expected);
+            if (expected == QLatin1String("done")) {
+                QCOMPARE(reply.contains("highlights"_L1), highlights);
+                QCOMPARE(reply["cards"_L1].toArray().size(), 2);
+            }
+            if (expected == QLatin1String("error")) QCOMPARE(reply.value("error"_L1), error);
+        }
+        QCOMPARE(followUps(), polls.contains(u"done"_s) ? 1 : 0);
+
+        QCOMPARE(post(wrap, {{"day", u"2026-11-23"_s}}).status, 200);
+        QCOMPARE(get(poll).json()["status"_L1].toString(), polls.first());
+    }
 };
 
 QTEST_GUILESS_MAIN(TestLocalPlatform)

@@ -115,6 +115,11 @@ bool LocalPlatform::closePersonal(bool closed) {
                .status == 200;
 }
 
+bool LocalPlatform::closePersonalTasks(bool closed) {
+    return control("POST", QStringLiteral("/__control/personal-tasks"), {{QStringLiteral("closed"), closed}})
+               .status == 200;
+}
+
 bool LocalPlatform::reviewDelay(std::chrono::milliseconds delay) {
     return control("POST", QStringLiteral("/__control/review"),
                    {{QStringLiteral("delay_ms"), qint64(delay.count())}})
@@ -123,4 +128,19 @@ bool LocalPlatform::reviewDelay(std::chrono::milliseconds delay) {
 
 QJsonArray LocalPlatform::calls() {
     return QJsonDocument::fromJson(control("GET", QStringLiteral("/__control/calls")).body).array();
+}
+
+bool LocalPlatform::scriptWrap(const WrapScript& script) {
+    QJsonObject body{{QStringLiteral("outcome"), script.outcome},
+                     {QStringLiteral("after"), script.after},
+                     {QStringLiteral("highlights"), script.highlights}};
+    if (script.error) body.insert(QStringLiteral("error"), *script.error);
+    return control("POST", QStringLiteral("/__control/wrap"), body).status == 200;
+}
+
+QJsonArray LocalPlatform::todos(const QString& scope) {
+    return QJsonDocument::fromJson(
+               control("GET", QStringLiteral("/__control/todos?scope=") + QUrl::toPercentEncoding(scope))
+                   .body)
+        .array();
 }

@@ -8,6 +8,7 @@
 #include <QTemporaryDir>
 #include <QUrl>
 #include <chrono>
+#include <optional>
 
 // A built orvane-localplatform on a free port with a fresh data folder, for one test; stopped in the
 // destructor. The control helpers answer synchronously, so a test sets up a fault or an approval and goes
@@ -24,6 +25,19 @@ public:
         QString method; // empty: any
         std::chrono::milliseconds delay{0};
         int count = 1;
+    };
+
+    // How every destination's end-of-day jobs go until the next script or reset, counted in the polls of
+    // GET /api/workday/wrap since the job's POST (a new POST counts anew). "done": running before poll
+    // `after`, then done with summary, highlights (left out when false), tomorrow and cards, the first done
+    // answer adding each card with a title as an open to-do there; "error": running, then
+    // {"status": "error"} with `error` when given; "unstarted": the POST is answered, every poll says "none";
+    // "endless": running at every poll. A day never started says "none". Without a script: done at poll 2.
+    struct WrapScript {
+        QString outcome = QStringLiteral("done");
+        int after = 2;
+        bool highlights = true;
+        std::optional<QString> error;
     };
 
     explicit LocalPlatform(Routes routes = Routes::Platform);
@@ -50,12 +64,18 @@ public:
 
     // A closed Personal answers 404 on its calls and as a move's destination.
     bool closePersonal(bool closed = true);
+    // While closed, POST /api/tasks on Personal answers 404; its calls and to-dos stay open.
+    bool closePersonalTasks(bool closed = true);
     // How long after the notes start a call's detail carries its review; 2 s until a test sets it.
     bool reviewDelay(std::chrono::milliseconds delay);
     // The calls on the server, oldest first: id ("rec:<n>"), scope ("project:<slug>", "personal:<account>",
     // "legacy:<name>"), title, state (created, uploaded, processing, done), audio_bytes, and the number of
     // shots and pins.
     QJsonArray calls();
+    bool scriptWrap(const WrapScript& script);
+    // Every to-do of a scope ("project:brevik", "personal:1", "legacy:local"), done ones too, oldest first:
+    // id (as text), title, status, notes and source (null when none was sent), inbox.
+    QJsonArray todos(const QString& scope);
 
 private:
     struct ControlReply {

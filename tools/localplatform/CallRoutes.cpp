@@ -80,25 +80,45 @@ QJsonArray withoutImages(const QJsonArray& items) {
     return result;
 }
 
-// The notes of a processed call: always the same for the same call, with suggestions in every state a client
-// has to tell apart, one without a title and one with neither number nor state.
-QJsonObject reviewOf(const QJsonObject& fields) {
+// The suggestions of a processed call's review as first written: always the same for the same call, in every
+// state a client has to tell apart, one without a title and one with neither number nor state.
+QJsonArray suggestionsOf(const QJsonObject& fields) {
+    const QString title = fields.value("title").toString();
     QStringList people;
     for (const QJsonValue participant : fields.value("participants").toArray())
         people << participant.toString();
-    const QString title = fields.value("title").toString();
     const QString who = people.isEmpty() ? QStringLiteral("the team") : people.join(QStringLiteral(", "));
-    return {
-        {"summary", QStringLiteral("Notes of \u201c%1\u201d.").arg(title)},
-        {"suggestions",
-         QJsonArray{QJsonObject{{"i", 1},
-                                {"title", QStringLiteral("Send the notes of %1 to %2").arg(title, who)},
-                                {"why", "agreed at the end of the call"},
-                                {"state", "open"}},
-                    QJsonObject{{"i", 2}, {"title", "Book the follow-up"}, {"why", 2}, {"state", "accepted"}},
-                    QJsonObject{{"i", "3"}, {"title", "Drop the old draft"}, {"state", "dismissed"}},
-                    QJsonObject{{"i", 4}, {"title", "  "}, {"state", "open"}},
-                    QJsonObject{{"title", "Write down the decision"}, {"why", "nobody owns it yet"}}}}};
+    return QJsonArray{
+        QJsonObject{{"i", 1},
+                    {"title", QStringLiteral("Send the notes of %1 to %2").arg(title, who)},
+                    {"why", "agreed at the end of the call"},
+                    {"state", "open"}},
+        QJsonObject{{"i", 2}, {"title", "Book the follow-up"}, {"why", 2}, {"state", "accepted"}},
+        QJsonObject{{"i", "3"}, {"title", "Drop the old draft"}, {"state", "dismissed"}},
+        QJsonObject{{"i", 4}, {"title", "  "}, {"state", "open"}},
+        QJsonObject{{"title", "Write down the decision"}, {"why", "nobody owns it yet"}}};
+}
+
+// The notes of a processed call, its suggestions in the states decided since.
+QJsonObject reviewOf(const QJsonObject& fields, const std::map<std::string, std::string>& decided) {
+    const QString title = fields.value("title").toString();
+    QJsonArray suggestions;
+    for (const QJsonValue item : suggestionsOf(fields)) {
+        QJsonObject suggestion = item.toObject();
+        const auto state = decided.find(textOf(suggestion.value("i")));
+        if (state != decided.end()) suggestion.insert("state", qtext(state->second));
+        suggestions.append(suggestion);
+    }
+    return {{"summary", QStringLiteral("Notes of \u201c%1\u201d.").arg(title)}, {"suggestions", suggestions}};
+}
+
+// The call with its review written once the review delay has passed since the notes started.
+Store::Call reviewed(Store& store, const Switches& switches, Store::Call call) {
+    if (call.state == "processing" && nowMs() - *call.processingSince >= switches.reviewDelay().count()) {
+        store.setCallState(call.number, "done");
+        call.state = "done";
+    }
+    return call;
 }
 
 Reply createCall(Store& store, Exchange& exchange) {
@@ -136,20 +156,35 @@ Reply startProcessing(Store& store, const Exchange& exchange) {
 }
 
 Reply callDetail(Store& store, const Switches& switches, const Exchange& exchange) {
-    Store::Call call = requireCall(store, exchange);
+    const Store::Call call = reviewed(store, switches, requireCall(store, exchange));
     const QJsonObject fields = fieldsOf(call);
-    if (call.state == "processing" && nowMs() - *call.processingSince >= switches.reviewDelay().count()) {
-        store.setCallState(call.number, "done");
-        call.state = "done";
-    }
     QJsonObject detail = fields;
     detail.insert("id", qtext(callId(call.number)));
     detail.insert("status", qtext(call.state));
     detail.insert("audio_bytes", qint64(call.audioBytes));
     detail.insert("shots", withoutImages(fields.value("shots").toArray()));
     detail.insert("pins", withoutImages(fields.value("pins").toArray()));
-    detail.insert("review", call.state == "done" ? QJsonValue(reviewOf(fields)) : QJsonValue());
+    detail.insert("review", call.state == "done"
+                                ? QJsonValue(reviewOf(fields, store.decidedSuggestions(call.number)))
+                                : QJsonValue());
     return Reply::json(detail);
+}
+
+// Accepting makes the suggestion's to-do once; a suggestion decided the other way before stays so (409).
+Reply decideSuggestion(Store& store, const Switches& switches, const Exchange& exchange,
+                       Store::Decision decision) {
+    const Store::Call call = reviewed(store, switches, requireCall(store, exchange));
+    if (call.state != "done") throw HttpError(404, "no review of " + callId(call.number) + " yet");
+    const std::string& id = exchange.param("sid");
+    for (const QJsonValue item : suggestionsOf(fieldsOf(call))) {
+        if (textOf(item["i"]) != id) continue;
+        const Store::Suggestion suggestion{id, textOf(item["title"]), textOf(item["state"])};
+        const std::string state = store.decideSuggestion(call, suggestion, decision);
+        if (state != Store::stateAfter(decision))
+            return Reply::error(409, "suggestion " + id + " is " + state);
+        return Reply::json(QJsonObject{{"ok", true}, {"state", qtext(state)}});
+    }
+    throw HttpError(404, "no suggestion " + id + " in " + callId(call.number));
 }
 
 // The scope of a destination word for the caller's account: "personal" or the slug of a project with a seat.
@@ -214,7 +249,7 @@ Handler onlyIn(std::initializer_list<Kind> kinds, Handler handler) {
 
 void addCallRoutes(RouteTable& routes, Store& store, const Switches& switches,
                    const std::filesystem::path& audioDir) {
-    const auto calls = [&](const char* method, const char* path, Handler handler) {
+    const auto calls = [&](const char* method, std::string_view path, Handler handler) {
         routes.add(method, path, unlessPersonalClosed(switches, std::move(handler)));
     };
     calls("POST", "/calls", [&store](Exchange& exchange) { return createCall(store, exchange); });
@@ -228,6 +263,12 @@ void addCallRoutes(RouteTable& routes, Store& store, const Switches& switches,
           onlyIn({Kind::Project, Kind::Personal}, [&, audioDir](Exchange& exchange) {
               return moveCall(store, switches, exchange, audioDir);
           }));
+    for (const auto& [verb, decision] :
+         {std::pair("accept", Store::Decision::Accept), std::pair("dismiss", Store::Decision::Dismiss)})
+        calls("POST", std::string("/calls/{id}/review/{sid}/") + verb,
+              onlyIn({Kind::Project, Kind::Personal}, [&store, &switches, decision](Exchange& exchange) {
+                  return decideSuggestion(store, switches, exchange, decision);
+              }));
     routes.add("POST", "/route/score",
                onlyIn({Kind::Project}, [&store](Exchange& exchange) { return routeScore(store, exchange); }));
 }

@@ -8,6 +8,7 @@
 #include "Switches.h"
 
 #include <QJsonDocument>
+#include <limits>
 
 namespace {
 
@@ -49,9 +50,38 @@ QJsonObject callJson(const Store::Call& call) {
             {"pins", fields.value("pins").toArray().size()}};
 }
 
+// Every field a test may check of a to-do, with the id always as text.
+QJsonObject todoJson(const Store::Todo& todo) {
+    const auto orNull = [](const std::optional<std::string>& text) {
+        return text ? QJsonValue(qtext(*text)) : QJsonValue();
+    };
+    return {{"id", qtext(todo.id)},        {"title", qtext(todo.title)}, {"status", qtext(todo.status)},
+            {"notes", orNull(todo.notes)}, {"inbox", todo.inbox},        {"source", orNull(todo.source)}};
+}
+
 bool requiredBool(const QJsonObject& body, const char* key) {
     if (!body.value(key).isBool()) throw HttpError(400, std::string(key) + " is missing");
     return body.value(key).toBool();
+}
+
+WrapScript wrapScriptFrom(const QJsonObject& body) {
+    WrapScript script;
+    const std::string outcome = textOf(body.value("outcome"));
+    const std::optional<WrapScript::Outcome> parsed = WrapScript::parse(outcome);
+    if (!parsed)
+        throw HttpError(400, "outcome is \"done\", \"error\", \"unstarted\" or \"endless\", not \"" +
+                                 outcome + "\"");
+    script.outcome = *parsed;
+    if (body.contains("after")) {
+        const QJsonValue after = body.value("after");
+        if (!after.isDouble() || after.toInteger(0) < 1 ||
+            after.toInteger() > std::numeric_limits<int>::max())
+            throw HttpError(400, "after is a count of polls from 1");
+        script.after = int(after.toInteger());
+    }
+    script.highlights = optionalBool(body, "highlights", true);
+    script.error = optionalString(body, "error");
+    return script;
 }
 
 } // namespace
@@ -87,11 +117,27 @@ void addControlRoutes(RouteTable& control, Store& store, FaultPlan& faults, Requ
         switches.setPersonalClosed(requiredBool(exchange.json(), "closed"));
         return Reply::json(QJsonObject{{"ok", true}});
     });
+    control.add("POST", "/__control/personal-tasks", [&switches](Exchange& exchange) {
+        switches.setPersonalTasksClosed(requiredBool(exchange.json(), "closed"));
+        return Reply::json(QJsonObject{{"ok", true}});
+    });
+    control.add("GET", "/__control/todos", [&store](Exchange& exchange) {
+        const std::string scope = exchange.query("scope");
+        if (scope.empty()) throw HttpError(400, "scope is missing");
+        QJsonArray list;
+        for (const Store::Todo& todo : store.todos(scope, Store::Which::All))
+            list.append(todoJson(todo));
+        return Reply::json(list);
+    });
     control.add("POST", "/__control/review", [&switches](Exchange& exchange) {
         const QJsonValue delay = exchange.json().value("delay_ms");
         if (!delay.isDouble() || delay.toInteger(-1) < 0)
             throw HttpError(400, "delay_ms is missing or negative");
         switches.setReviewDelay(std::chrono::milliseconds(delay.toInteger()));
+        return Reply::json(QJsonObject{{"ok", true}});
+    });
+    control.add("POST", "/__control/wrap", [&switches](Exchange& exchange) {
+        switches.setWrapScript(wrapScriptFrom(exchange.json()));
         return Reply::json(QJsonObject{{"ok", true}});
     });
     control.add("GET", "/__control/calls", [&store](Exchange&) {

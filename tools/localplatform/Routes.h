@@ -12,8 +12,10 @@ class Switches;
 // Each adds one family of routes. appPaths leaves out the platform's /api/v1 and /device routes.
 void addAccountRoutes(RouteTable& routes, Store& store, bool appPaths);
 void addDeviceRoutes(RouteTable& routes, RouteTable& control, Store& store, bool appPaths);
-// Paths inside a destination ("/my/todos"), served under every root of Destinations.
-void addDestinationRoutes(RouteTable& routes, Store& store, const Generation& generation);
+// Paths inside a destination ("/my/todos"), served under every root of Destinations; the end-of-day jobs go
+// as the switches script them.
+void addDestinationRoutes(RouteTable& routes, Store& store, const Generation& generation,
+                          const Switches& switches);
 // The calls, stored with their audio under audioDir, their moves and the route scores; inside a destination
 // too.
 void addCallRoutes(RouteTable& routes, Store& store, const Switches& switches,

@@ -21,7 +21,7 @@ Server::Server(const Options& options)
     addControlRoutes(m_control, m_store, m_faults, m_log, m_switches, m_generation);
     addAccountRoutes(m_platform, m_store, options.appPaths);
     addDeviceRoutes(m_platform, m_control, m_store, options.appPaths);
-    addDestinationRoutes(m_inDestination, m_store, m_generation);
+    addDestinationRoutes(m_inDestination, m_store, m_generation, m_switches);
     addCallRoutes(m_inDestination, m_store, m_switches, options.dataDir / "audio");
 
     // Every method goes to the one dispatcher; methods that carry a body get its reader, so uploads stream.

@@ -4,7 +4,7 @@
 
 namespace {
 
-constexpr int schemaVersion = 2;
+constexpr int schemaVersion = 5;
 
 const char* const schema = R"sql(
 CREATE TABLE accounts (id INTEGER PRIMARY KEY, email TEXT UNIQUE NOT NULL, name TEXT NOT NULL);
@@ -16,12 +16,14 @@ CREATE TABLE seats (account INTEGER NOT NULL, slug TEXT NOT NULL, seat TEXT NOT 
 CREATE TABLE legacy_workspaces (name TEXT PRIMARY KEY, key TEXT NOT NULL, ego TEXT NOT NULL);
 CREATE TABLE todos (scope TEXT NOT NULL, id TEXT NOT NULL, numeric_id INTEGER NOT NULL, n INTEGER NOT NULL,
                     title TEXT NOT NULL, status TEXT NOT NULL, topic TEXT, effort TEXT, notes TEXT,
-                    PRIMARY KEY (scope, id));
+                    inbox INTEGER NOT NULL DEFAULT 0, source TEXT, PRIMARY KEY (scope, id));
 CREATE TABLE workdays (scope TEXT NOT NULL, day TEXT NOT NULL, spans TEXT NOT NULL, span_count INTEGER NOT NULL,
                        PRIMARY KEY (scope, day));
-CREATE TABLE wraps (scope TEXT NOT NULL, day TEXT NOT NULL, polls INTEGER NOT NULL, PRIMARY KEY (scope, day));
+CREATE TABLE wraps (scope TEXT NOT NULL, day TEXT NOT NULL, polls INTEGER NOT NULL,
+                    followed_up INTEGER NOT NULL DEFAULT 0, PRIMARY KEY (scope, day));
 CREATE TABLE calls (number INTEGER PRIMARY KEY AUTOINCREMENT, scope TEXT NOT NULL, fields TEXT NOT NULL,
                     state TEXT NOT NULL, audio_bytes INTEGER NOT NULL DEFAULT 0, processing_since INTEGER);
+CREATE TABLE suggestions (call INTEGER NOT NULL, id TEXT NOT NULL, state TEXT NOT NULL, PRIMARY KEY (call, id));
 CREATE TABLE devices (number INTEGER PRIMARY KEY AUTOINCREMENT, device_code TEXT UNIQUE, user_code TEXT UNIQUE,
                       client TEXT NOT NULL, name TEXT NOT NULL, state INTEGER NOT NULL, expires_at INTEGER NOT NULL,
                       key TEXT, account INTEGER);
@@ -51,6 +53,7 @@ DROP TABLE IF EXISTS accounts; DROP TABLE IF EXISTS account_keys; DROP TABLE IF 
 DROP TABLE IF EXISTS members;
 DROP TABLE IF EXISTS seats; DROP TABLE IF EXISTS legacy_workspaces; DROP TABLE IF EXISTS todos;
 DROP TABLE IF EXISTS workdays; DROP TABLE IF EXISTS wraps; DROP TABLE IF EXISTS calls; DROP TABLE IF EXISTS devices;
+DROP TABLE IF EXISTS suggestions;
 )sql";
 
 } // namespace
@@ -134,15 +137,17 @@ std::optional<Store::LegacyWorkspace> Store::legacyWorkspace(const std::string& 
     return LegacyWorkspace{row.text(0), row.text(1), row.text(2)};
 }
 
-std::vector<Store::Todo> Store::todos(const std::string& scope) {
+std::vector<Store::Todo> Store::todos(const std::string& scope, Which which) {
     const std::lock_guard lock(m_mutex);
-    Statement rows = m_db.prepare("SELECT id, numeric_id, n, title, status, topic, effort FROM todos "
-                                  "WHERE scope = ? AND status != 'done' ORDER BY n");
-    rows.bind(scope);
+    Statement rows = m_db.prepare(
+        "SELECT id, numeric_id, n, title, status, topic, effort, notes, inbox, source FROM todos "
+        "WHERE scope = ? AND (? OR status != 'done') ORDER BY n");
+    rows.bind(scope, int(which == Which::All));
     std::vector<Todo> result;
     while (rows.step())
         result.push_back({rows.text(0), rows.integer(1) != 0, rows.integer(2), rows.text(3), rows.text(4),
-                          rows.optionalText(5), rows.optionalText(6)});
+                          rows.optionalText(5), rows.optionalText(6), rows.optionalText(7),
+                          rows.integer(8) != 0, rows.optionalText(9)});
     return result;
 }
 
@@ -152,15 +157,18 @@ bool Store::setTodoStatus(const std::string& scope, const std::string& id, const
     return m_db.changes() > 0;
 }
 
-std::int64_t Store::addTask(const std::string& scope, const std::string& title,
-                            const std::optional<std::string>& notes) {
+std::int64_t Store::addTask(const std::string& scope, const NewTask& task) {
     const std::lock_guard lock(m_mutex);
+    return insertTodo(scope, task);
+}
+
+std::int64_t Store::insertTodo(const std::string& scope, const NewTask& task) {
     Statement next = m_db.prepare("SELECT COALESCE(MAX(n), 0) + 1 FROM todos WHERE scope = ?");
     next.bind(scope).step();
     const std::int64_t n = next.integer(0);
-    m_db.prepare("INSERT INTO todos (scope, id, numeric_id, n, title, status, notes) VALUES (?, ?, 1, ?, ?, "
-                 "'open', ?)")
-        .bind(scope, std::to_string(n), n, title, notes)
+    m_db.prepare("INSERT INTO todos (scope, id, numeric_id, n, title, status, notes, inbox, source) "
+                 "VALUES (?, ?, 1, ?, ?, 'open', ?, ?, ?)")
+        .bind(scope, std::to_string(n), n, task.title, task.notes, int(task.inbox), task.source)
         .run();
     return n;
 }
@@ -181,7 +189,7 @@ std::int64_t Store::workdaySpanCount(const std::string& scope, const std::string
 
 void Store::startWrap(const std::string& scope, const std::string& day) {
     const std::lock_guard lock(m_mutex);
-    m_db.prepare("INSERT OR REPLACE INTO wraps VALUES (?, ?, 0)").bind(scope, day).run();
+    m_db.prepare("INSERT OR REPLACE INTO wraps (scope, day, polls) VALUES (?, ?, 0)").bind(scope, day).run();
 }
 
 std::optional<std::int64_t> Store::pollWrap(const std::string& scope, const std::string& day) {
@@ -190,6 +198,19 @@ std::optional<std::int64_t> Store::pollWrap(const std::string& scope, const std:
         m_db.prepare("UPDATE wraps SET polls = polls + 1 WHERE scope = ? AND day = ? RETURNING polls");
     if (!row.bind(scope, day).step()) return std::nullopt;
     return row.integer(0);
+}
+
+void Store::addFollowUps(const std::string& scope, const std::string& day,
+                         const std::vector<std::string>& titles) {
+    const std::lock_guard lock(m_mutex);
+    Transaction transaction(m_db);
+    m_db.prepare("UPDATE wraps SET followed_up = 1 WHERE scope = ? AND day = ? AND followed_up = 0")
+        .bind(scope, day)
+        .run();
+    if (m_db.changes() == 0) return;
+    for (const std::string& title : titles)
+        insertTodo(scope, {.title = title, .inbox = true});
+    transaction.commit();
 }
 
 std::int64_t Store::createCall(const std::string& scope, const std::string& fields) {
@@ -255,6 +276,31 @@ std::int64_t Store::moveCall(std::int64_t number, const std::string& scope) {
     m_db.prepare("DELETE FROM calls WHERE number = ?").bind(number).run();
     transaction.commit();
     return moved;
+}
+
+std::map<std::string, std::string> Store::decidedSuggestions(std::int64_t call) {
+    const std::lock_guard lock(m_mutex);
+    Statement rows = m_db.prepare("SELECT id, state FROM suggestions WHERE call = ?");
+    rows.bind(call);
+    std::map<std::string, std::string> states;
+    while (rows.step())
+        states.emplace(rows.text(0), rows.text(1));
+    return states;
+}
+
+std::string Store::decideSuggestion(const Call& call, const Suggestion& suggestion, Decision decision) {
+    const std::lock_guard lock(m_mutex);
+    Transaction transaction(m_db);
+    std::string state = suggestion.state;
+    if (Statement decided = m_db.prepare("SELECT state FROM suggestions WHERE call = ? AND id = ?");
+        decided.bind(call.number, suggestion.id).step())
+        state = decided.text(0);
+    if (state != "open") return state;
+    state = stateAfter(decision);
+    m_db.prepare("INSERT INTO suggestions VALUES (?, ?, ?)").bind(call.number, suggestion.id, state).run();
+    if (decision == Decision::Accept) insertTodo(call.scope, {.title = suggestion.title});
+    transaction.commit();
+    return state;
 }
 
 Store::DeviceGrant Store::startDevice(const std::string& client, const std::string& name, std::int64_t now,

@@ -3,6 +3,7 @@
 #include "Database.h"
 
 #include <cstdint>
+#include <map>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -35,7 +36,18 @@ public:
         std::string status;
         std::optional<std::string> topic;
         std::optional<std::string> effort;
+        std::optional<std::string> notes;
+        bool inbox = false;
+        std::optional<std::string> source;
     };
+    // A to-do as a client or the platform adds it.
+    struct NewTask {
+        std::string title;
+        std::optional<std::string> notes;
+        bool inbox = false;
+        std::optional<std::string> source;
+    };
+    enum class Which { Open, All };
     struct Project {
         std::string slug;
         std::string name;
@@ -49,6 +61,16 @@ public:
         std::int64_t audioBytes = 0;
         std::optional<std::int64_t> processingSince; // milliseconds since the epoch
     };
+    // A suggestion of a call's review, as the review first gives it.
+    struct Suggestion {
+        std::string id;
+        std::string title;
+        std::string state; // open, accepted or dismissed
+    };
+    enum class Decision { Accept, Dismiss };
+    static std::string stateAfter(Decision decision) {
+        return decision == Decision::Accept ? "accepted" : "dismissed";
+    }
     enum class DeviceState { Pending, Approved, Denied };
     struct DeviceGrant {
         std::int64_t number = 0;
@@ -73,11 +95,11 @@ public:
     std::optional<Project> project(const std::string& slug);
     std::optional<LegacyWorkspace> legacyWorkspace(const std::string& name);
 
-    std::vector<Todo> todos(const std::string& scope);
+    // Oldest first.
+    std::vector<Todo> todos(const std::string& scope, Which which = Which::Open);
     bool setTodoStatus(const std::string& scope, const std::string& id, const std::string& status);
     // A new open to-do; its number is its id.
-    std::int64_t addTask(const std::string& scope, const std::string& title,
-                         const std::optional<std::string>& notes);
+    std::int64_t addTask(const std::string& scope, const NewTask& task);
 
     void saveWorkday(const std::string& scope, const std::string& day, const std::string& spans,
                      int spanCount);
@@ -85,6 +107,9 @@ public:
     void startWrap(const std::string& scope, const std::string& day);
     // How often the wrap was asked about before, counting this time; nothing when it was never started.
     std::optional<std::int64_t> pollWrap(const std::string& scope, const std::string& day);
+    // The follow-ups of the day's job as open to-dos in the inbox, once per job.
+    void addFollowUps(const std::string& scope, const std::string& day,
+                      const std::vector<std::string>& titles);
 
     std::int64_t createCall(const std::string& scope, const std::string& fields);
     std::optional<Call> call(const std::string& scope, std::int64_t number);
@@ -95,6 +120,12 @@ public:
     void setCallState(std::int64_t number, const std::string& state);
     // The call under a new number in another scope; the old number is gone.
     std::int64_t moveCall(std::int64_t number, const std::string& scope);
+
+    // The states of a call's suggestions decided since its review, by suggestion id.
+    std::map<std::string, std::string> decidedSuggestions(std::int64_t call);
+    // The suggestion's state afterwards: the decision's, or a contrary one taken before, which stays. The
+    // first acceptance adds the suggestion's to-do to the call's scope in the same unit of work.
+    std::string decideSuggestion(const Call& call, const Suggestion& suggestion, Decision decision);
 
     DeviceGrant startDevice(const std::string& client, const std::string& name, std::int64_t now,
                             std::int64_t lifetime);
@@ -107,6 +138,7 @@ private:
     void createAndSeed();
     std::optional<Account> findAccount(std::string_view sql, const auto& value);
     std::optional<std::int64_t> pendingDevice(const std::string& userCode);
+    std::int64_t insertTodo(const std::string& scope, const NewTask& task);
 
     std::mutex m_mutex;
     Database m_db;
