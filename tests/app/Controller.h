@@ -29,6 +29,8 @@ public:
         QDir(Paths::pins()).removeRecursively();
         services.config.askSeconds = askSeconds;
         services.now = [this] { return now; };
+        // Polls follow each other at once.
+        services.sleep = [](std::chrono::milliseconds) -> QCoro::Task<> { co_return; };
         services.idle = std::make_unique<FakeIdleSource>();
         services.identities = std::make_unique<os::AppIdentities>();
         services.audio = std::make_unique<FakeAudioSystem>();
