@@ -114,7 +114,7 @@ WrapView::WrapView(std::shared_ptr<WrapModel> model, Browser& browser, QWidget* 
         // The default action: Return opens the board wherever the focus is in the window.
         for (const int key : {Qt::Key_Return, Qt::Key_Enter}) {
             auto* shortcut = new QShortcut(QKeySequence(key), this);
-            shortcut->setContext(Qt::WidgetWithChildrenShortcut);
+            shortcut->setContext(Qt::WindowShortcut);
             connect(shortcut, &QShortcut::activated, m_board, &QAbstractButton::click);
         }
     }

@@ -24,7 +24,9 @@
 // Recordings live in the test's support folder, emptied for each controller.
 class Controller {
 public:
-    explicit Controller(const QString& platformBase, double askSeconds = 120) {
+    // `nudgeDisplay`, when given, puts the nudges on screen instead of into `nudges`.
+    explicit Controller(const QString& platformBase, double askSeconds = 120,
+                        std::unique_ptr<NudgeDisplay> nudgeDisplay = nullptr) {
         QDir(Paths::recordings()).removeRecursively();
         QDir(Paths::pins()).removeRecursively();
         services.config.askSeconds = askSeconds;
@@ -74,9 +76,12 @@ public:
             std::make_unique<Notify>(*services.notifications, *services.browser, *services.settings);
         services.notify->setup({});
         services.bringForward = Services::windowBringer();
-        auto display = std::make_unique<RecordingNudgeDisplay>();
-        nudges = display.get();
-        services.nudges = std::make_unique<Nudges>(std::move(display));
+        if (!nudgeDisplay) {
+            auto display = std::make_unique<RecordingNudgeDisplay>();
+            nudges = display.get();
+            nudgeDisplay = std::move(display);
+        }
+        services.nudges = std::make_unique<Nudges>(std::move(nudgeDisplay));
         delegate = std::make_unique<AppDelegate>(services, Arguments(QStringList{}));
     }
 
