@@ -44,6 +44,8 @@ public:
     void start();
     void activityTick();
     Coach& coach();
+    // A work-day upload made elsewhere (the end of the day) restarts the wait for the next one.
+    void noteWorkdayUpload(const QDateTime& at) { m_lastWorkdayUpload = at; }
 
 signals:
     void workdayUploaded();

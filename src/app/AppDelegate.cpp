@@ -3,6 +3,7 @@
 #include "app/Services.h"
 #include "app/SingleCopy.h"
 #include "app/UiCheck.h"
+#include "app/WrapSamples.h"
 #include "core/Log.h"
 #include "core/Paths.h"
 #include "core/ScreenAccess.h"
@@ -13,6 +14,7 @@
 #include "surfaces/SettingsView.h"
 #include "surfaces/WindowBox.h"
 #include "surfaces/WindowShortcuts.h"
+#include "surfaces/WrapView.h"
 #include "surfaces/popover/PanelKeys.h"
 #include "surfaces/popover/PopoverController.h"
 #include "surfaces/popover/PopoverView.h"
@@ -22,6 +24,7 @@
 #include "workday/MicUsage.h"
 #include "workday/Windows.h"
 #include "workday/WorkdayTracker.h"
+#include "workday/WrapModel.h"
 
 #include <QApplication>
 #include <QPointer>
@@ -64,6 +67,8 @@ AppDelegate::AppDelegate(Services& services, Arguments args)
       m_windowBox(std::make_unique<WindowBox>(services.bringForward)), m_pins(std::make_unique<PinQueue>()),
       m_pinning(
           {*services.nudges, *services.hud, m_tuneIn, *m_pins, services.selectRegion, services.askNote}),
+      m_endOfDay(
+          {*services.settings, *m_tracker, *m_windowBox, *services.browser, services.now, services.sleep}),
       m_menu(*services.defaults), m_hotKeys(std::make_unique<HotKeys>(*services.hotKeys)) {
     wireFlows();
 }
@@ -89,6 +94,12 @@ void AppDelegate::wireFlows() {
             [this](std::shared_ptr<Session> note) { m_uploads.uploadPersonal(std::move(note), true); });
     connect(&m_cards, &Cards::signInWanted, &m_account, &Account::startSignIn);
     connect(&m_activity, &Activity::workdayUploaded, this, &AppDelegate::rebuildMenu);
+    connect(&m_activity, &Activity::endDayWanted, &m_endOfDay, &EndOfDay::wrapUp);
+    connect(&m_endOfDay, &EndOfDay::settingsWanted, this, &AppDelegate::openSettings);
+    connect(&m_endOfDay, &EndOfDay::workdayUploaded, this, [this](const QDateTime& at) {
+        m_activity.noteWorkdayUpload(at);
+        rebuildMenu();
+    });
     connect(&m_tuneIn, &TuneIn::changed, this, &AppDelegate::rebuildMenu);
     connect(&m_tuneIn, &TuneIn::saved, this, &AppDelegate::recordingSaved);
     connect(&m_services.hud->model(), &HUDModel::pinWanted, &m_pinning, &Pinning::addPin);
@@ -219,7 +230,9 @@ QString AppDelegate::launchLine() const {
 }
 
 void AppDelegate::runLaunchModes() {
-    if (m_modes.preview) {
+    if (m_modes.preview && m_modes.wrap) {
+        showWrapPreview();
+    } else if (m_modes.preview) {
         openSettings();
         showPreviewNudge();
     }
@@ -263,6 +276,15 @@ void AppDelegate::showPreviewNudge() {
          .message = Coach::tips.first(),
          .buttons = {{QStringLiteral("In 10 min"), false, [] {}}, {QStringLiteral("Taking it"), true, [] {}}},
          .timeout = 60s});
+}
+
+// The end-of-day window on a finished sample day, with the home's board when there is one.
+void AppDelegate::showWrapPreview() {
+    const std::optional<Workspace> home = m_services.settings->home();
+    auto model = std::make_shared<WrapModel>(home ? home->link(QStringLiteral("board")) : std::nullopt);
+    model->setResult(WrapSamples::day());
+    model->stop();
+    WrapView::open(*m_windowBox, std::move(model), *m_services.browser);
 }
 
 void AppDelegate::recordingSaved(std::shared_ptr<Session> session) {

@@ -4,6 +4,7 @@
 #include "app/Activity.h"
 #include "app/Arguments.h"
 #include "app/Cards.h"
+#include "app/EndOfDay.h"
 #include "app/Filing.h"
 #include "app/Pinning.h"
 #include "app/Reviews.h"
@@ -55,6 +56,8 @@ public:
 
     // Opens the settings window, or brings it to the user.
     void openSettings();
+    // Ends the user's day: the end-of-day window on a new run.
+    void wrapUp() { m_endOfDay.wrapUp(); }
     // Rebuilds what the tray panel shows of the state.
     void rebuildMenu();
     const MenuModel& menu() const { return m_menu; }
@@ -70,6 +73,7 @@ public:
     Activity& activity() { return m_activity; }
     TuneIn& tuneIn() { return m_tuneIn; }
     Pinning& pinning() { return m_pinning; }
+    EndOfDay& endOfDay() { return m_endOfDay; }
     HotKeys& hotKeys() { return *m_hotKeys; }
     CallDetector& detector() { return *m_detector; }
     const UploadState::State& upload() const { return m_upload.state(); }
@@ -93,6 +97,7 @@ private:
     void dumpMenu();
     void runUiCheck();
     void showPreviewNudge();
+    void showWrapPreview();
     void onSessionEnding(QSessionManager& manager);
     QString launchLine() const;
     // What the tray panel is built from, read off the flows now.
@@ -123,6 +128,7 @@ private:
     std::unique_ptr<WindowBox> m_windowBox;
     std::unique_ptr<PinQueue> m_pins;
     Pinning m_pinning;
+    EndOfDay m_endOfDay;
     MenuModel m_menu;
     std::unique_ptr<HotKeys> m_hotKeys;
     std::unique_ptr<PopoverController> m_popover;

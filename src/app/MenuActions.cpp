@@ -94,6 +94,8 @@ std::function<void()> AppDelegate::menuAction(const MenuAction& a) {
                 if (p.id.toString(QUuid::WithoutBraces) == id)
                     s.browser->open(QUrl(p.base() + QStringLiteral("/#/board")));
         };
+    case Verb::endDay:
+        return [this] { wrapUp(); };
     case Verb::quit:
         return [this] { requestQuit(); };
     case Verb::addSuggestion:
@@ -118,8 +120,6 @@ std::function<void()> AppDelegate::menuAction(const MenuAction& a) {
         return [this, todo = m_todos.store().items().value(a.index), start = a.verb == Verb::startTodo] {
             m_todos.todoAction(todo, start);
         };
-    case Verb::endDay:
-        return {};
     }
     return {};
 }

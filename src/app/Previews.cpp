@@ -2,6 +2,7 @@
 
 #include "app/IconSet.h"
 #include "app/PanelPreviews.h"
+#include "app/WrapSamples.h"
 #include "core/Keychain.h"
 #include "core/Paths.h"
 #include "os/FileSecretStore.h"
@@ -15,6 +16,7 @@
 #include "surfaces/SettingsLegacy.h"
 #include "surfaces/SettingsView.h"
 #include "surfaces/StatusIcon.h"
+#include "surfaces/WrapView.h"
 #include "surfaces/design/Appearance.h"
 #include "surfaces/design/Kbd.h"
 #include "surfaces/design/LiveMeter.h"
@@ -28,6 +30,7 @@
 #include "surfaces/design/Orb.h"
 #include "surfaces/design/Wordmark.h"
 #include "voice/NoteCard.h"
+#include "workday/WrapModel.h"
 
 #include <QBoxLayout>
 #include <QNetworkAccessManager>
@@ -373,6 +376,11 @@ QWidget* hudView(const HUDSample& sample) {
     return holder;
 }
 
+// Pictures open no pages.
+struct NoBrowser final : Browser {
+    bool open(const QUrl&) override { return false; }
+};
+
 // The settings window in each state of the account, on settings and a key store of its own that go with it.
 class SettingsPictures {
 public:
@@ -442,10 +450,39 @@ public:
     }
 
 private:
-    struct NoBrowser final : Browser {
-        bool open(const QUrl&) override { return false; }
-    } m_browser;
+    NoBrowser m_browser;
 };
+
+// The end-of-day window while the server writes and as a run leaves it.
+std::vector<std::pair<QString, std::function<void(WrapModel&)>>> wrapStates() {
+    const auto finished = [](bool highlights) {
+        return [highlights](WrapModel& m) {
+            WrapStatus day = WrapSamples::day();
+            if (!highlights) day.highlights.clear();
+            m.setResult(day);
+            m.stop();
+        };
+    };
+    return {
+        {QStringLiteral("running"), [](WrapModel&) {}},
+        {QStringLiteral("complete"), finished(true)},
+        {QStringLiteral("no-highlights"), finished(false)},
+        {QStringLiteral("error"),
+         [](WrapModel& m) {
+             m.setError(QStringLiteral("The summary model timed out. Try again in a few minutes."));
+             m.stop();
+         }},
+    };
+}
+
+QWidget* wrapView(const std::function<void(WrapModel&)>& state, ColorScheme scheme) {
+    static NoBrowser browser;
+    auto model = std::make_shared<WrapModel>(QUrl(QStringLiteral("https://orvane.app/app/p/launch/#/board")));
+    state(*model);
+    auto* view = new WrapView(model, browser);
+    view->useScheme(scheme);
+    return view;
+}
 
 void renderDesign(const QString& dir) {
     const std::pair<ColorScheme, QLatin1String> schemes[] = {{ColorScheme::dark, QLatin1String("dark")},
@@ -470,6 +507,9 @@ void renderDesign(const QString& dir) {
             settings.render(
                 sample, scheme,
                 QStringLiteral("%1/settings-%2-%3.png").arg(dir, QLatin1String(sample.name), schemeName));
+        for (const auto& [name, state] : wrapStates())
+            save(wrapView(state, scheme), scheme,
+                 QStringLiteral("%1/wrap-%2-%3.png").arg(dir, name, schemeName));
     }
 }
 

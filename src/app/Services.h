@@ -2,6 +2,7 @@
 
 #include "app/Capture.h"
 #include "app/Config.h"
+#include "app/EndOfDay.h"
 #include "app/Pinning.h"
 #include "core/Clock.h"
 #include "core/Keychain.h"
@@ -37,6 +38,8 @@ class QWidget;
 struct Services {
     Config config;
     Clock now = systemNow;
+    // The wait between the polls of a flow that waits on the server.
+    EndOfDay::Sleeper sleep = EndOfDay::timerSleep;
     std::unique_ptr<os::SecretStore> secrets;
     std::unique_ptr<os::ScreenSource> screen;
     std::unique_ptr<os::IdleSource> idle;

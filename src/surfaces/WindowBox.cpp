@@ -26,10 +26,12 @@ public:
         layout->addWidget(m_scroll);
     }
 
+    // The view's minimum size is the window's, as far as the screen allows.
     void setView(QWidget* view) {
         delete m_scroll->takeWidget();
         m_scroll->setWidget(view);
         view->installEventFilter(this);
+        setMinimumSize(view->minimumSize().boundedTo(screenRoom().size()));
     }
 
     // The view's own size, as far as the screen allows, centred. Wrapped text is measured at the view's

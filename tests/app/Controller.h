@@ -27,10 +27,14 @@ public:
     // `display` puts the nudges somewhere else than in memory, on the screen say; `nudges` is then empty.
     explicit Controller(const QString& platformBase, double askSeconds = 120,
                         std::unique_ptr<NudgeDisplay> display = nullptr) {
+        // Polls follow each other at once.
+        services.sleep = [](std::chrono::milliseconds) -> QCoro::Task<> { co_return; };
         QDir(Paths::recordings()).removeRecursively();
         QDir(Paths::pins()).removeRecursively();
         services.config.askSeconds = askSeconds;
         services.now = [this] { return now; };
+        // Polls follow each other at once.
+        services.sleep = [](std::chrono::milliseconds) -> QCoro::Task<> { co_return; };
         services.idle = std::make_unique<FakeIdleSource>();
         services.identities = std::make_unique<os::AppIdentities>();
         services.audio = std::make_unique<FakeAudioSystem>();

@@ -21,6 +21,7 @@ void OVLabel::applyInk() {
                          : m_ink == Ink::secondary ? pal.tx2
                          : m_ink == Ink::tertiary  ? pal.tx3
                          : m_ink == Ink::warning   ? pal.amber
+                         : m_ink == Ink::red       ? pal.red
                                                    : pal.ac;
     if (palette().color(QPalette::WindowText) == color) return;
     QPalette ink = palette();

@@ -1,0 +1,184 @@
+#include "Controller.h"
+#include "RequiredServices.h"
+#include "os/linux/X11Panels.h"
+#include "support/LocalPlatform.h"
+#include "support/Program.h"
+#include "support/Rows.h"
+#include "surfaces/ScreenNudgeDisplay.h"
+#include "surfaces/WindowBox.h"
+#include "surfaces/WrapView.h"
+#include "surfaces/design/OVLabel.h"
+#include "workday/WrapModel.h"
+
+#include <QAbstractButton>
+#include <QApplication>
+#include <QScreen>
+#include <QSignalSpy>
+#include <QTest>
+#include <QWindow>
+
+using namespace Qt::StringLiterals;
+using testsupport::row;
+
+namespace {
+
+// What xdotool printed; nothing when it failed.
+std::optional<QString> xdotool(const QStringList& args) {
+    const std::optional<QByteArray> out = testsupport::run(u"xdotool"_s, args);
+    if (!out) return std::nullopt;
+    return QString::fromLatin1(*out).trimmed();
+}
+
+QString activeWindow() {
+    return xdotool({u"getactivewindow"_s}).value_or(QString());
+}
+
+// A click through the X server on the middle of a widget, wherever its window stands by then.
+void clickAt(const QWidget& widget) {
+    const QPoint at = widget.mapTo(widget.window(), widget.rect().center());
+    xdotool({u"mousemove"_s, u"--window"_s, QString::number(widget.window()->winId()), u"--sync"_s,
+             QString::number(at.x()), QString::number(at.y()), u"click"_s, u"1"_s});
+}
+
+QAbstractButton* button(const QWidget* in, const QString& text) {
+    if (in)
+        for (QAbstractButton* b : in->findChildren<QAbstractButton*>())
+            if (b->text() == text) return b;
+    return nullptr;
+}
+
+bool shows(const QWidget& window, const QString& text) {
+    for (const QLabel* label : window.findChildren<QLabel*>())
+        if (label->text() == text && label->isVisible()) return true;
+    return false;
+}
+
+} // namespace
+
+// The end-of-day window on Xvfb with openbox while the user works in another program's window: it comes to
+// the front as the active window, from the reminder's button as from the panel, and its buttons act.
+class TestWrapWindow : public QObject {
+    Q_OBJECT
+    std::unique_ptr<LocalPlatform> m_platform;
+    std::unique_ptr<Controller> m_c;
+    ScreenNudgeDisplay* m_screen = nullptr;
+    std::unique_ptr<testsupport::Program> m_editor;
+    QString m_editorWindow;
+
+    // The user's own window in front, as before any of Orvane's.
+    bool userAtWork() {
+        return QTest::qWaitFor(
+            [&] {
+                return xdotool({u"windowactivate"_s, m_editorWindow}) && activeWindow() == m_editorWindow;
+            },
+            10000);
+    }
+    QWidget* wrapWindow() const { return m_c->app().windows().window(WrapView::windowKey); }
+    // The open window once it is the active one.
+    QWidget* activeWrapWindow() const {
+        const bool active = QTest::qWaitFor(
+            [&] { return wrapWindow() && activeWindow() == QString::number(wrapWindow()->winId()); }, 10000);
+        return active ? wrapWindow() : nullptr;
+    }
+    // The window once its run has written the day.
+    QWidget* filledWrapWindow() const {
+        std::shared_ptr<WrapModel> model;
+        const bool done = QTest::qWaitFor(
+            [&] {
+                model = m_c->app().endOfDay().model();
+                return model && !model->running();
+            },
+            30000);
+        if (!done || !model->summary()) return nullptr;
+        QWidget* window = activeWrapWindow();
+        return window && QTest::qWaitFor([&] { return shows(*window, *model->summary()); }, 5000) ? window
+                                                                                                  : nullptr;
+    }
+
+private slots:
+    void initTestCase() {
+        REQUIRE_SERVICE(QGuiApplication::platformName() == QLatin1String("xcb"), "an X server");
+        QApplication::setQuitOnLastWindowClosed(false); // as the program runs
+        m_editor =
+            testsupport::tkWindow(QStringLiteral(ORVANE_TK_WINDOW), u"gedit"_s, u"notes.txt - gedit"_s);
+        QVERIFY(m_editor->waitFor("window"));
+        m_editorWindow = xdotool({u"search"_s, u"--sync"_s, u"--onlyvisible"_s, u"--name"_s, u"^notes.txt"_s})
+                             .value_or(QString())
+                             .section(QLatin1Char('\n'), 0, 0);
+        QVERIFY(!m_editorWindow.isEmpty());
+    }
+    void init() {
+        m_platform = std::make_unique<LocalPlatform>();
+        QVERIFY2(m_platform->isRunning(), qPrintable(m_platform->error()));
+        auto screen = std::make_unique<ScreenNudgeDisplay>(
+            [] { return Motion(true); },
+            PanelDesktop{&os::x11CompositingManagerRuns, [](QWindow& w) { os::x11OnAllDesktops(w); }});
+        m_screen = screen.get();
+        m_c = std::make_unique<Controller>(m_platform->base(), 120, std::move(screen));
+        QVERIFY(m_c->signInAndLoadProjects());
+        QVERIFY(userAtWork());
+    }
+    void cleanup() {
+        m_c.reset();
+        m_platform.reset();
+    }
+    void cleanupTestCase() { m_editor.reset(); }
+
+    // Nudges never take the focus, so the click leaves the user's window active: the window still comes to
+    // the front. Asked for again from the panel, the same window takes the new run and comes forward again.
+    void endMyDayInTheReminderBringsTheWindowToTheFront() {
+        m_c->settings().setWrapOn(true);
+        const QTime at = m_c->now.toLocalTime().time();
+        m_c->settings().setWrapMinute(at.hour() * 60 + at.minute());
+        m_c->app().activity().activityTick();
+        QAbstractButton* endMyDay = button(m_screen->panel(), u"End my day"_s);
+        QVERIFY(endMyDay);
+        QVERIFY(QTest::qWaitForWindowExposed(endMyDay->window()));
+        clickAt(*endMyDay);
+        QWidget* window = filledWrapWindow();
+        QVERIFY(window);
+        QCOMPARE(window->windowTitle(), u"End my day"_s);
+        const WId id = window->winId();
+
+        QVERIFY(userAtWork());
+        const std::weak_ptr<WrapModel> first = m_c->app().endOfDay().model();
+        m_c->app().wrapUp();
+        QVERIFY(m_c->app().endOfDay().model() != first.lock());
+        QCOMPARE(filledWrapWindow(), window);
+        QCOMPARE(window->winId(), id);
+    }
+
+    void theButtonsAct_data() {
+        QTest::addColumn<QString>("click");
+        QTest::addColumn<QString>("key");
+        QTest::addColumn<bool>("opensBoard");
+        QTest::addColumn<bool>("closes");
+        row("a click on Open board opens the board", u"Open board"_s, QString(), true, false);
+        row("Return opens the board, the default action", QString(), u"Return"_s, true, false);
+        row("Close closes the window", u"Close"_s, QString(), false, true);
+    }
+    void theButtonsAct() {
+        QFETCH(QString, click);
+        QFETCH(QString, key);
+        QFETCH(bool, opensBoard);
+        QFETCH(bool, closes);
+        m_c->app().wrapUp();
+        QWidget* window = filledWrapWindow();
+        QVERIFY(window);
+        QSignalSpy closed(&m_c->app().windows(), &WindowBox::closed);
+        if (!click.isEmpty()) clickAt(*button(window, click));
+        if (!key.isEmpty()) xdotool({u"key"_s, key});
+        const QList<QUrl> board{QUrl(m_c->settings().home()->base() + u"/#/board"_s)};
+        if (opensBoard) QTRY_COMPARE_WITH_TIMEOUT(m_c->opened->opened, board, 10000);
+        if (closes) {
+            QVERIFY(closed.wait(10000));
+            QVERIFY(!wrapWindow());
+            QVERIFY(m_c->opened->opened.isEmpty());
+        } else {
+            QVERIFY(wrapWindow());
+        }
+    }
+};
+
+QTEST_MAIN(TestWrapWindow)
+#include "tst_wrap_window.moc"
