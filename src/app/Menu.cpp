@@ -110,8 +110,7 @@ MenuInputs AppDelegate::menuInputs() const {
         in.reviews.append(std::move(review));
     }
     if (const std::optional<FiledRef>& filed = s.lastFiled())
-        in.lastFiled = MenuInputs::LastFiled{
-            filed->title, filed->dest == FiledRef::personal ? QStringLiteral("Personal") : filed->dest};
+        in.lastFiled = MenuInputs::LastFiled{filed->title, s.destName(filed->dest)};
     in.todos = todoInputs(s, m_todos.store());
     if (s.trackWorkday()) {
         const std::optional<QDateTime>& until = m_tracker->pausedUntil();
