@@ -3,6 +3,7 @@
 // memory across 200 opens and closes. The window is shown through the app's window box with the app's way of
 // bringing it forward. Usage: bench_settings [opens, default 30]; needs $DISPLAY
 // (scripts/with-test-services).
+#include "WindowMeasures.h"
 #include "app/Services.h"
 #include "core/Keychain.h"
 #include "os/FileSecretStore.h"
@@ -15,8 +16,6 @@
 
 #include <QApplication>
 #include <QElapsedTimer>
-#include <QEventLoop>
-#include <QFile>
 #include <QLabel>
 #include <QNetworkAccessManager>
 #include <QPixmapCache>
@@ -28,28 +27,6 @@
 #include <malloc.h>
 
 namespace {
-
-// Waits for the first paint of `view`; false after ten seconds.
-bool painted(QWidget& view) {
-    struct Watch : QObject {
-        QEventLoop loop;
-        bool eventFilter(QObject*, QEvent* e) override {
-            if (e->type() == QEvent::Paint) QTimer::singleShot(0, &loop, &QEventLoop::quit);
-            return false;
-        }
-    } watch;
-    view.installEventFilter(&watch);
-    QTimer::singleShot(10000, &watch.loop, [&] { watch.loop.exit(1); });
-    const bool ok = watch.loop.exec() == 0;
-    view.removeEventFilter(&watch);
-    return ok;
-}
-
-double residentMB() {
-    QFile statm(QStringLiteral("/proc/self/statm"));
-    if (!statm.open(QIODevice::ReadOnly)) return 0;
-    return statm.readAll().split(' ').value(1).toDouble() * 4096 / (1024 * 1024);
-}
 
 // Milliseconds from asking for the window to its first paint.
 double openMs(WindowBox& box, const std::function<QWidget*()>& make) {

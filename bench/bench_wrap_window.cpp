@@ -3,6 +3,7 @@
 // writes, then the finished day drawn in, then closed. Reference in the same run: the settings window opened
 // and closed the same way and as often, and a bare window with one label. Usage: bench_wrap_window [opens,
 // default 200]; needs $DISPLAY (scripts/with-test-services).
+#include "WindowMeasures.h"
 #include "app/Services.h"
 #include "app/WrapSamples.h"
 #include "core/Keychain.h"
@@ -17,8 +18,6 @@
 #include "workday/WrapModel.h"
 
 #include <QApplication>
-#include <QEventLoop>
-#include <QFile>
 #include <QLabel>
 #include <QNetworkAccessManager>
 #include <QPixmapCache>
@@ -29,28 +28,6 @@
 #include <malloc.h>
 
 namespace {
-
-// Waits for the next paint of `view`; false after ten seconds.
-bool painted(QWidget& view) {
-    struct Watch : QObject {
-        QEventLoop loop;
-        bool eventFilter(QObject*, QEvent* e) override {
-            if (e->type() == QEvent::Paint) QTimer::singleShot(0, &loop, &QEventLoop::quit);
-            return false;
-        }
-    } watch;
-    view.installEventFilter(&watch);
-    QTimer::singleShot(10000, &watch.loop, [&] { watch.loop.exit(1); });
-    const bool ok = watch.loop.exec() == 0;
-    view.removeEventFilter(&watch);
-    return ok;
-}
-
-double residentMB() {
-    QFile statm(QStringLiteral("/proc/self/statm"));
-    if (!statm.open(QIODevice::ReadOnly)) return 0;
-    return statm.readAll().split(' ').value(1).toDouble() * 4096 / (1024 * 1024);
-}
 
 // One open: the window on its view, painted; `then` changes what it shows and waits for that paint too.
 void openAndClose(WindowBox& box, const QString& key, QWidget* view, const std::function<void()>& then) {
