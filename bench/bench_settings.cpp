@@ -5,22 +5,12 @@
 // (scripts/with-test-services).
 #include "WindowMeasures.h"
 #include "app/Services.h"
-#include "core/Keychain.h"
-#include "os/FileSecretStore.h"
-#include "server/API.h"
-#include "server/Settings.h"
-#include "server/SignIn.h"
-#include "surfaces/DesktopBrowser.h"
-#include "surfaces/SettingsView.h"
 #include "surfaces/WindowBox.h"
 
 #include <QApplication>
 #include <QElapsedTimer>
 #include <QLabel>
-#include <QNetworkAccessManager>
 #include <QPixmapCache>
-#include <QSettings>
-#include <QTemporaryDir>
 #include <QTimer>
 #include <algorithm>
 #include <cstdio>
@@ -50,19 +40,10 @@ int main(int argc, char** argv) {
     QApplication app(argc, argv);
     QApplication::setQuitOnLastWindowClosed(false);
     const int opens = argc > 1 ? std::atoi(argv[1]) : 30;
-    QTemporaryDir dir;
-    QSettings store(dir.filePath(QStringLiteral("orvane.conf")), QSettings::IniFormat);
-    os::FileSecretStore secrets(dir.filePath(QStringLiteral("keys")));
-    Keychain keychain(secrets, QStringLiteral("bench"));
-    const std::unique_ptr<QNetworkAccessManager> network = API::makeNetwork();
-    Settings settings(store, keychain, *network);
-    DesktopBrowser browser(DesktopBrowser::Mode::logOnly);
-    SignIn signIn([](const QUrl&) { return false; });
+    SettingsViews settingsViews;
     WindowBox box(Services::windowBringer());
 
-    const auto settingsView = [&] {
-        return new SettingsView({settings, signIn, browser, [] {}, [] {}, [] {}});
-    };
+    const auto settingsView = [&] { return settingsViews.make(); };
     const auto bareView = [] { return new QLabel(QStringLiteral("Orvane")); };
 
     // The first of each is cold; the bare window goes first so that the settings window's first open does

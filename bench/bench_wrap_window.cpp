@@ -6,23 +6,13 @@
 #include "WindowMeasures.h"
 #include "app/Services.h"
 #include "app/WrapSamples.h"
-#include "core/Keychain.h"
-#include "os/FileSecretStore.h"
-#include "server/API.h"
-#include "server/Settings.h"
-#include "server/SignIn.h"
-#include "surfaces/DesktopBrowser.h"
-#include "surfaces/SettingsView.h"
 #include "surfaces/WindowBox.h"
 #include "surfaces/WrapView.h"
 #include "workday/WrapModel.h"
 
 #include <QApplication>
 #include <QLabel>
-#include <QNetworkAccessManager>
 #include <QPixmapCache>
-#include <QSettings>
-#include <QTemporaryDir>
 #include <QTimer>
 #include <cstdio>
 #include <malloc.h>
@@ -48,28 +38,18 @@ int main(int argc, char** argv) {
     QApplication app(argc, argv);
     QApplication::setQuitOnLastWindowClosed(false);
     const int opens = argc > 1 ? std::atoi(argv[1]) : 200;
-    QTemporaryDir dir;
-    QSettings store(dir.filePath(QStringLiteral("orvane.conf")), QSettings::IniFormat);
-    os::FileSecretStore secrets(dir.filePath(QStringLiteral("keys")));
-    Keychain keychain(secrets, QStringLiteral("bench"));
-    const std::unique_ptr<QNetworkAccessManager> network = API::makeNetwork();
-    Settings settings(store, keychain, *network);
-    DesktopBrowser browser(DesktopBrowser::Mode::logOnly);
-    SignIn signIn([](const QUrl&) { return false; });
+    SettingsViews settingsViews;
     WindowBox box(Services::windowBringer());
 
     using Open = std::function<void()>;
     const Open bare = [&] {
         openAndClose(box, QStringLiteral("bare"), new QLabel(QStringLiteral("Orvane")), {});
     };
-    const Open settingsWindow = [&] {
-        openAndClose(box, SettingsView::windowKey,
-                     new SettingsView({settings, signIn, browser, [] {}, [] {}, [] {}}), {});
-    };
+    const Open settingsWindow = [&] { openAndClose(box, SettingsView::windowKey, settingsViews.make(), {}); };
     const Open wrapWindow = [&] {
         auto model =
             std::make_shared<WrapModel>(QUrl(QStringLiteral("https://orvane.app/app/p/launch/#/board")));
-        openAndClose(box, WrapView::windowKey, new WrapView(model, browser), [&model] {
+        openAndClose(box, WrapView::windowKey, new WrapView(model, settingsViews.browser()), [&model] {
             model->setResult(WrapSamples::day());
             model->stop();
         });
