@@ -122,8 +122,6 @@ WrapView::WrapView(std::shared_ptr<WrapModel> model, Browser& browser, QWidget* 
     refresh();
 }
 
-WrapView::~WrapView() = default;
-
 QWidget* WrapView::open(WindowBox& box, std::shared_ptr<WrapModel> model, Browser& browser) {
     return box.show(windowKey, title, new WrapView(std::move(model), browser));
 }

@@ -21,7 +21,6 @@ public:
     static inline const QString title = QStringLiteral("End my day");
 
     WrapView(std::shared_ptr<WrapModel> model, Browser& browser, QWidget* parent = nullptr);
-    ~WrapView() override;
 
     // Shows the model in the box's end-of-day window: the open one, its earlier run's view replaced, or a new
     // one; either way in front as the active window.
