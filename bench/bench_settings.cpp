@@ -3,53 +3,20 @@
 // memory across 200 opens and closes. The window is shown through the app's window box with the app's way of
 // bringing it forward. Usage: bench_settings [opens, default 30]; needs $DISPLAY
 // (scripts/with-test-services).
+#include "WindowMeasures.h"
 #include "app/Services.h"
-#include "core/Keychain.h"
-#include "os/FileSecretStore.h"
-#include "server/API.h"
-#include "server/Settings.h"
-#include "server/SignIn.h"
-#include "surfaces/DesktopBrowser.h"
-#include "surfaces/SettingsView.h"
 #include "surfaces/WindowBox.h"
 
 #include <QApplication>
 #include <QElapsedTimer>
-#include <QEventLoop>
-#include <QFile>
 #include <QLabel>
-#include <QNetworkAccessManager>
 #include <QPixmapCache>
-#include <QSettings>
-#include <QTemporaryDir>
 #include <QTimer>
 #include <algorithm>
 #include <cstdio>
 #include <malloc.h>
 
 namespace {
-
-// Waits for the first paint of `view`; false after ten seconds.
-bool painted(QWidget& view) {
-    struct Watch : QObject {
-        QEventLoop loop;
-        bool eventFilter(QObject*, QEvent* e) override {
-            if (e->type() == QEvent::Paint) QTimer::singleShot(0, &loop, &QEventLoop::quit);
-            return false;
-        }
-    } watch;
-    view.installEventFilter(&watch);
-    QTimer::singleShot(10000, &watch.loop, [&] { watch.loop.exit(1); });
-    const bool ok = watch.loop.exec() == 0;
-    view.removeEventFilter(&watch);
-    return ok;
-}
-
-double residentMB() {
-    QFile statm(QStringLiteral("/proc/self/statm"));
-    if (!statm.open(QIODevice::ReadOnly)) return 0;
-    return statm.readAll().split(' ').value(1).toDouble() * 4096 / (1024 * 1024);
-}
 
 // Milliseconds from asking for the window to its first paint.
 double openMs(WindowBox& box, const std::function<QWidget*()>& make) {
@@ -73,19 +40,10 @@ int main(int argc, char** argv) {
     QApplication app(argc, argv);
     QApplication::setQuitOnLastWindowClosed(false);
     const int opens = argc > 1 ? std::atoi(argv[1]) : 30;
-    QTemporaryDir dir;
-    QSettings store(dir.filePath(QStringLiteral("orvane.conf")), QSettings::IniFormat);
-    os::FileSecretStore secrets(dir.filePath(QStringLiteral("keys")));
-    Keychain keychain(secrets, QStringLiteral("bench"));
-    const std::unique_ptr<QNetworkAccessManager> network = API::makeNetwork();
-    Settings settings(store, keychain, *network);
-    DesktopBrowser browser(DesktopBrowser::Mode::logOnly);
-    SignIn signIn([](const QUrl&) { return false; });
+    SettingsViews settingsViews;
     WindowBox box(Services::windowBringer());
 
-    const auto settingsView = [&] {
-        return new SettingsView({settings, signIn, browser, [] {}, [] {}, [] {}});
-    };
+    const auto settingsView = [&] { return settingsViews.make(); };
     const auto bareView = [] { return new QLabel(QStringLiteral("Orvane")); };
 
     // The first of each is cold; the bare window goes first so that the settings window's first open does

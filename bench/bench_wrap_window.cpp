@@ -3,54 +3,21 @@
 // writes, then the finished day drawn in, then closed. Reference in the same run: the settings window opened
 // and closed the same way and as often, and a bare window with one label. Usage: bench_wrap_window [opens,
 // default 200]; needs $DISPLAY (scripts/with-test-services).
+#include "WindowMeasures.h"
 #include "app/Services.h"
 #include "app/WrapSamples.h"
-#include "core/Keychain.h"
-#include "os/FileSecretStore.h"
-#include "server/API.h"
-#include "server/Settings.h"
-#include "server/SignIn.h"
-#include "surfaces/DesktopBrowser.h"
-#include "surfaces/SettingsView.h"
 #include "surfaces/WindowBox.h"
 #include "surfaces/WrapView.h"
 #include "workday/WrapModel.h"
 
 #include <QApplication>
-#include <QEventLoop>
-#include <QFile>
 #include <QLabel>
-#include <QNetworkAccessManager>
 #include <QPixmapCache>
-#include <QSettings>
-#include <QTemporaryDir>
 #include <QTimer>
 #include <cstdio>
 #include <malloc.h>
 
 namespace {
-
-// Waits for the next paint of `view`; false after ten seconds.
-bool painted(QWidget& view) {
-    struct Watch : QObject {
-        QEventLoop loop;
-        bool eventFilter(QObject*, QEvent* e) override {
-            if (e->type() == QEvent::Paint) QTimer::singleShot(0, &loop, &QEventLoop::quit);
-            return false;
-        }
-    } watch;
-    view.installEventFilter(&watch);
-    QTimer::singleShot(10000, &watch.loop, [&] { watch.loop.exit(1); });
-    const bool ok = watch.loop.exec() == 0;
-    view.removeEventFilter(&watch);
-    return ok;
-}
-
-double residentMB() {
-    QFile statm(QStringLiteral("/proc/self/statm"));
-    if (!statm.open(QIODevice::ReadOnly)) return 0;
-    return statm.readAll().split(' ').value(1).toDouble() * 4096 / (1024 * 1024);
-}
 
 // One open: the window on its view, painted; `then` changes what it shows and waits for that paint too.
 void openAndClose(WindowBox& box, const QString& key, QWidget* view, const std::function<void()>& then) {
@@ -71,28 +38,18 @@ int main(int argc, char** argv) {
     QApplication app(argc, argv);
     QApplication::setQuitOnLastWindowClosed(false);
     const int opens = argc > 1 ? std::atoi(argv[1]) : 200;
-    QTemporaryDir dir;
-    QSettings store(dir.filePath(QStringLiteral("orvane.conf")), QSettings::IniFormat);
-    os::FileSecretStore secrets(dir.filePath(QStringLiteral("keys")));
-    Keychain keychain(secrets, QStringLiteral("bench"));
-    const std::unique_ptr<QNetworkAccessManager> network = API::makeNetwork();
-    Settings settings(store, keychain, *network);
-    DesktopBrowser browser(DesktopBrowser::Mode::logOnly);
-    SignIn signIn([](const QUrl&) { return false; });
+    SettingsViews settingsViews;
     WindowBox box(Services::windowBringer());
 
     using Open = std::function<void()>;
     const Open bare = [&] {
         openAndClose(box, QStringLiteral("bare"), new QLabel(QStringLiteral("Orvane")), {});
     };
-    const Open settingsWindow = [&] {
-        openAndClose(box, SettingsView::windowKey,
-                     new SettingsView({settings, signIn, browser, [] {}, [] {}, [] {}}), {});
-    };
+    const Open settingsWindow = [&] { openAndClose(box, SettingsView::windowKey, settingsViews.make(), {}); };
     const Open wrapWindow = [&] {
         auto model =
             std::make_shared<WrapModel>(QUrl(QStringLiteral("https://orvane.app/app/p/launch/#/board")));
-        openAndClose(box, WrapView::windowKey, new WrapView(model, browser), [&model] {
+        openAndClose(box, WrapView::windowKey, new WrapView(model, settingsViews.browser()), [&model] {
             model->setResult(WrapSamples::day());
             model->stop();
         });

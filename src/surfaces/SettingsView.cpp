@@ -3,18 +3,14 @@
 #include "server/Settings.h"
 #include "surfaces/SettingsBehaviour.h"
 #include "surfaces/SettingsLegacy.h"
-#include "surfaces/design/Appearance.h"
 #include "surfaces/design/OVButton.h"
 #include "surfaces/design/OVFont.h"
 #include "surfaces/design/OVLabel.h"
 #include "surfaces/design/OVSection.h"
 
 #include <QBoxLayout>
-#include <QEvent>
-#include <QPainter>
 
-SettingsView::SettingsView(const Needs& needs, QWidget* parent) : QWidget(parent) {
-    setPalette(controlPalette(Pal::system()));
+SettingsView::SettingsView(const Needs& needs, QWidget* parent) : WindowView(parent) {
     setMinimumWidth(640);
     auto* column = new QVBoxLayout(this);
     column->setContentsMargins(24, 20, 24, 16);
@@ -44,21 +40,4 @@ SettingsView::SettingsView(const Needs& needs, QWidget* parent) : QWidget(parent
     connect(done, &QAbstractButton::clicked, this, [this] { window()->close(); });
     bottom->addWidget(done);
     column->addLayout(bottom);
-}
-
-void SettingsView::useScheme(ColorScheme scheme) {
-    m_fixedScheme = true;
-    fixScheme(this, scheme);
-    setPalette(controlPalette(Pal::of(scheme)));
-}
-
-void SettingsView::paintEvent(QPaintEvent*) {
-    QPainter(this).fillRect(rect(), palOf(this).bg);
-}
-
-// Qt's own controls follow the desktop's light or dark setting as the design's components do.
-void SettingsView::changeEvent(QEvent* event) {
-    if (event->type() == QEvent::ApplicationPaletteChange && !m_fixedScheme)
-        setPalette(controlPalette(Pal::system()));
-    QWidget::changeEvent(event);
 }

@@ -1,9 +1,8 @@
 #pragma once
 
 #include "surfaces/SettingsAccount.h"
-#include "surfaces/design/Pal.h"
+#include "surfaces/WindowView.h"
 
-#include <QWidget>
 #include <functional>
 
 class BehaviourSection;
@@ -12,7 +11,7 @@ class LegacySection;
 // The one settings window's content: the account, the behaviour around sessions and calls, the work day and
 // the coach, and, folded away, the legacy servers; the shortcuts and "Done" at the bottom. Every control
 // writes straight to the settings; `onChange` follows each change.
-class SettingsView : public QWidget {
+class SettingsView : public WindowView {
     Q_OBJECT
 public:
     // What the account needs is what the whole window needs.
@@ -27,16 +26,8 @@ public:
     // Absent when the legacy servers are turned off.
     LegacySection* legacy() const { return m_legacy; }
 
-    // Draws in this scheme whatever the desktop's, for pictures.
-    void useScheme(ColorScheme scheme);
-
-protected:
-    void paintEvent(QPaintEvent* event) override;
-    void changeEvent(QEvent* event) override;
-
 private:
     AccountSection* m_account = nullptr;
     BehaviourSection* m_behaviour = nullptr;
     LegacySection* m_legacy = nullptr;
-    bool m_fixedScheme = false;
 };

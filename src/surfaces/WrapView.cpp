@@ -10,7 +10,6 @@
 #include "workday/WrapModel.h"
 
 #include <QBoxLayout>
-#include <QEvent>
 #include <QPainter>
 #include <QScrollArea>
 #include <QShortcut>
@@ -75,8 +74,7 @@ void addList(QVBoxLayout& column, const QString& heading, const QString& mark, c
 } // namespace
 
 WrapView::WrapView(std::shared_ptr<WrapModel> model, Browser& browser, QWidget* parent)
-    : QWidget(parent), m_model(std::move(model)) {
-    setPalette(controlPalette(Pal::system()));
+    : WindowView(parent), m_model(std::move(model)) {
     setMinimumSize(460, 420);
     auto* column = new QVBoxLayout(this);
     column->setContentsMargins(24, 20, 24, 16);
@@ -108,14 +106,14 @@ WrapView::WrapView(std::shared_ptr<WrapModel> model, Browser& browser, QWidget* 
     connect(close, &QAbstractButton::clicked, this, [this] { window()->close(); });
     buttons->addWidget(close);
     if (const std::optional<QUrl> board = m_model->board()) {
-        m_board = new OVButton(QStringLiteral("Open board"), {OVButtonStyle::Kind::primary});
-        connect(m_board, &QAbstractButton::clicked, this, [&browser, url = *board] { browser.open(url); });
-        buttons->addWidget(m_board);
+        auto* open = new OVButton(QStringLiteral("Open board"), {OVButtonStyle::Kind::primary});
+        connect(open, &QAbstractButton::clicked, this, [&browser, url = *board] { browser.open(url); });
+        buttons->addWidget(open);
         // The default action: Return opens the board wherever the focus is in the window.
         for (const int key : {Qt::Key_Return, Qt::Key_Enter}) {
             auto* shortcut = new QShortcut(QKeySequence(key), this);
             shortcut->setContext(Qt::WindowShortcut);
-            connect(shortcut, &QShortcut::activated, m_board, &QAbstractButton::click);
+            connect(shortcut, &QShortcut::activated, open, &QAbstractButton::click);
         }
     }
     column->addLayout(buttons);
@@ -123,8 +121,6 @@ WrapView::WrapView(std::shared_ptr<WrapModel> model, Browser& browser, QWidget* 
     connect(m_model.get(), &WrapModel::changed, this, &WrapView::refresh);
     refresh();
 }
-
-WrapView::~WrapView() = default;
 
 QWidget* WrapView::open(WindowBox& box, std::shared_ptr<WrapModel> model, Browser& browser) {
     return box.show(windowKey, title, new WrapView(std::move(model), browser));
@@ -164,23 +160,6 @@ QWidget* WrapView::dayContent() const {
     return content;
 }
 
-void WrapView::useScheme(ColorScheme scheme) {
-    m_fixedScheme = true;
-    fixScheme(this, scheme);
-    setPalette(controlPalette(Pal::of(scheme)));
-}
-
 QSize WrapView::sizeHint() const {
     return {540, 580};
-}
-
-void WrapView::paintEvent(QPaintEvent*) {
-    QPainter(this).fillRect(rect(), palOf(this).bg);
-}
-
-// Qt's own scroll bars follow the desktop's light or dark setting as the design's components do.
-void WrapView::changeEvent(QEvent* event) {
-    if (event->type() == QEvent::ApplicationPaletteChange && !m_fixedScheme)
-        setPalette(controlPalette(Pal::system()));
-    QWidget::changeEvent(event);
 }

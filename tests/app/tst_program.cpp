@@ -159,6 +159,11 @@ private slots:
             for (const QString& scheme : {QStringLiteral("dark"), QStringLiteral("light")})
                 QVERIFY2(!picture(QStringLiteral("settings-%1-%2").arg(state, scheme)).isNull(),
                          qPrintable(state));
+        for (const QString& state : {QStringLiteral("running"), QStringLiteral("complete"),
+                                     QStringLiteral("no-highlights"), QStringLiteral("error")})
+            for (const QString& scheme : {QStringLiteral("dark"), QStringLiteral("light")})
+                QVERIFY2(!picture(QStringLiteral("wrap-%1-%2").arg(state, scheme)).isNull(),
+                         qPrintable(state));
         // Each palette has its own ground.
         QVERIFY(qGray(picture(QStringLiteral("design-orb-dark")).pixel(1, 1)) < 30);
         QVERIFY(qGray(picture(QStringLiteral("design-orb-light")).pixel(1, 1)) > 230);
