@@ -92,7 +92,8 @@ std::function<void()> AppDelegate::menuAction(const MenuAction& a) {
         return [&s, id = a.arg] {
             for (const Workspace& p : s.settings->projects())
                 if (p.id.toString(QUuid::WithoutBraces) == id)
-                    s.browser->open(QUrl(p.base() + QStringLiteral("/#/board")));
+                    if (const std::optional<QUrl> board = p.link(QStringLiteral("board")))
+                        s.browser->open(*board);
         };
     case Verb::endDay:
         return [this] { wrapUp(); };
