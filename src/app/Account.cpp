@@ -96,6 +96,7 @@ QCoro::Task<> Account::refreshLegacyName(Workspace home, API api, std::function<
 }
 
 void Account::signedIn() {
+    emit accountSignedIn();
     const QPointer<Account> self(this);
     refreshAccount([self] {
         if (!self) return;
@@ -119,6 +120,7 @@ void Account::signOut() {
     if (m_signIn.busy()) m_signIn.cancel();
     m_settings.signOut();
     slog(QStringLiteral("signed out"));
+    emit accountSignedOut();
     emit todosWanted();
     emit changed();
 }

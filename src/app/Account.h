@@ -46,6 +46,9 @@ signals:
     void uploadsWanted();
     // The account changed hands: the to-dos are someone else's.
     void todosWanted();
+    // The web board follows the app's account: in with it, out with it.
+    void accountSignedIn();
+    void accountSignedOut();
 
 private:
     QCoro::Task<> refreshPlatformAccount(QString base, QString key, std::function<void()> then);

@@ -1,9 +1,12 @@
 #include "app/AppDelegate.h"
 
+#include "app/BoardCheck.h"
 #include "app/Services.h"
 #include "app/SingleCopy.h"
 #include "app/UiCheck.h"
 #include "app/WrapSamples.h"
+#include "board/window/Board.h"
+#include "board/window/BoardPages.h"
 #include "core/Log.h"
 #include "core/Paths.h"
 #include "core/ScreenAccess.h"
@@ -50,11 +53,16 @@ AppDelegate::AppDelegate(Services& services, Arguments args)
       m_tracker(std::make_unique<WorkdayTracker>(*m_windows, *services.idle, Paths::workday(), services.now)),
       m_mic(makeMicUsage(services)),
       m_detector(std::make_unique<CallDetector>(*m_mic, *m_windows, services.now)),
-      m_filing({*services.settings, *services.nudges, *services.notify, *services.browser, m_upload,
-                services.now, services.config.askSeconds}),
+      m_board(
+          std::make_unique<Board>(Board::Inputs{*services.settings, *services.browser, *services.network,
+                                                services.now, Paths::support() + QStringLiteral("/board")})),
+      m_boardPages(std::make_unique<BoardPages>(*m_board)),
+      m_pages(services.pages ? *services.pages : *m_boardPages),
+      m_filing({*services.settings, *services.nudges, *services.notify, m_pages, m_upload, services.now,
+                services.config.askSeconds}),
       m_uploads({*services.settings, *services.nudges, *services.notify, m_upload, m_filing, services.now}),
-      m_reviews({*services.nudges, *services.notify, *services.browser, services.now,
-                 [this] { return m_tuneIn.busy(); }}),
+      m_reviews(
+          {*services.nudges, *services.notify, m_pages, services.now, [this] { return m_tuneIn.busy(); }}),
       m_account({*services.settings, *services.nudges, *services.signInBrowser}),
       m_todos({*services.settings, *services.nudges, services.now}),
       m_cards({*services.settings, *services.nudges, services.now}),
@@ -67,9 +75,10 @@ AppDelegate::AppDelegate(Services& services, Arguments args)
       m_windowBox(std::make_unique<WindowBox>(services.bringForward)), m_pins(std::make_unique<PinQueue>()),
       m_pinning(
           {*services.nudges, *services.hud, m_tuneIn, *m_pins, services.selectRegion, services.askNote}),
-      m_endOfDay(
-          {*services.settings, *m_tracker, *m_windowBox, *services.browser, services.now, services.sleep}),
+      m_endOfDay({*services.settings, *m_tracker, *m_windowBox, m_pages, services.now, services.sleep}),
       m_menu(*services.defaults), m_hotKeys(std::make_unique<HotKeys>(*services.hotKeys)) {
+    // A check runs beside the user's own copy: it must not touch that copy's web session.
+    if (m_modes.boardCheck) m_board->useThrowawayProfile();
     wireFlows();
 }
 
@@ -87,6 +96,12 @@ void AppDelegate::wireFlows() {
     connect(&m_account, &Account::uploadsWanted, &m_uploads, &Uploads::retryUploads);
     connect(&m_account, &Account::settingsWanted, this, &AppDelegate::openSettings);
     connect(&m_account, &Account::todosWanted, &m_todos, &Todos::refreshTodos);
+    connect(&m_account, &Account::accountSignedIn, m_board.get(), &Board::signedIn);
+    connect(&m_account, &Account::accountSignedOut, m_board.get(), &Board::signedOut);
+    connect(m_board.get(), &Board::settingsWanted, this, &AppDelegate::openSettings);
+    connect(m_board.get(), &Board::quitWanted, this, &AppDelegate::requestQuit);
+    connect(m_services.notify.get(), &Notify::pageWanted, m_board.get(),
+            [this](const QUrl& page) { m_board->show(page); });
     connect(&m_todos, &Todos::changed, this, &AppDelegate::rebuildMenu);
     connect(&m_cards, &Cards::changed, this, &AppDelegate::rebuildMenu);
     connect(&m_cards, &Cards::suggestionTaken, &m_reviews, &Reviews::dropSuggestion);
@@ -201,7 +216,7 @@ void AppDelegate::registerHotKeys() {
 // Timers read their settings at each tick, so a change acts at the next one; the menu shows it at once.
 void AppDelegate::openSettings() {
     Services& s = m_services;
-    auto* view = new SettingsView({*s.settings, m_account.signIn(), *s.browser, [this] { rebuildMenu(); },
+    auto* view = new SettingsView({*s.settings, m_account.signIn(), m_pages, [this] { rebuildMenu(); },
                                    [this] { m_account.signOut(); }, [this] { m_account.refreshAccount(); }});
     m_windowBox->show(SettingsView::windowKey, SettingsView::title, view);
 }
@@ -239,6 +254,14 @@ void AppDelegate::runLaunchModes() {
     if (m_modes.retryPending) m_uploads.retryUploads();
     if (m_modes.signIn) m_account.startSignIn();
     if (m_modes.uiCheck) QTimer::singleShot(std::chrono::seconds(1), this, &AppDelegate::runUiCheck);
+    if (m_modes.boardCheck) runBoardCheck();
+    if (const QString shot = m_services.config.boardShot; !shot.isEmpty())
+        connect(
+            m_board.get(), &Board::pageFinished, this,
+            [this, shot](const QUrl& url, bool ok) {
+                if (ok && url.path().startsWith(QLatin1String("/app"))) m_board->writeShot(shot);
+            },
+            Qt::SingleShotConnection);
 }
 
 // The surfaces walked through their states on this display; the exit status says whether each got there.
@@ -255,6 +278,18 @@ void AppDelegate::runUiCheck() {
     }
     auto* check = new UiCheck({*m_popover, m_menu, *m_services.hud, *m_services.nudges, print}, this);
     connect(check, &UiCheck::finished, this, [](int failures) { QCoreApplication::exit(failures ? 1 : 0); });
+    check->start();
+}
+
+void AppDelegate::runBoardCheck() {
+    const auto print = [](const QString& line) {
+        std::fputs(qPrintable(line + QLatin1Char('\n')), stdout);
+        std::fflush(stdout);
+        slog(line);
+    };
+    auto* check = new BoardCheck(*m_board, print, this);
+    connect(check, &BoardCheck::finished, this,
+            [](int failures) { QCoreApplication::exit(failures ? 1 : 0); });
     check->start();
 }
 
@@ -284,7 +319,16 @@ void AppDelegate::showWrapPreview() {
     auto model = std::make_shared<WrapModel>(home ? home->link(QStringLiteral("board")) : std::nullopt);
     model->setResult(WrapSamples::day());
     model->stop();
-    WrapView::open(*m_windowBox, std::move(model), *m_services.browser);
+    WrapView::open(*m_windowBox, std::move(model), m_pages);
+}
+
+void AppDelegate::openLinks(const QStringList& links, const QString& token) {
+    for (const QString& link : links)
+        m_board->openDeepLink(QUrl(link), token);
+}
+
+void AppDelegate::reopen(const QString& token) {
+    m_board->show(std::nullopt, token);
 }
 
 void AppDelegate::recordingSaved(std::shared_ptr<Session> session) {

@@ -21,6 +21,8 @@
 #include <QTimer>
 #include <memory>
 
+class Board;
+class Browser;
 class CallDetector;
 class HotKeys;
 class MicUsage;
@@ -78,6 +80,13 @@ public:
     CallDetector& detector() { return *m_detector; }
     const UploadState::State& upload() const { return m_upload.state(); }
     WindowBox& windows() { return *m_windowBox; }
+    Board& board() { return *m_board; }
+
+    // Links handed over by the desktop or by a second start, in order; `token` lets the window manager focus
+    // the board.
+    void openLinks(const QStringList& links, const QString& token);
+    // The desktop's "reopen": the app was started again without links.
+    void reopen(const QString& token);
 
 signals:
     void menuRebuilt();
@@ -96,6 +105,7 @@ private:
     void runLaunchModes();
     void dumpMenu();
     void runUiCheck();
+    void runBoardCheck();
     void showPreviewNudge();
     void showWrapPreview();
     void onSessionEnding(QSessionManager& manager);
@@ -114,6 +124,9 @@ private:
     std::unique_ptr<MicUsage> m_mic;
     std::unique_ptr<CallDetector> m_detector;
     UploadStatus m_upload;
+    std::unique_ptr<Board> m_board;
+    std::unique_ptr<Browser> m_boardPages;
+    Browser& m_pages; // the board window, or the stand-in the services bring
     Filing m_filing;
     Uploads m_uploads;
     Reviews m_reviews;

@@ -8,6 +8,7 @@ Config Config::fromEnvironment() {
     config.defaultsSuite = qEnvironmentVariable("ORVANE_DEFAULTS_SUITE");
     config.keychainService = qEnvironmentVariable("ORVANE_KEYCHAIN_SERVICE");
     if (config.keychainService.isEmpty()) config.keychainService = QStringLiteral("orvane.mac");
+    config.boardShot = qEnvironmentVariable("ORVANE_BOARD_SHOT");
     config.noBrowser = qEnvironmentVariable("ORVANE_NO_BROWSER") == QLatin1String("1");
     bool isNumber = false;
     const double ask = qEnvironmentVariable("ORVANE_ASK_SECONDS").toDouble(&isNumber);

@@ -14,6 +14,7 @@ struct Config {
     double askSeconds = 120; // ORVANE_ASK_SECONDS: how long "Where does this go?" waits
     bool hasDisplay = false; // an X or Wayland display to draw on
     bool x11Session = false; // DISPLAY without Wayland: global keys are grabs on the X server
+    QString boardShot;       // ORVANE_BOARD_SHOT: a PNG of the board window after its first painted page
     QString desktop;         // XDG_CURRENT_DESKTOP: whose settings pages a permission alert can open
 
     static Config fromEnvironment();

@@ -1,5 +1,6 @@
 #include "app/AppDelegate.h"
 #include "app/Services.h"
+#include "board/window/Board.h"
 #include "core/Log.h"
 #include "recording/Session.h"
 #include "voice/PinQueue.h"
@@ -21,7 +22,7 @@ void AppDelegate::bindMenu(const BuiltMenu& built) {
 std::function<void()> AppDelegate::menuAction(const MenuAction& a) {
     using Verb = MenuAction::Verb;
     Services& s = m_services;
-    const auto open = [&s](QUrl url) { return [&s, url] { s.browser->open(url); }; };
+    const auto open = [this](QUrl url) { return [this, url] { m_pages.open(url); }; };
     const auto onPlatform = [&s, open](const QString& path) {
         return open(QUrl(s.settings->platformBase() + path));
     };
@@ -30,9 +31,7 @@ std::function<void()> AppDelegate::menuAction(const MenuAction& a) {
     case Verb::wrapUp:
         return [this] { m_tuneIn.toggleRecording(); };
     case Verb::openBoard:
-        return [&s] {
-            if (const std::optional<QUrl> board = s.settings->boardURL()) s.browser->open(*board);
-        };
+        return [this] { m_board->openFromMenu(); };
     case Verb::addPin:
         return [this] { m_pinning.addPin(); };
     case Verb::voiceClick:
@@ -89,11 +88,11 @@ std::function<void()> AppDelegate::menuAction(const MenuAction& a) {
             rebuildMenu();
         };
     case Verb::openProject:
-        return [&s, id = a.arg] {
+        return [this, &s, id = a.arg] {
             for (const Workspace& p : s.settings->projects())
                 if (p.id.toString(QUuid::WithoutBraces) == id)
                     if (const std::optional<QUrl> board = p.link(QStringLiteral("board")))
-                        s.browser->open(*board);
+                        m_board->open(*board);
         };
     case Verb::endDay:
         return [this] { wrapUp(); };
@@ -111,10 +110,12 @@ std::function<void()> AppDelegate::menuAction(const MenuAction& a) {
         };
     // The panel is built from the store a moment before its actions are bound: the index is the row's to-do.
     case Verb::openTodo:
-        return [&s, todo = m_todos.store().items().value(a.index)] {
-            const std::optional<QUrl> board =
-                todo.ws ? todo.ws->link(QStringLiteral("board")) : s.settings->boardURL();
-            if (board) s.browser->open(*board);
+        return [this, todo = m_todos.store().items().value(a.index)] {
+            if (const std::optional<QUrl> board =
+                    todo.ws ? todo.ws->link(QStringLiteral("board")) : std::nullopt)
+                m_board->open(*board);
+            else
+                m_board->openFromMenu();
         };
     case Verb::startTodo:
     case Verb::doneTodo:

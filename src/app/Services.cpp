@@ -45,11 +45,11 @@ std::unique_ptr<Services> Services::build(const Config& config) {
     s->network = API::makeNetwork();
     s->settings = std::make_unique<Settings>(*s->defaults, *s->keychain, *s->network);
     s->notifications = os::linux_backends::makeNotifications();
-    // Until the board window exists, notification clicks open their page in the default browser.
+    // Pages that are not the board's, and the sign-in's approval page.
     const auto browsing = config.noBrowser ? DesktopBrowser::Mode::logOnly : DesktopBrowser::Mode::open;
     s->browser = std::make_unique<DesktopBrowser>(browsing);
     s->signInBrowser = std::make_unique<DesktopBrowser>(browsing, QStringLiteral("sign-in: would open "));
-    s->notify = std::make_unique<Notify>(*s->notifications, *s->browser, *s->settings);
+    s->notify = std::make_unique<Notify>(*s->notifications, *s->settings);
     // Floating windows ask X whether anything composites, and go on every virtual desktop.
     s->panelDesktop = {&os::x11CompositingManagerRuns, [](QWindow& window) { os::x11OnAllDesktops(window); }};
     s->motion = [] { return Motion(!os::desktopAnimationsEnabled()); };

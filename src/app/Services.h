@@ -58,6 +58,9 @@ struct Services {
     std::unique_ptr<Browser> browser;
     // The approval page of a sign-in.
     std::unique_ptr<Browser> signInBrowser;
+    // Where the app's own pages open (a review, a filed recording, a board): none for the board window,
+    // which the controller makes; a stand-in for tests that leave the window out.
+    std::unique_ptr<Browser> pages;
     std::unique_ptr<Notify> notify;
     // The one nudge card, for every flow that speaks through it.
     std::unique_ptr<Nudges> nudges;

@@ -8,6 +8,7 @@
 #include "app/Services.h"
 #include "app/SingleCopy.h"
 #include "app/UnixSignals.h"
+#include "board/window/Board.h"
 #include "core/Log.h"
 #include "core/Paths.h"
 
@@ -70,6 +71,7 @@ int main(int argc, char** argv) {
         break;
     }
 
+    Board::prepareEngine();
     QApplication app(argc, argv);
     QApplication::setQuitOnLastWindowClosed(false);
     qInstallMessageHandler(toLog);

@@ -1,13 +1,14 @@
 #include "surfaces/Notify.h"
 
+#include "board/DeepLink.h"
 #include "board/WebHosts.h"
 #include "core/Log.h"
 #include "server/Settings.h"
 
 #include "core/Strings.h"
 
-Notify::Notify(os::Notifications& center, Browser& browser, const Settings& settings, QObject* parent)
-    : QObject(parent), m_center(center), m_browser(browser), m_settings(settings) {
+Notify::Notify(os::Notifications& center, Settings& settings, QObject* parent)
+    : QObject(parent), m_center(center), m_settings(settings), m_links(settings) {
     connect(&m_center, &os::Notifications::clicked, this,
             [this](const QString&, const QVariantMap& userInfo) { open(userInfo); });
 }
@@ -26,13 +27,14 @@ void Notify::reviewReady(const QString& id, const QString& title, int suggestion
     const QString body = suggestions == 0   ? QStringLiteral("Notes and the workflow review are in.")
                          : suggestions == 1 ? QStringLiteral("1 suggestion to look at.")
                                             : QStringLiteral("%1 suggestions to look at.").arg(suggestions);
-    post(QStringLiteral("review.") + id,
-         QStringLiteral("Review ready — ") + shortened(title, reviewTitleLimit), body, url);
+    postAbout(id, QStringLiteral("review.") + id,
+              QStringLiteral("Review ready — ") + shortened(title, reviewTitleLimit), body, url);
 }
 
 void Notify::saved(const QString& id, const QString& title, const QString& where,
                    const std::optional<QUrl>& url, const std::optional<QString>& key) {
-    post(QStringLiteral("session.") + key.value_or(id), title, QStringLiteral("Saved in ") + where, url);
+    postAbout(id, QStringLiteral("session.") + key.value_or(id), title, QStringLiteral("Saved in ") + where,
+              url);
 }
 
 void Notify::filedPersonal(const QString& title, const QString& key) {
@@ -58,7 +60,14 @@ void Notify::post(const QString& id, const QString& title, const QString& body,
     m_center.post(n);
 }
 
+void Notify::postAbout(const QString& recording, const QString& id, const QString& title, const QString& body,
+                       const std::optional<QUrl>& url) {
+    if (!m_enabled) return;
+    m_links.remember(recording, url);
+    post(id, title, body, url);
+}
+
 void Notify::open(const QVariantMap& userInfo) {
-    if (const auto page = target(userInfo, m_settings.platformBase(), m_settings.boardURL()))
-        m_browser.open(*page);
+    const QString base = m_settings.platformBase();
+    if (const auto page = target(userInfo, base, DeepLink::board().webURL(base))) emit pageWanted(*page);
 }

@@ -1,7 +1,7 @@
 #pragma once
 
+#include "board/SessionLinks.h"
 #include "os/Notifications.h"
-#include "surfaces/Browser.h"
 
 #include <QObject>
 #include <QUrl>
@@ -9,8 +9,9 @@
 
 class Settings;
 
-// The app's desktop notifications: what must reach the user while the app is out of sight. A click opens the
-// page the notification is about. The composition root makes the one instance.
+// The app's desktop notifications: what must reach the user while the app is out of sight. A click asks for
+// the board page the notification is about; the page of every recording posted is remembered for its links.
+// The composition root makes the one instance.
 class Notify : public QObject {
     Q_OBJECT
 public:
@@ -20,7 +21,7 @@ public:
         bool uiCheck = false;
     };
 
-    Notify(os::Notifications& center, Browser& browser, const Settings& settings, QObject* parent = nullptr);
+    Notify(os::Notifications& center, Settings& settings, QObject* parent = nullptr);
 
     // Turns notifications on, except for check runs and desktops without a notification service. Logs the
     // service's answer.
@@ -39,15 +40,24 @@ public:
                                       const std::optional<QUrl>& home);
 
     static inline const QString urlKey = QStringLiteral("url");
+
+signals:
+    // A click on a notification: the page to show in the board window.
+    void pageWanted(const QUrl& page);
+
+public:
     // A review title longer than this is shortened in the notification's title.
     static constexpr int reviewTitleLimit = 44;
 
 private:
     void post(const QString& id, const QString& title, const QString& body, const std::optional<QUrl>& url);
+    // Recordings' notifications: the page is remembered under the recording's id.
+    void postAbout(const QString& recording, const QString& id, const QString& title, const QString& body,
+                   const std::optional<QUrl>& url);
     void open(const QVariantMap& userInfo);
 
     os::Notifications& m_center;
-    Browser& m_browser;
-    const Settings& m_settings;
+    Settings& m_settings;
+    SessionLinks m_links;
     bool m_enabled = false;
 };

@@ -70,12 +70,12 @@ public:
         auto notifications = std::make_unique<FakeNotifications>();
         posted = notifications.get();
         services.notifications = std::move(notifications);
-        auto browser = std::make_unique<FakeBrowser>();
-        opened = browser.get();
-        services.browser = std::move(browser);
+        services.browser = std::make_unique<FakeBrowser>();
+        auto pages = std::make_unique<FakeBrowser>();
+        opened = pages.get();
+        services.pages = std::move(pages);
         services.signInBrowser = std::make_unique<FakeBrowser>();
-        services.notify =
-            std::make_unique<Notify>(*services.notifications, *services.browser, *services.settings);
+        services.notify = std::make_unique<Notify>(*services.notifications, *services.settings);
         services.notify->setup({});
         services.bringForward = Services::windowBringer();
         if (!display) {

@@ -1,5 +1,4 @@
 #include "RequiredServices.h"
-#include "fakes/FakeBrowser.h"
 #include "fakes/SettingsFixture.h"
 #include "os/linux/FreedesktopNotifications.h"
 #include "surfaces/Notify.h"
@@ -68,7 +67,7 @@ class TestNotificationService : public QObject {
     Q_OBJECT
     std::unique_ptr<NotificationServer> m_server;
     std::unique_ptr<SettingsFixture> m_fixture;
-    FakeBrowser m_browser;
+    QList<QUrl> m_opened; // pages clicks asked for
 
     void startServer() {
         QDBusConnection bus = QDBusConnection::connectToBus(QDBusConnection::SessionBus, serverConnection);
@@ -87,7 +86,7 @@ private slots:
 
     void init() {
         m_fixture = std::make_unique<SettingsFixture>();
-        m_browser.opened.clear();
+        m_opened.clear();
         backendWarnings.clear();
     }
     void cleanup() {
@@ -98,7 +97,8 @@ private slots:
     void clickOnAPostedNotificationOpensItsPage() {
         startServer();
         FreedesktopNotifications center;
-        Notify notify(center, m_browser, m_fixture->settings);
+        Notify notify(center, m_fixture->settings);
+        connect(&notify, &Notify::pageWanted, this, [this](const QUrl& page) { m_opened << page; });
         notify.setup({});
         QVERIFY(notify.enabled());
 
@@ -112,8 +112,10 @@ private slots:
         QCOMPARE(call.hints.value(u"desktop-entry"_s).toString(), u"app.orvane.Orvane"_s);
 
         m_server->emitSignal(u"ActionInvoked"_s, {41u, u"default"_s});
-        QVERIFY(QTest::qWaitFor([&] { return !m_browser.opened.isEmpty(); }, 5000));
-        QCOMPARE(m_browser.opened, QList<QUrl>{callPage});
+        QVERIFY(QTest::qWaitFor([&] { return !m_opened.isEmpty(); }, 5000));
+        QCOMPARE(m_opened, QList<QUrl>{callPage});
+        // A later link to the recording opens the page its notification named.
+        QCOMPARE(SessionLinks(m_fixture->settings).link(u"c:7"_s), callPage);
 
         // The same recording again replaces the notification on screen instead of adding a second one.
         notify.saved(u"c:7"_s, u"Design sync"_s, u"Personal"_s, callPage, u"2026-11-23_1015"_s);
@@ -124,7 +126,8 @@ private slots:
     void signalsAboutOtherNotificationsAreIgnored() {
         startServer();
         FreedesktopNotifications center;
-        Notify notify(center, m_browser, m_fixture->settings);
+        Notify notify(center, m_fixture->settings);
+        connect(&notify, &Notify::pageWanted, this, [this](const QUrl& page) { m_opened << page; });
         notify.setup({});
         notify.reviewReady(u"c:1"_s, u"Closed by the user"_s, 0, QUrl(u"https://orvane.app/app/r/c%3A1"_s));
         notify.filedPersonal(u"Snoozed"_s, u"folder"_s);
@@ -137,14 +140,15 @@ private slots:
         m_server->emitSignal(u"ActionInvoked"_s, {42u, u"snooze"_s});
         m_server->emitSignal(u"ActionInvoked"_s, {43u, u"default"_s});
         // The bus keeps the order of one sender's signals: once the last click is in, the others were seen.
-        QVERIFY(QTest::qWaitFor([&] { return m_browser.opened.contains(callPage); }, 5000));
-        QCOMPARE(m_browser.opened, QList<QUrl>{callPage});
+        QVERIFY(QTest::qWaitFor([&] { return m_opened.contains(callPage); }, 5000));
+        QCOMPARE(m_opened, QList<QUrl>{callPage});
     }
 
     void withoutAServicePostsAreLoggedAndDropped() {
         FreedesktopNotifications center;
         QVERIFY(!center.available());
-        Notify notify(center, m_browser, m_fixture->settings);
+        Notify notify(center, m_fixture->settings);
+        connect(&notify, &Notify::pageWanted, this, [this](const QUrl& page) { m_opened << page; });
         notify.setup({});
         QVERIFY(!notify.enabled());
 
@@ -153,7 +157,7 @@ private slots:
         QVERIFY(QTest::qWaitFor([&] { return !backendWarnings.isEmpty(); }, 5000));
         QVERIFY2(backendWarnings.first().contains(QLatin1String("session.x")),
                  qPrintable(backendWarnings.first()));
-        QVERIFY(m_browser.opened.isEmpty());
+        QVERIFY(m_opened.isEmpty());
     }
 };
 

@@ -1,4 +1,3 @@
-#include "fakes/FakeBrowser.h"
 #include "fakes/FakeNotifications.h"
 #include "fakes/SettingsFixture.h"
 #include "support/Rows.h"
@@ -25,15 +24,13 @@ class TestNotify : public QObject {
     Q_OBJECT
     std::unique_ptr<SettingsFixture> m_fixture;
     FakeNotifications m_center;
-    FakeBrowser m_browser;
     std::unique_ptr<Notify> m_notify;
 
 private slots:
     void init() {
         m_fixture = std::make_unique<SettingsFixture>();
         m_center.posted.clear();
-        m_browser.opened.clear();
-        m_notify = std::make_unique<Notify>(m_center, m_browser, m_fixture->settings);
+        m_notify = std::make_unique<Notify>(m_center, m_fixture->settings);
     }
 
     void setupDecidesWhetherNotificationsAreShown_data() {

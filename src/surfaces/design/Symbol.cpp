@@ -47,6 +47,12 @@ const QHash<QString, Drawing>& drawings() {
              p.drawPolyline(QPolygonF{{6.5, 5.5}, {10.5, 5.5}, {10.5, 9.5}});
          }},
         {QStringLiteral("chevron.right"), [](QPainter& p) { chevron(p, 0); }},
+        {QStringLiteral("chevron.left"), [](QPainter& p) { chevron(p, 180); }},
+        {QStringLiteral("arrow.clockwise"),
+         [](QPainter& p) {
+             p.drawArc(QRectF(3, 3, 10, 10), 100 * 16, 290 * 16);
+             p.drawPolyline(QPolygonF{{9.5, 1.5}, {12, 3.8}, {9.3, 5.8}});
+         }},
         {QStringLiteral("chevron.down"), [](QPainter& p) { chevron(p, 90); }},
         {QStringLiteral("clock"),
          [](QPainter& p) {
