@@ -19,26 +19,48 @@ struct Answer {
     int status = 0;
     QByteArray body;
     QByteArray contentType;
+    QByteArray location;
+    QByteArray setCookie;
+    QByteArray disposition;
+    qint64 length = -1; // the declared Content-Length
     QJsonObject json() const { return QJsonDocument::fromJson(body).object(); }
     QJsonArray list() const { return QJsonDocument::fromJson(body).array(); }
 };
 
-// One request over real HTTP, waited for on the event loop.
+// One request over real HTTP, waited for on the event loop. Redirects and cookies are the test's to follow.
 Answer send(const QUrl& url, const QByteArray& method = "GET", const QString& key = {},
             const std::optional<QByteArray>& body = std::nullopt,
-            const QByteArray& contentType = "application/json") {
+            const QByteArray& contentType = "application/json", const QByteArray& cookie = {}) {
     static QNetworkAccessManager network;
     QNetworkRequest request(url);
     request.setTransferTimeout(20'000);
+    request.setAttribute(QNetworkRequest::RedirectPolicyAttribute, QNetworkRequest::ManualRedirectPolicy);
+    request.setAttribute(QNetworkRequest::CookieLoadControlAttribute, QNetworkRequest::Manual);
+    request.setAttribute(QNetworkRequest::CookieSaveControlAttribute, QNetworkRequest::Manual);
     if (!key.isEmpty()) request.setRawHeader("Authorization", "Bearer " + key.toUtf8());
+    if (!cookie.isEmpty()) request.setRawHeader("Cookie", cookie);
     if (body) request.setRawHeader("Content-Type", contentType);
     std::unique_ptr<QNetworkReply> reply(body ? network.sendCustomRequest(request, method, *body)
                                               : network.sendCustomRequest(request, method));
     QEventLoop loop;
     QObject::connect(reply.get(), &QNetworkReply::finished, &loop, &QEventLoop::quit);
     if (!reply->isFinished()) loop.exec();
-    return {reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt(), reply->readAll(),
-            reply->header(QNetworkRequest::ContentTypeHeader).toByteArray()};
+    return {reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt(),
+            reply->readAll(),
+            reply->header(QNetworkRequest::ContentTypeHeader).toByteArray(),
+            reply->rawHeader("Location"),
+            reply->rawHeader("Set-Cookie"),
+            reply->rawHeader("Content-Disposition"),
+            reply->header(QNetworkRequest::ContentLengthHeader).toLongLong()};
+}
+
+// Runs SQL on the server's own SQLite file beside it, to change what no route changes.
+int execOnServer(const LocalPlatform& platform, const char* sql) {
+    sqlite3* db = nullptr;
+    if (sqlite3_open((platform.dataDir() + u"/platform.sqlite"_s).toUtf8(), &db) != SQLITE_OK) return -1;
+    const std::unique_ptr<sqlite3, decltype(&sqlite3_close)> closer(db, &sqlite3_close);
+    sqlite3_busy_timeout(db, 5000); // a transaction left open by the server would hold the write lock
+    return sqlite3_exec(db, sql, nullptr, nullptr, nullptr);
 }
 
 QByteArray jsonBody(const QJsonObject& object) {
@@ -72,6 +94,16 @@ class TestLocalPlatform : public QObject {
     // A fresh device sign-in.
     QJsonObject startDevice() {
         return post(u"/device/start"_s, {{"client", u"mac"_s}, {"name", u"Orvane for Mac"_s}}, {}).json();
+    }
+    // A page as a browser with this cookie asks for it.
+    Answer browse(const QString& path, const QByteArray& cookie = {}) {
+        return send(platform().url(path), "GET", {}, std::nullopt, {}, cookie);
+    }
+    // "ov_sess=<id>" of a new session from the one-time link.
+    QByteArray signInByLink() {
+        const Answer link =
+            browse(post(u"/auth/app-session"_s, {{"client", u"mac"_s}}).json()["url"_L1].toString());
+        return link.setCookie.split(';').first();
     }
     QString pollStatus(const QString& deviceCode, QJsonObject* reply = nullptr) {
         const QJsonObject answer = post(u"/device/poll"_s, {{"device_code", deviceCode}}, {}).json();
@@ -154,17 +186,12 @@ private slots:
 
     void aStatementThatFailsHalfwayLeavesNoTransactionOpen() {
         // A trigger of the test's own refuses the approval's second statement, after its first has run.
-        sqlite3* db = nullptr;
-        QCOMPARE(sqlite3_open((platform().dataDir() + u"/platform.sqlite"_s).toUtf8(), &db), SQLITE_OK);
-        const std::unique_ptr<sqlite3, decltype(&sqlite3_close)> closer(db, &sqlite3_close);
-        sqlite3_busy_timeout(db, 5000); // a transaction left open would hold the file's write lock
-        const auto exec = [db](const char* sql) { return sqlite3_exec(db, sql, nullptr, nullptr, nullptr); };
-        QCOMPARE(exec("CREATE TRIGGER refuse BEFORE UPDATE OF state ON devices WHEN NEW.state = 1 "
-                      "BEGIN SELECT RAISE(ABORT, 'refused'); END"),
+        QCOMPARE(execOnServer(platform(), "CREATE TRIGGER refuse BEFORE UPDATE OF state ON devices "
+                                          "WHEN NEW.state = 1 BEGIN SELECT RAISE(ABORT, 'refused'); END"),
                  SQLITE_OK);
         const QJsonObject first = startDevice();
         QVERIFY(!platform().approve(first["user_code"_L1].toString()));
-        QCOMPARE(exec("DROP TRIGGER refuse"), SQLITE_OK);
+        QCOMPARE(execOnServer(platform(), "DROP TRIGGER refuse"), SQLITE_OK);
 
         // The next writes go through, and the refused approval left nothing behind: its code is still
         // pending.
@@ -379,6 +406,158 @@ private slots:
 
         QCOMPARE(post(wrap, {{"day", u"2026-11-23"_s}}).status, 200);
         QCOMPARE(get(poll).json()["status"_L1].toString(), polls.first());
+    }
+
+    // The key buys a relative link that signs the browser in once and lands where it was asked to, on this
+    // site only.
+    void theAppSessionLinkSignsInOnce_data() {
+        QTest::addColumn<QString>("key");
+        QTest::addColumn<QJsonValue>("next"); // undefined: left out
+        QTest::addColumn<bool>("expired");
+        QTest::addColumn<int>("status");
+        QTest::addColumn<QString>("landing"); // where the link goes
+        const QJsonValue none(QJsonValue::Undefined);
+        row("lands on the page asked for", "dev-key", QJsonValue(u"/app/p/brevik/?a=1"_s), false, 200,
+            "/app/p/brevik/?a=1");
+        row("lands on the board home without a next", "dev-key", none, false, 200, "/app");
+        row("a protocol-relative next lands home", "dev-key", QJsonValue(u"//evil.example/app"_s), false, 200,
+            "/app");
+        row("a next with a backslash lands home", "dev-key", QJsonValue(u"/\\evil.example/app"_s), false, 200,
+            "/app");
+        row("an absolute next lands home", "dev-key", QJsonValue(u"https://evil.example/"_s), false, 200,
+            "/app");
+        row("an expired link goes to the sign-in form", "dev-key", none, true, 200, "/signin?next=/app");
+        row("a legacy workspace key is refused", "legacy-key", none, false, 401, "");
+    }
+    void theAppSessionLinkSignsInOnce() {
+        QFETCH(QString, key);
+        QFETCH(QJsonValue, next);
+        QFETCH(bool, expired);
+        QFETCH(int, status);
+        QFETCH(QString, landing);
+        QJsonObject body{{"client", u"mac"_s}};
+        if (!next.isUndefined()) body.insert(u"next"_s, next);
+        const Answer granted = post(u"/auth/app-session"_s, body, key);
+        QCOMPARE(granted.status, status);
+        if (status != 200) {
+            QVERIFY(granted.json().contains("error"_L1));
+            return;
+        }
+        const QString link = granted.json()["url"_L1].toString();
+        QVERIFY(link.startsWith("/auth/app?t="_L1));
+        if (expired) QCOMPARE(execOnServer(platform(), "UPDATE app_tokens SET expires_at = 0"), SQLITE_OK);
+
+        const Answer signedIn = browse(link);
+        QCOMPARE(signedIn.status, 302);
+        QCOMPARE(signedIn.location, landing.toUtf8());
+        const QJsonArray sessions = platform().webSessions();
+        QCOMPARE(sessions.size(), expired ? 0 : 1);
+        if (sessions.isEmpty()) return;
+        const QByteArray id = sessions[0]["id"_L1].toString().toUtf8();
+        QCOMPARE(signedIn.setCookie, "ov_sess=" + id + "; Path=/; HttpOnly; SameSite=Lax");
+        QCOMPARE(sessions[0].toObject(),
+                 (QJsonObject{{"id", QString::fromUtf8(id)}, {"account", 1}, {"via", u"app-session"_s}}));
+        QCOMPARE(browse(link).location, "/signin?next=/app"_ba); // used up
+    }
+
+    // Without a live session a board page sends the browser to sign in, naming itself to come back to.
+    void boardPagesNeedASession_data() {
+        QTest::addColumn<QString>("path");
+        QTest::addColumn<bool>("signedIn");
+        QTest::addColumn<QString>("location");
+        QTest::addColumn<QString>("shows");
+        row("the home without a cookie", "/app", false, "/signin?next=/app", "");
+        row("a board's query goes along", "/app/p/brevik/?light=1", false,
+            "/signin?next=/app/p/brevik/%3Flight%3D1", "");
+        row("a recording's id goes along encoded", "/app/r/rec:7", false, "/signin?next=/app/r/rec%3A7", "");
+        row("a board on the dark ground", "/app/p/brevik/", true, "",
+            "<title>Board brevik</title>|background:rgb(7, 8, 11)|id=\"download-cut\"");
+        row("a recording on the light ground", "/app/r/rec:7?light=1", true, "",
+            "<title>Recording rec:7</title>|background:rgb(251, 251, 250)|id=\"signout\"");
+    }
+    void boardPagesNeedASession() {
+        QFETCH(QString, path);
+        QFETCH(bool, signedIn);
+        QFETCH(QString, location);
+        QFETCH(QString, shows);
+        const QByteArray cookie = signedIn ? signInByLink() : QByteArray();
+        const Answer answer = browse(path, cookie);
+        QCOMPARE(answer.status, location.isEmpty() ? 200 : 302);
+        QCOMPARE(answer.location, location.toUtf8());
+        for (const QString& part : shows.split(u'|', Qt::SkipEmptyParts))
+            QVERIFY2(answer.body.contains(part.toUtf8()), qPrintable(part));
+        QCOMPARE(platform().requests().last()["headers"_L1]["Cookie"_L1].toString().toUtf8(), cookie);
+    }
+
+    void theSignInFormSignsInAnyAccountWithAPassword_data() {
+        QTest::addColumn<QByteArray>("fields");
+        QTest::addColumn<QByteArray>("location"); // empty: the form again
+        row("the account's e-mail goes to next",
+            "email=dev%40orvane.test&password=x&next=%2Fapp%2Fr%2F7%3Flight%3D1"_ba, "/app/r/7?light=1"_ba);
+        row("an empty password shows the form again",
+            "email=dev%40orvane.test&password=&next=%2Fapp%2Fr%2F7"_ba, QByteArray());
+        row("an unknown e-mail shows the form again",
+            "email=nobody%40orvane.test&password=x&next=%2Fapp%2Fr%2F7"_ba, QByteArray());
+    }
+    void theSignInFormSignsInAnyAccountWithAPassword() {
+        QFETCH(QByteArray, fields);
+        QFETCH(QByteArray, location);
+        QVERIFY(browse(u"/signin?next=%2Fapp%2Fr%2F7"_s).body.contains(R"(name="next" value="/app/r/7")"));
+        const Answer answer =
+            send(platform().url(u"/signin"_s), "POST", {}, fields, "application/x-www-form-urlencoded");
+        QCOMPARE(answer.status, location.isEmpty() ? 200 : 303);
+        QCOMPARE(answer.location, location);
+        const QJsonArray sessions = platform().webSessions();
+        QCOMPARE(sessions.size(), location.isEmpty() ? 0 : 1);
+        if (location.isEmpty()) {
+            QVERIFY(answer.body.contains("That e-mail and password do not sign in."));
+            QVERIFY(answer.body.contains(R"(name="next" value="/app/r/7")"));
+            return;
+        }
+        QCOMPARE(sessions[0]["via"_L1].toString(), u"form"_s);
+        QVERIFY(answer.setCookie.startsWith("ov_sess=" + sessions[0]["id"_L1].toString().toUtf8() + ";"));
+    }
+
+    // Either sign-out ends the session its cookie names and no other; the app's answers 200 all the same.
+    void signingOutEndsTheNamedSession_data() {
+        QTest::addColumn<QString>("route");
+        QTest::addColumn<bool>("own"); // the cookie sent names the session, else one that never was
+        row("the page's sign-out", "/signout", true);
+        row("the app's sign-out", "/auth/signout", true);
+        row("the app's sign-out of an unknown session", "/auth/signout", false);
+    }
+    void signingOutEndsTheNamedSession() {
+        QFETCH(QString, route);
+        QFETCH(bool, own);
+        const QByteArray cookie = signInByLink();
+        signInByLink(); // another browser's, which stays
+        QJsonArray after = platform().webSessions();
+        if (own) after.removeFirst();
+        const QByteArray sent = own ? cookie : "ov_sess=unknown"_ba;
+        if (route == "/signout"_L1) {
+            const Answer answer = browse(route, sent);
+            QCOMPARE(answer.location, "/signin?out=1"_ba);
+            QCOMPARE(answer.setCookie, "ov_sess=; Path=/; Max-Age=0; HttpOnly; SameSite=Lax"_ba);
+            QVERIFY(browse(QString::fromUtf8(answer.location)).body.contains("You are signed out."));
+        } else {
+            const Answer answer = send(platform().url(route), "POST", {}, "{}"_ba, "application/json", sent);
+            QCOMPARE(answer.status, 200);
+            QCOMPARE(answer.body, "{}"_ba);
+        }
+        QCOMPARE(platform().webSessions(), after);
+        QCOMPARE(browse(u"/app"_s, cookie).status, own ? 302 : 200);
+    }
+
+    // Both downloads come as attachments; the cut one declares a megabyte and breaks off after far less. (Qt
+    // may call the cut reply finished without an error, so the bytes tell.)
+    void downloadsComeAsAttachments() {
+        const Answer notes = browse(u"/app/files/notes.pdf"_s);
+        QCOMPARE(notes.disposition, R"(attachment; filename="notes.pdf")"_ba);
+        QVERIFY(notes.body.startsWith("%PDF-") && notes.body.size() == notes.length);
+        const Answer cut = browse(u"/app/files/cut.bin"_s);
+        QCOMPARE(cut.disposition, R"(attachment; filename="cut.bin")"_ba);
+        QCOMPARE(cut.length, 1024 * 1024);
+        QVERIFY(cut.body.size() > 0 && cut.body.size() < cut.length);
     }
 };
 

@@ -145,3 +145,7 @@ QJsonArray LocalPlatform::todos(const QString& scope) {
                    .body)
         .array();
 }
+
+QJsonArray LocalPlatform::webSessions() {
+    return QJsonDocument::fromJson(control("GET", QStringLiteral("/__control/web-sessions")).body).array();
+}

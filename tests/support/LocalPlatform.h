@@ -79,6 +79,9 @@ public:
     // Every to-do of a scope ("project:brevik", "personal:1", "legacy:local"), done ones too, oldest first:
     // id (as text), title, status, notes and source (null when none was sent), inbox.
     QJsonArray todos(const QString& scope);
+    // The live web sessions, oldest first: id (the ov_sess cookie's value), account, and via, "form" or
+    // "app-session" (the one-time link).
+    QJsonArray webSessions();
 
 private:
     struct ControlReply {

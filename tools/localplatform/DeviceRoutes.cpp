@@ -1,80 +1,36 @@
+#include "Clock.h"
 #include "Json.h"
 #include "RouteTable.h"
 #include "Routes.h"
 #include "Store.h"
-
-#include <chrono>
+#include "WebText.h"
 
 namespace {
 
 constexpr std::int64_t codeLifetime = 600; // seconds
 constexpr int pollInterval = 1;            // seconds; the client never polls faster
-// The local platform has no web sessions yet: the approval page signs in this account.
+// The account that the approval page, and the control route without an e-mail, sign in.
 const std::string pageAccount = "dev@orvane.test";
 
-std::int64_t secondsNow() {
-    return std::chrono::duration_cast<std::chrono::seconds>(
-               std::chrono::system_clock::now().time_since_epoch())
-        .count();
-}
-
-std::string escaped(const std::string& text) {
-    std::string out;
-    for (const char c : text) {
-        switch (c) {
-        case '&':
-            out += "&amp;";
-            break;
-        case '<':
-            out += "&lt;";
-            break;
-        case '>':
-            out += "&gt;";
-            break;
-        case '"':
-            out += "&quot;";
-            break;
-        default:
-            out += c;
-        }
-    }
-    return out;
-}
-
 std::string page(const std::string& title, const std::string& content) {
-    return "<!doctype html>\n<html><head><meta charset=\"utf-8\"><title>" + escaped(title) +
-           "</title></head>\n<body><h1>" + escaped(title) + "</h1>\n" + content + "\n</body></html>\n";
-}
-
-std::string queryComponent(const std::string& text) {
-    static constexpr char digits[] = "0123456789ABCDEF";
-    std::string out;
-    for (const unsigned char c : text) {
-        if (std::isalnum(c) || c == '-' || c == '_' || c == '.' || c == '~') {
-            out += char(c);
-        } else {
-            out += '%';
-            out += digits[c >> 4];
-            out += digits[c & 15];
-        }
-    }
-    return out;
+    return "<!doctype html>\n<html><head><meta charset=\"utf-8\"><title>" + htmlEscaped(title) +
+           "</title></head>\n<body><h1>" + htmlEscaped(title) + "</h1>\n" + content + "\n</body></html>\n";
 }
 
 Reply approvalPage(const Exchange& exchange) {
     const std::string code = exchange.query("code");
-    const std::string action = "?code=" + queryComponent(code);
+    const std::string action = "?code=" + percentEncoded(code);
     return Reply::html(page("Sign in to Orvane", "<p>Is this the code that Orvane shows? <strong>" +
-                                                     escaped(code) +
+                                                     htmlEscaped(code) +
                                                      "</strong></p>\n"
                                                      "<form method=\"post\" action=\"/app/device/approve" +
-                                                     escaped(action) +
+                                                     htmlEscaped(action) +
                                                      "\"><button type=\"submit\">Approve</button></form>\n"
                                                      "<form method=\"post\" action=\"/app/device/decline" +
-                                                     escaped(action) +
+                                                     htmlEscaped(action) +
                                                      "\"><button type=\"submit\">Decline</button></form>\n"
                                                      "<p>Approving signs in as " +
-                                                     escaped(pageAccount) + ".</p>"));
+                                                     htmlEscaped(pageAccount) + ".</p>"));
 }
 
 Reply pollReply(Store& store, Exchange& exchange) {
@@ -109,7 +65,7 @@ void addDeviceRoutes(RouteTable& routes, RouteTable& control, Store& store, bool
         return Reply::json(
             QJsonObject{{"device_code", qtext(grant.deviceCode)},
                         {"user_code", qtext(grant.userCode)},
-                        {"verify_url", qtext("/app/device?code=" + queryComponent(grant.userCode))},
+                        {"verify_url", qtext("/app/device?code=" + percentEncoded(grant.userCode))},
                         {"interval", pollInterval},
                         {"expires_in", qint64(codeLifetime)}});
     };

@@ -27,6 +27,10 @@ const std::string& Exchange::path() const {
     return m_request.path;
 }
 
+const std::string& Exchange::target() const {
+    return m_request.target;
+}
+
 std::string Exchange::header(const std::string& name) const {
     return m_request.get_header_value(name.c_str());
 }
@@ -39,6 +43,22 @@ std::string Exchange::bearer() const {
     static constexpr std::string_view scheme = "Bearer ";
     const std::string authorization = header("Authorization");
     return authorization.starts_with(scheme) ? authorization.substr(scheme.size()) : std::string();
+}
+
+std::string Exchange::cookie(std::string_view name) const {
+    // "a=1; b=2": pairs apart by semicolons, blanks around them.
+    const std::string cookies = header("Cookie");
+    std::string_view rest = cookies;
+    while (!rest.empty()) {
+        const std::size_t end = rest.find(';');
+        std::string_view pair = rest.substr(0, end);
+        rest.remove_prefix(end == std::string_view::npos ? rest.size() : end + 1);
+        while (pair.starts_with(' '))
+            pair.remove_prefix(1);
+        if (pair.starts_with(name) && pair.substr(name.size()).starts_with('='))
+            return std::string(pair.substr(name.size() + 1));
+    }
+    return {};
 }
 
 bool Exchange::fromLoopback() const {
@@ -68,6 +88,12 @@ QJsonObject Exchange::json() {
     if (error.error != QJsonParseError::NoError || !document.isObject())
         throw HttpError(400, "the body is not a JSON object");
     return document.object();
+}
+
+std::map<std::string, std::string> Exchange::form() {
+    httplib::Params fields;
+    httplib::detail::parse_query_text(body(), fields);
+    return {fields.begin(), fields.end()};
 }
 
 std::uint64_t Exchange::receive(const Sink& sink) {

@@ -5,6 +5,7 @@
 #include <QJsonObject>
 #include <cstdint>
 #include <functional>
+#include <map>
 #include <optional>
 #include <string>
 
@@ -36,10 +37,14 @@ public:
 
     const std::string& method() const;
     const std::string& path() const;
+    // The path and query as the client sent them, still percent-encoded.
+    const std::string& target() const;
     std::string header(const std::string& name) const;
     std::string query(const std::string& name) const;
     // The key after "Bearer " in Authorization; empty when there is none.
     std::string bearer() const;
+    // The value of the named cookie in the Cookie header; empty when it is not there.
+    std::string cookie(std::string_view name) const;
     bool fromLoopback() const;
 
     const std::string& param(std::string_view name) const;
@@ -50,6 +55,8 @@ public:
     const std::string& body();
     // The body as a JSON object; an empty body is an empty object, anything else that is not one answers 400.
     QJsonObject json();
+    // The fields of a form-encoded body, decoded; the first of each name.
+    std::map<std::string, std::string> form();
     // Streams the body into the sink; the number of bytes.
     std::uint64_t receive(const Sink& sink);
     // Reads what is left; the whole body's size.

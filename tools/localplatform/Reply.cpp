@@ -17,3 +17,8 @@ Reply Reply::error(int status, const std::string& message) {
 Reply Reply::html(std::string page, int status) {
     return {status, std::move(page), "text/html; charset=utf-8"};
 }
+
+Reply Reply::redirect(int status, std::string location) {
+    Reply reply{status, {}, "text/plain; charset=utf-8"};
+    return reply.withHeader("Location", std::move(location));
+}

@@ -13,6 +13,15 @@ Reply faultReply(const Fault& fault) {
     return {fault.status, fault.body, fault.contentType};
 }
 
+// Declares the reply's length, sends its shorter body and then refuses the rest, which closes the connection.
+void sendCut(httplib::Response& response, Reply reply) {
+    response.set_content_provider(
+        std::size_t(*reply.declaredLength), reply.contentType,
+        [body = std::move(reply.body)](std::size_t offset, std::size_t, httplib::DataSink& sink) {
+            return offset < body.size() && sink.write(body.data() + offset, body.size() - offset);
+        });
+}
+
 } // namespace
 
 Server::Server(const Options& options)
@@ -21,6 +30,7 @@ Server::Server(const Options& options)
     addControlRoutes(m_control, m_store, m_faults, m_log, m_switches, m_generation);
     addAccountRoutes(m_platform, m_store, options.appPaths);
     addDeviceRoutes(m_platform, m_control, m_store, options.appPaths);
+    addWebRoutes(m_platform, m_control, m_store);
     addDestinationRoutes(m_inDestination, m_store, m_generation, m_switches);
     addCallRoutes(m_inDestination, m_store, m_switches, options.dataDir / "audio");
 
@@ -71,7 +81,12 @@ void Server::handle(const httplib::Request& request, httplib::Response& response
     const std::uint64_t bodySize = exchange.finish();
     if (logged) m_log.setBodySize(*logged, bodySize);
     response.status = reply.status;
-    response.set_content(reply.body, reply.contentType.c_str());
+    for (const auto& [name, value] : reply.headers)
+        response.set_header(name, value);
+    if (reply.declaredLength)
+        sendCut(response, std::move(reply));
+    else
+        response.set_content(reply.body, reply.contentType.c_str());
 }
 
 Reply Server::answer(Exchange& exchange) {

@@ -4,7 +4,7 @@
 
 namespace {
 
-constexpr int schemaVersion = 5;
+constexpr int schemaVersion = 6;
 
 const char* const schema = R"sql(
 CREATE TABLE accounts (id INTEGER PRIMARY KEY, email TEXT UNIQUE NOT NULL, name TEXT NOT NULL);
@@ -27,6 +27,9 @@ CREATE TABLE suggestions (call INTEGER NOT NULL, id TEXT NOT NULL, state TEXT NO
 CREATE TABLE devices (number INTEGER PRIMARY KEY AUTOINCREMENT, device_code TEXT UNIQUE, user_code TEXT UNIQUE,
                       client TEXT NOT NULL, name TEXT NOT NULL, state INTEGER NOT NULL, expires_at INTEGER NOT NULL,
                       key TEXT, account INTEGER);
+CREATE TABLE app_tokens (token TEXT PRIMARY KEY, account INTEGER NOT NULL, next TEXT, expires_at INTEGER NOT NULL);
+CREATE TABLE web_sessions (number INTEGER PRIMARY KEY AUTOINCREMENT, id TEXT UNIQUE NOT NULL,
+                           account INTEGER NOT NULL, via TEXT NOT NULL);
 )sql";
 
 // One account with a key, two projects and a contact seat, each with its team (Tess is in two), a legacy
@@ -53,7 +56,7 @@ DROP TABLE IF EXISTS accounts; DROP TABLE IF EXISTS account_keys; DROP TABLE IF 
 DROP TABLE IF EXISTS members;
 DROP TABLE IF EXISTS seats; DROP TABLE IF EXISTS legacy_workspaces; DROP TABLE IF EXISTS todos;
 DROP TABLE IF EXISTS workdays; DROP TABLE IF EXISTS wraps; DROP TABLE IF EXISTS calls; DROP TABLE IF EXISTS devices;
-DROP TABLE IF EXISTS suggestions;
+DROP TABLE IF EXISTS suggestions; DROP TABLE IF EXISTS app_tokens; DROP TABLE IF EXISTS web_sessions;
 )sql";
 
 } // namespace
@@ -363,4 +366,48 @@ bool Store::denyDevice(const std::string& userCode) {
             .bind(int(DeviceState::Denied), *n)
             .run();
     return n.has_value();
+}
+
+void Store::addAppToken(const std::string& token, const AppToken& grant, std::int64_t expiresAt) {
+    const std::lock_guard lock(m_mutex);
+    m_db.prepare("INSERT INTO app_tokens VALUES (?, ?, ?, ?)")
+        .bind(token, grant.account, grant.next, expiresAt)
+        .run();
+}
+
+std::optional<Store::AppToken> Store::redeemAppToken(const std::string& token, std::int64_t now) {
+    const std::lock_guard lock(m_mutex);
+    Statement row =
+        m_db.prepare("DELETE FROM app_tokens WHERE token = ? RETURNING account, next, expires_at");
+    if (!row.bind(token).step()) return std::nullopt;
+    if (now > row.integer(2)) return std::nullopt;
+    return AppToken{row.integer(0), row.optionalText(1)};
+}
+
+void Store::addWebSession(const WebSession& session) {
+    const std::lock_guard lock(m_mutex);
+    m_db.prepare("INSERT INTO web_sessions (id, account, via) VALUES (?, ?, ?)")
+        .bind(session.id, session.account, session.via)
+        .run();
+}
+
+std::optional<std::int64_t> Store::webSessionAccount(const std::string& id) {
+    const std::lock_guard lock(m_mutex);
+    Statement row = m_db.prepare("SELECT account FROM web_sessions WHERE id = ?");
+    if (!row.bind(id).step()) return std::nullopt;
+    return row.integer(0);
+}
+
+void Store::endWebSession(const std::string& id) {
+    const std::lock_guard lock(m_mutex);
+    m_db.prepare("DELETE FROM web_sessions WHERE id = ?").bind(id).run();
+}
+
+std::vector<Store::WebSession> Store::webSessions() {
+    const std::lock_guard lock(m_mutex);
+    Statement rows = m_db.prepare("SELECT id, account, via FROM web_sessions ORDER BY number");
+    std::vector<WebSession> result;
+    while (rows.step())
+        result.push_back({rows.text(0), rows.integer(1), rows.text(2)});
+    return result;
 }

@@ -82,6 +82,19 @@ public:
         std::optional<std::int64_t> accountId;
     };
 
+    // A signed-in browser: `id` is its cookie's value; `via` says how it signed in ("form" or
+    // "app-session").
+    struct WebSession {
+        std::string id;
+        std::int64_t account = 0;
+        std::string via;
+    };
+    // What a one-time web login was issued for.
+    struct AppToken {
+        std::int64_t account = 0;
+        std::optional<std::string> next;
+    };
+
     explicit Store(const std::string& file);
 
     // Back to the seed, as at first start.
@@ -133,6 +146,16 @@ public:
     // An approval issues a key of the account. Both are false for a code that is unknown or already decided.
     bool approveDevice(const std::string& userCode, std::int64_t account);
     bool denyDevice(const std::string& userCode);
+
+    void addAppToken(const std::string& token, const AppToken& grant, std::int64_t expiresAt);
+    // The token's grant, once: redeeming removes it, and one past its time grants nothing.
+    std::optional<AppToken> redeemAppToken(const std::string& token, std::int64_t now);
+
+    void addWebSession(const WebSession& session);
+    std::optional<std::int64_t> webSessionAccount(const std::string& id);
+    void endWebSession(const std::string& id);
+    // Oldest first.
+    std::vector<WebSession> webSessions();
 
 private:
     void createAndSeed();
