@@ -25,7 +25,9 @@
 #include <QWebEngineLoadingInfo>
 #include <QWebEngineProfile>
 #include <QWebEngineSettings>
+#include <QWebEngineUrlRequestJob>
 #include <QWebEngineUrlScheme>
+#include <QWebEngineUrlSchemeHandler>
 #include <QWebEngineView>
 #include <algorithm>
 #include <unistd.h>
@@ -58,12 +60,20 @@ QUrl originOf(const QNetworkCookie& cookie, const QString& base) {
     return origin;
 }
 
+// Answers every request of the app's scheme with a refusal.
+class RefusedScheme : public QWebEngineUrlSchemeHandler {
+public:
+    using QWebEngineUrlSchemeHandler::QWebEngineUrlSchemeHandler;
+    void requestStarted(QWebEngineUrlRequestJob* job) override {
+        job->fail(QWebEngineUrlRequestJob::RequestDenied);
+    }
+};
+
 } // namespace
 
 void Board::prepareEngine() {
     QWebEngineUrlScheme scheme("orvane");
     scheme.setSyntax(QWebEngineUrlScheme::Syntax::Path);
-    scheme.setFlags(QWebEngineUrlScheme::LocalScheme | QWebEngineUrlScheme::LocalAccessAllowed);
     QWebEngineUrlScheme::registerScheme(scheme);
     QCoreApplication::setAttribute(Qt::AA_ShareOpenGLContexts);
     if (::geteuid() == 0 && qEnvironmentVariableIsEmpty("QTWEBENGINE_DISABLE_SANDBOX")) {
@@ -79,6 +89,7 @@ Board::Board(Inputs inputs, QObject* parent)
 Board::~Board() {
     // Pages go before the profile they belong to.
     delete m_window.data();
+    delete m_closing.data();
 }
 
 bool Board::isOpen() const {
@@ -164,6 +175,8 @@ void Board::ensureProfile() {
                                 QString::fromLatin1(API::userAgent));
     m_profile->settings()->setAttribute(QWebEngineSettings::ErrorPageEnabled, false);
     m_profile->settings()->setAttribute(QWebEngineSettings::FullScreenSupportEnabled, true);
+    // The app's links are the navigation rules' to take; a load that got past them has nothing to show.
+    m_profile->installUrlSchemeHandler("orvane", new RefusedScheme(m_profile));
     m_cookies.follow(*m_profile->cookieStore(), this);
     m_profile->cookieStore()->loadAllCookies();
     connect(m_profile, &QWebEngineProfile::downloadRequested, this, &Board::download);
@@ -430,10 +443,14 @@ void Board::download(QWebEngineDownloadRequest* request) {
     request->setDownloadDirectory(dir);
     request->setDownloadFileName(QFileInfo(path).fileName());
     m_downloads.insert(request, path);
-    connect(request, &QWebEngineDownloadRequest::isFinishedChanged, this, [this, request] {
-        if (!request->isFinished()) return;
+    // A download cut short waits to be resumed, unfinished; nothing here resumes it, so it ends as failed.
+    connect(request, &QWebEngineDownloadRequest::stateChanged, this, [this, request] {
+        const auto state = request->state();
+        if (state == QWebEngineDownloadRequest::DownloadRequested ||
+            state == QWebEngineDownloadRequest::DownloadInProgress || !m_downloads.contains(request))
+            return;
         const QString file = m_downloads.take(request);
-        if (request->state() == QWebEngineDownloadRequest::DownloadCompleted) {
+        if (state == QWebEngineDownloadRequest::DownloadCompleted) {
             slog(QStringLiteral("board: downloaded ") + QFileInfo(file).fileName());
             emit downloadFinished(file, true);
         } else {
@@ -498,6 +515,9 @@ void Board::closed() {
     m_pendingTarget.reset();
     m_webSignedOut = false;
     setDock(false);
+    // The window deletes itself once its close is done; until then it is only kept to go before the profile.
+    m_closing = m_window;
+    m_window.clear();
     slog(QStringLiteral("board: window closed"));
     emit windowClosed();
 }

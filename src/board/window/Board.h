@@ -136,6 +136,7 @@ private:
     std::unique_ptr<QTemporaryDir> m_throwaway;
     QWebEngineProfile* m_profile = nullptr;
     QPointer<BoardWindow> m_window;
+    QPointer<BoardWindow> m_closing;
 
     std::optional<QUrl> m_lastRequested;
     std::optional<QUrl> m_pendingTarget;
