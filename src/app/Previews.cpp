@@ -3,9 +3,11 @@
 #include "app/IconSet.h"
 #include "app/PanelPreviews.h"
 #include "app/WrapSamples.h"
+#include "board/window/Board.h"
 #include "core/Keychain.h"
 #include "core/Paths.h"
 #include "os/FileSecretStore.h"
+#include "server/Platform.h"
 #include "server/Settings.h"
 #include "server/SignIn.h"
 #include "surfaces/Browser.h"
@@ -33,6 +35,11 @@
 #include "workday/WrapModel.h"
 
 #include <QBoxLayout>
+#include <QDeadlineTimer>
+#include <QEventLoop>
+#include <QTimer>
+#include <QWebEngineView>
+
 #include <QNetworkAccessManager>
 #include <QPainter>
 #include <QTemporaryDir>
@@ -537,6 +544,27 @@ void renderTray(const QString& dir) {
         }
 }
 
+// The page the board shows when the platform cannot be reached, as the engine draws it.
+void renderBoardFailure(const QString& dir) {
+    QWebEngineView view; // the engine's default profile keeps nothing on disk
+    view.resize(960, 600);
+    view.page()->setBackgroundColor(Board::darkBG);
+    QEventLoop loaded;
+    QObject::connect(&view, &QWebEngineView::loadFinished, &loaded, &QEventLoop::quit);
+    QTimer::singleShot(std::chrono::seconds(30), &loaded, &QEventLoop::quit);
+    view.setHtml(Board::failurePage(Platform::defaultBase, QStringLiteral("net::ERR_CONNECTION_REFUSED")));
+    view.show();
+    loaded.exec();
+    // The view paints a moment after the load: wait until the text is on it.
+    QImage image;
+    QDeadlineTimer painted(std::chrono::seconds(10));
+    do {
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 50);
+        image = view.grab().toImage();
+    } while (!painted.hasExpired() && Board::isBlank(image));
+    image.save(dir + QStringLiteral("/board-failure.png"));
+}
+
 } // namespace
 
 void render(const QString& dir) {
@@ -544,6 +572,7 @@ void render(const QString& dir) {
     renderTray(dir);
     writeIconSet(dir + QStringLiteral("/iconset"));
     renderDesign(dir);
+    renderBoardFailure(dir);
     NoteCard::image(
         QStringLiteral("Their pricing page leads with the annual plan; ask whether the monthly price "
                        "is still on offer for teams under ten seats."))

@@ -57,6 +57,7 @@ int main(int argc, char** argv) {
         writeIconSet(mode.dir);
         return 0;
     case EntryMode::RenderPreviews: {
+        Board::prepareEngine();
         QApplication app(argc, argv);
         Previews::render(mode.dir);
         return 0;

@@ -1,4 +1,5 @@
 #include "RequiredServices.h"
+#include "board/window/Board.h"
 #include "core/Keychain.h"
 #include "os/FileSecretStore.h"
 #include "os/linux/Backends.h"
@@ -164,6 +165,10 @@ private slots:
             for (const QString& scheme : {QStringLiteral("dark"), QStringLiteral("light")})
                 QVERIFY2(!picture(QStringLiteral("wrap-%1-%2").arg(state, scheme)).isNull(),
                          qPrintable(state));
+        // The board's failure page, drawn by the web engine on its dark ground.
+        const QImage failure = picture(QStringLiteral("board-failure"));
+        QVERIFY(qGray(failure.pixel(1, 1)) < 30);
+        QVERIFY(!Board::isBlank(failure));
         // Each palette has its own ground.
         QVERIFY(qGray(picture(QStringLiteral("design-orb-dark")).pixel(1, 1)) < 30);
         QVERIFY(qGray(picture(QStringLiteral("design-orb-light")).pixel(1, 1)) > 230);

@@ -526,14 +526,7 @@ void Board::writeShot(const QString& path) {
     if (!m_window) return;
     // The view paints a moment after its page has loaded: a picture of one colour is taken again.
     const QImage image = m_window->grab().toImage();
-    const auto blank = [&image] {
-        const QRgb first = image.pixel(image.width() / 2, image.height() / 2);
-        for (int y = 0; y < image.height(); y += 16)
-            for (int x = 0; x < image.width(); x += 16)
-                if (image.pixel(x, y) != first) return false;
-        return true;
-    };
-    if (blank() && m_shotTries++ < 30) {
+    if (isBlank(image.copy(m_window->findChild<QWebEngineView*>()->geometry())) && m_shotTries++ < 30) {
         QTimer::singleShot(100, this, [this, path] { writeShot(path); });
         return;
     }
@@ -542,6 +535,15 @@ void Board::writeShot(const QString& path) {
         slog(QStringLiteral("board: picture of the window in ") + path);
     else
         slog(QStringLiteral("board: could not write the picture ") + path);
+}
+
+bool Board::isBlank(const QImage& image) {
+    if (image.isNull()) return true;
+    const QRgb ground = image.pixel(0, 0);
+    for (int y = 0; y < image.height(); y += 8)
+        for (int x = 0; x < image.width(); x += 8)
+            if (image.pixel(x, y) != ground) return false;
+    return true;
 }
 
 void Board::setDock(bool open) {

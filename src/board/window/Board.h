@@ -91,6 +91,8 @@ public:
     // The name in `dir` that is neither a file nor in `taken`: "notes.pdf", then "notes 2.pdf",
     // "notes 3.pdf".
     static QString uniqueFile(const QString& dir, const QString& name, const QSet<QString>& taken = {});
+    // One colour all over, as a web view is before it paints.
+    static bool isBlank(const QImage& image);
     // The page shown when the platform cannot be reached.
     static QString failurePage(const QString& base, const QString& description);
 
