@@ -153,6 +153,15 @@ void AppDelegate::continueWithKeys() {
     runLaunchModes();
 }
 
+void AppDelegate::openLinks(const QStringList& links, const QString& token) {
+    slog(QStringLiteral("links from another start: %1 (token \"%2\")")
+             .arg(links.join(QLatin1Char(' ')), token));
+}
+
+void AppDelegate::reopen(const QString& token) {
+    slog(QStringLiteral("reopened (token \"%1\")").arg(token));
+}
+
 void AppDelegate::makeStatusItem() {
     Services& s = m_services;
     if (m_modes.headless() || !s.makeStatusItem) return;

@@ -79,6 +79,13 @@ public:
     const UploadState::State& upload() const { return m_upload.state(); }
     WindowBox& windows() { return *m_windowBox; }
 
+public slots:
+    // Links of another start, or of this one once launched, in the order given; the token lets the window
+    // that shows them take the focus.
+    void openLinks(const QStringList& links, const QString& token);
+    // Another start without links: the user asks for Orvane again.
+    void reopen(const QString& token);
+
 signals:
     void menuRebuilt();
 
