@@ -82,10 +82,11 @@ public:
     WindowBox& windows() { return *m_windowBox; }
     Board& board() { return *m_board; }
 
-    // Links handed over by the desktop or by a second start, in order; `token` lets the window manager focus
-    // the board.
+public slots:
+    // Links of another start, or of this one once launched, in the order given; the token lets the window
+    // that shows them take the focus.
     void openLinks(const QStringList& links, const QString& token);
-    // The desktop's "reopen": the app was started again without links.
+    // Another start without links: the user asks for Orvane again.
     void reopen(const QString& token);
 
 signals:

@@ -72,23 +72,36 @@ int main(int argc, char** argv) {
         break;
     }
 
+    // Read before Qt takes the startup id for its own first window.
+    const StartRequest start = StartRequest::fromStart(args.list(), QProcessEnvironment::systemEnvironment());
     Board::prepareEngine();
     QApplication app(argc, argv);
     QApplication::setQuitOnLastWindowClosed(false);
     qInstallMessageHandler(toLog);
 
     SingleCopy single;
-    if (mode.singleCopy && !single.claim()) {
+    if (mode.singleCopy) {
         // The system log only: orvane.log belongs to the copy that runs.
-        std::fputs("[Orvane] already running\n", stderr);
-        return 0;
+        switch (single.claim(start)) {
+        case SingleCopy::Claim::Ours:
+            break;
+        case SingleCopy::Claim::HandedOver:
+            std::fputs("[Orvane] already running\n", stderr);
+            return 0;
+        case SingleCopy::Claim::Unanswered:
+            std::fputs("[Orvane] another copy runs but does not answer\n", stderr);
+            return 1;
+        }
     }
 
     const auto services = Services::build(config);
     AppDelegate delegate(*services, args);
     UnixSignals unixSignals;
     QObject::connect(&unixSignals, &UnixSignals::terminationRequested, &delegate, &AppDelegate::requestQuit);
+    QObject::connect(&single, &SingleCopy::opened, &delegate, &AppDelegate::openLinks);
+    QObject::connect(&single, &SingleCopy::activated, &delegate, &AppDelegate::reopen);
     delegate.applicationDidFinishLaunching();
+    single.ready();
     const int status = QApplication::exec();
     slogFlush();
     return status;

@@ -67,7 +67,8 @@ QString Board::failurePage(const QString& base, const QString& description) {
                "font:14px system-ui,-apple-system,sans-serif;text-align:center}"
                "b{display:block;color:#f3f5f8;font-size:17px;margin-bottom:6px}"
                "kbd{font:12px ui-monospace,monospace;color:#c6ff3d}"
-               "</style></head><body><div><b>Can\u2019t reach %1</b>%2<br><br>Press <kbd>Ctrl+R</kbd> to try "
+               "</style><title>Orvane</title></head><body><div><b>Can\u2019t reach %1</b>%2<br><br>Press "
+               "<kbd>Ctrl+R</kbd> to try "
                "again.</div></body></html>")
         .arg(host.isEmpty() ? QStringLiteral("Orvane") : host, shown);
 }
