@@ -255,7 +255,7 @@ void AppDelegate::runLaunchModes() {
     if (m_modes.signIn) m_account.startSignIn();
     if (m_modes.uiCheck) QTimer::singleShot(std::chrono::seconds(1), this, &AppDelegate::runUiCheck);
     if (m_modes.boardCheck) runBoardCheck();
-    if (const QString shot = m_services.config.boardShot; !shot.isEmpty())
+    if (const QString shot = m_services.config.boardShot; !shot.isEmpty() && !m_modes.boardCheck)
         connect(
             m_board.get(), &Board::pageFinished, this,
             [this, shot](const QUrl& url, bool ok) {
@@ -287,7 +287,7 @@ void AppDelegate::runBoardCheck() {
         std::fflush(stdout);
         slog(line);
     };
-    auto* check = new BoardCheck(*m_board, print, this);
+    auto* check = new BoardCheck(*m_board, m_services.config.boardShot, print, this);
     connect(check, &BoardCheck::finished, this,
             [](int failures) { QCoreApplication::exit(failures ? 1 : 0); });
     check->start();
@@ -322,13 +322,24 @@ void AppDelegate::showWrapPreview() {
     WrapView::open(*m_windowBox, std::move(model), m_pages);
 }
 
+// The board signs in with the account key: a link that comes while a locked keyring still holds the key
+// waits for it rather than land on the sign-in page.
 void AppDelegate::openLinks(const QStringList& links, const QString& token) {
-    for (const QString& link : links)
-        m_board->openDeepLink(QUrl(link), token);
+    afterKeys([this, links, token] {
+        for (const QString& link : links)
+            m_board->openDeepLink(QUrl(link), token);
+    });
 }
 
 void AppDelegate::reopen(const QString& token) {
-    m_board->show(std::nullopt, token);
+    afterKeys([this, token] { m_board->show(std::nullopt, token); });
+}
+
+void AppDelegate::afterKeys(const std::function<void()>& run) {
+    if (m_services.keychain->loading())
+        connect(m_services.keychain.get(), &Keychain::settled, this, run, Qt::SingleShotConnection);
+    else
+        run();
 }
 
 void AppDelegate::recordingSaved(std::shared_ptr<Session> session) {

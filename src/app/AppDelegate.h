@@ -95,6 +95,8 @@ signals:
 private:
     void wireFlows();
     void continueWithKeys();
+    // Runs `run` now, or once the keychain has answered.
+    void afterKeys(const std::function<void()>& run);
     void makeStatusItem();
     void showPanelWindow();
     // The tray icon and its tooltip follow the recording and the uploads.

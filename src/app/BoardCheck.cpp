@@ -2,6 +2,7 @@
 
 #include "board/window/Board.h"
 
+#include <QImage>
 #include <QTimer>
 #include <QWebEnginePage>
 #include <QWebEngineView>
@@ -10,8 +11,8 @@ namespace {
 const QUrl foreign(QStringLiteral("https://example.com/board-check"));
 }
 
-BoardCheck::BoardCheck(Board& board, std::function<void(const QString&)> print, QObject* parent)
-    : QObject(parent), m_board(board), m_print(std::move(print)) {}
+BoardCheck::BoardCheck(Board& board, QString shot, std::function<void(const QString&)> print, QObject* parent)
+    : QObject(parent), m_board(board), m_shot(std::move(shot)), m_print(std::move(print)) {}
 
 void BoardCheck::start() {
     connect(&m_board, &Board::exchangeStarted, this, [this] { ++m_exchanges; });
@@ -47,7 +48,16 @@ void BoardCheck::pageFinished(const QUrl& url, bool ok) {
                 .arg(url.toString())
                 .arg(m_exchanges));
     if (m_exchanges > 1) ++m_failures;
-    tryForeign();
+    m_board.whenPainted([this](const QImage& image) {
+        const bool painted = !Board::isBlank(image);
+        m_print(painted ? QStringLiteral("board-check: the page painted")
+                        : QStringLiteral("board-check: the page stayed blank"));
+        if (!painted) ++m_failures;
+        if (!m_shot.isEmpty())
+            m_print(image.save(m_shot, "PNG") ? QStringLiteral("board-check: picture in ") + m_shot
+                                              : QStringLiteral("board-check: could not write ") + m_shot);
+        tryForeign();
+    });
 }
 
 void BoardCheck::tryForeign() {

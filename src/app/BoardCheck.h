@@ -14,7 +14,9 @@ class BoardCheck : public QObject {
 public:
     static constexpr int deadlineSeconds = 60;
 
-    BoardCheck(Board& board, std::function<void(const QString&)> print, QObject* parent = nullptr);
+    // `shot`: where the picture of the painted page goes, when wanted.
+    BoardCheck(Board& board, QString shot, std::function<void(const QString&)> print,
+               QObject* parent = nullptr);
     void start();
 
 signals:
@@ -27,6 +29,7 @@ private:
     void end();
 
     Board& m_board;
+    QString m_shot;
     std::function<void(const QString&)> m_print;
     int m_exchanges = 0;
     int m_failures = 0;

@@ -21,6 +21,39 @@
 
 #include <csignal>
 
+// What an earlier run left: an account on this platform with its projects, its key in the private file
+// the program falls back to without a session bus.
+struct Earlier {
+    QSettings defaults;
+    os::FileSecretStore secrets;
+    Keychain keychain;
+    std::unique_ptr<QNetworkAccessManager> network = API::makeNetwork();
+    Settings settings;
+    QList<Workspace> projects;
+
+    // The settings file the program reads in `home`.
+    static QString defaultsIn(const QTemporaryDir& home) {
+        qputenv("XDG_CONFIG_HOME", home.filePath(QStringLiteral("config")).toUtf8());
+        return Settings::defaultsPath(qEnvironmentVariable("ORVANE_DEFAULTS_SUITE"));
+    }
+    static QString secretsIn(const QTemporaryDir& home) {
+        QDir().mkpath(home.filePath(QStringLiteral("support")));
+        return home.filePath(QStringLiteral("support/secrets.json"));
+    }
+
+    Earlier(const QTemporaryDir& home, const LocalPlatform& platform)
+        : defaults(defaultsIn(home), QSettings::IniFormat), secrets(secretsIn(home)),
+          keychain(secrets, qEnvironmentVariable("ORVANE_KEYCHAIN_SERVICE")),
+          settings(defaults, keychain, *network) {
+        settings.setPlatformBase(platform.base());
+        settings.signIn(QStringLiteral("dev-key"), QStringLiteral("dev@orvane.test"), std::nullopt);
+        const auto [account, list] =
+            testsupport::await(Platform::me(*network, platform.base(), settings.accountKey()));
+        settings.apply(account, list);
+        projects = list;
+    }
+};
+
 // The built program, started the way a user or a script starts it.
 class TestProgram : public QObject {
     Q_OBJECT
@@ -311,22 +344,11 @@ private slots:
         LocalPlatform platform;
         QVERIFY2(platform.isRunning(), qPrintable(platform.error()));
         {
-            // What an earlier run left: an account on this platform, its key in the private file the program
-            // falls back to without a session bus, and three decided recordings: one for a project, one for
-            // Personal, and one whose call was created before the audio failed.
-            qputenv("XDG_CONFIG_HOME", m_home->filePath(QStringLiteral("config")).toUtf8());
-            QVERIFY(QDir().mkpath(m_home->filePath(QStringLiteral("support"))));
-            QSettings defaults(Settings::defaultsPath(qEnvironmentVariable("ORVANE_DEFAULTS_SUITE")),
-                               QSettings::IniFormat);
-            os::FileSecretStore secrets(m_home->filePath(QStringLiteral("support/secrets.json")));
-            Keychain keychain(secrets, qEnvironmentVariable("ORVANE_KEYCHAIN_SERVICE"));
-            const auto network = API::makeNetwork();
-            Settings settings(defaults, keychain, *network);
-            settings.setPlatformBase(platform.base());
-            settings.signIn(QStringLiteral("dev-key"), QStringLiteral("dev@orvane.test"), std::nullopt);
-            const auto [account, projects] =
-                testsupport::await(Platform::me(*network, platform.base(), settings.accountKey()));
-            settings.apply(account, projects);
+            // Three decided recordings: one for a project, one for Personal, and one whose call was created
+            // before the audio failed.
+            Earlier earlier(*m_home, platform);
+            Settings& settings = earlier.settings;
+            const QList<Workspace>& projects = earlier.projects;
             const QString recordings = m_home->filePath(QStringLiteral("support/recordings"));
             const auto decided = [&](const QString& title, int minutesAgo, std::optional<QUuid> project) {
                 auto session =
@@ -374,6 +396,29 @@ private slots:
         p.terminate();
         QVERIFY(p.waitForFinished(10000));
         QCOMPARE(p.exitCode(), 0);
+    }
+
+    // The board checks itself on the engine, off screen: signed in from the account, foreign pages away, and
+    // the picture of its first page.
+    void boardCheckSignsInAndKeepsForeignPagesOut() {
+        LocalPlatform platform;
+        QVERIFY2(platform.isRunning(), qPrintable(platform.error()));
+        { Earlier earlier(*m_home, platform); }
+        const QString shot = m_home->filePath(QStringLiteral("board.png"));
+        QProcess p;
+        QProcessEnvironment env = environment(true);
+        env.insert(QStringLiteral("ORVANE_BOARD_SHOT"), shot);
+        env.insert(QStringLiteral("ORVANE_NO_BROWSER"), QStringLiteral("1"));
+        env.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen"));
+        p.setProcessEnvironment(env);
+        p.start(QStringLiteral(ORVANE_BINARY), {QStringLiteral("--board-check")});
+        QVERIFY(p.waitForFinished(90000));
+        QCOMPARE(p.exitCode(), 0);
+        QVERIFY2(log().contains(QStringLiteral("/app after 1 exchange(s)")), qPrintable(log()));
+        QVERIFY(log().contains(QStringLiteral("board-check: passed")));
+        QVERIFY(!Board::isBlank(QImage(shot)));
+        // A throw-away profile: the support folder keeps no web session of the check.
+        QVERIFY(!QDir(m_home->filePath(QStringLiteral("support/board"))).exists());
     }
 };
 

@@ -522,19 +522,24 @@ void Board::closed() {
     emit windowClosed();
 }
 
-void Board::writeShot(const QString& path) {
+void Board::whenPainted(std::function<void(const QImage&)> then, int tries) {
     if (!m_window) return;
-    // The view paints a moment after its page has loaded: a picture of one colour is taken again.
+    // The view paints a moment after its page has loaded: a page of one colour is looked at again.
     const QImage image = m_window->grab().toImage();
-    if (isBlank(image.copy(m_window->findChild<QWebEngineView*>()->geometry())) && m_shotTries++ < 30) {
-        QTimer::singleShot(100, this, [this, path] { writeShot(path); });
+    const QRect page = m_window->findChild<QWebEngineView*>()->geometry();
+    if (isBlank(image.copy(page)) && tries < 50) {
+        QTimer::singleShot(100, this,
+                           [this, then = std::move(then), tries] { whenPainted(then, tries + 1); });
         return;
     }
-    m_shotTries = 0;
-    if (image.save(path, "PNG"))
-        slog(QStringLiteral("board: picture of the window in ") + path);
-    else
-        slog(QStringLiteral("board: could not write the picture ") + path);
+    then(image);
+}
+
+void Board::writeShot(const QString& path) {
+    whenPainted([path](const QImage& image) {
+        slog(image.save(path, "PNG") ? QStringLiteral("board: picture of the window in ") + path
+                                     : QStringLiteral("board: could not write the picture ") + path);
+    });
 }
 
 bool Board::isBlank(const QImage& image) {

@@ -79,8 +79,10 @@ public:
     void zoomIn();
     void zoomOut();
     void zoomReset();
-    // A picture of the window once its page has painted (a page still blank is waited for, up to a few
-    // seconds); false when there is no window or the file cannot be written.
+    // Runs `then` with a picture of the window once its page has painted; a page still of one colour is
+    // waited for, up to five seconds, then taken as it is.
+    void whenPainted(std::function<void(const QImage&)> then, int tries = 0);
+    // Writes that picture as a PNG (logged).
     void writeShot(const QString& path);
 
     // Pure rules of the window.
@@ -147,5 +149,4 @@ private:
     bool m_webSignedOut = false;
     QHash<QWebEngineDownloadRequest*, QString> m_downloads;
     DockPolicy::Policy m_dock = DockPolicy::Policy::accessory;
-    int m_shotTries = 0;
 };
