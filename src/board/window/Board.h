@@ -42,7 +42,6 @@ public:
     };
 
     static inline const QColor darkBG = QColor(7, 8, 11);
-    static inline const QColor lightBG = QColor(251, 251, 250);
     // Between two one-time logins: a login that keeps landing on the sign-in page must not loop.
     static constexpr int exchangeCooldownSeconds = 20;
 

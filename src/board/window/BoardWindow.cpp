@@ -114,9 +114,8 @@ void BoardWindow::setChrome(const QColor& background, bool light) {
     setPalette(palette);
     m_toolbar->setStyleSheet(QStringLiteral("QToolBar { background: %1; border: none; padding: 4px 8px; }")
                                  .arg(background.name()));
-    QPalette titlePalette = m_title->palette();
-    titlePalette.setColor(QPalette::WindowText, secondary);
-    m_title->setPalette(titlePalette);
+    // The toolbar's style sheet reaches its children: the title's colour has to be one too.
+    m_title->setStyleSheet(QStringLiteral("color: %1;").arg(secondary.name()));
     m_back->setIcon(symbolIcon(QStringLiteral("chevron.left"), ink));
     m_forward->setIcon(symbolIcon(QStringLiteral("chevron.right"), ink));
     m_reload->setIcon(symbolIcon(QStringLiteral("arrow.clockwise"), ink));
