@@ -163,13 +163,15 @@ private slots:
         QProcessEnvironment env = environment(true);
         env.insert(u"DISPLAY"_s, x.display());
         env.remove(u"QT_QPA_PLATFORM"_s);
-        const auto windowManager = start({}, env, u"openbox"_s);
-        QVERIFY(QTest::qWaitFor(
-            [&] {
-                const auto xprop = start({u"-root"_s, u"_NET_SUPPORTING_WM_CHECK"_s}, env, u"xprop"_s);
-                return xprop->waitForFinished(10000) && xprop->readAll().contains("window id");
-            },
-            20000));
+        const auto windowManager = start({u"--sm-disable"_s}, env, u"openbox"_s);
+        QVERIFY2(
+            QTest::qWaitFor(
+                [&] {
+                    const auto xprop = start({u"-root"_s, u"_NET_SUPPORTING_WM_CHECK"_s}, env, u"xprop"_s);
+                    return xprop->waitForFinished(10000) && xprop->readAll().contains("window id");
+                },
+                60000),
+            windowManager->readAllStandardError().constData());
         env.insert(u"XDG_CURRENT_DESKTOP"_s, u"X-Generic"_s);
         succeeds(*start({u"" ORVANE_BINARY ""_s}, env, u"" ORVANE_SCRIPTS "/register-desktop-entry"_s));
         const QString entry = path(u"data/applications/app.orvane.Orvane.desktop"_s);
