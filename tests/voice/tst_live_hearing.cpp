@@ -132,13 +132,26 @@ private:
     }
     void advance(double seconds) { m_now = m_now.addMSecs(qint64(seconds * 1000)); }
 
-    // One utterance, a second of speech and a pause, and waits until its words are in the transcript.
-    void utterance(FakeEngine& engine, LiveHearing& hearing, const QString& words,
-                   const QString& expectText) {
-        engine.script(words);
-        say(hearing, 1000, 1);
-        say(hearing, 0, 0.3);
-        QTRY_COMPARE(hearing.m_text, expectText);
+    // A hearing on a fake model and the test's clock, started.
+    struct Rig {
+        FakeEngine engine;
+        LiveHearing hearing;
+        QSignalSpy phrases;
+        explicit Rig(Clock now) : hearing(engine, std::move(now)), phrases(&hearing, &LiveHearing::phrase) {}
+    };
+
+    // One utterance, a second of speech and a pause; waits until its words reach the transcript.
+    static void utterance(Rig& rig, const QString& words) {
+        const QString before = rig.hearing.m_text;
+        rig.engine.script(words);
+        say(rig.hearing, 1000, 1);
+        say(rig.hearing, 0, 0.3);
+        QTRY_VERIFY(rig.hearing.m_text != before);
+    }
+    // The clock moves on and the timer ticks.
+    void tickAfter(Rig& rig, double seconds) {
+        advance(seconds);
+        rig.hearing.tick();
     }
 
 private slots:
@@ -162,39 +175,30 @@ private slots:
         QFETCH(double, after);
         QFETCH(QString, phrase);
         testsupport::LogWatch log;
-        FakeEngine engine;
-        LiveHearing hearing(engine, clock());
-        QSignalSpy phrases(&hearing, &LiveHearing::phrase);
-        QVERIFY(hearing.start());
-        QStringList confident;
-        for (const os::HeardWord& word : heardWords(words))
-            if (word.confidence >= 0.5) confident << word.text;
-        utterance(engine, hearing, words, confident.join(u' '));
-        advance(after);
-        hearing.tick();
-        QCOMPARE(phrases.size(), phrase.isEmpty() ? 0 : 1);
-        if (!phrase.isEmpty()) QCOMPARE(phrases.first().first().toString(), phrase);
+        Rig rig(clock());
+        QVERIFY(rig.hearing.start());
+        utterance(rig, words);
+        tickAfter(rig, after);
+        QCOMPARE(rig.phrases.size(), phrase.isEmpty() ? 0 : 1);
+        if (!phrase.isEmpty()) QCOMPARE(rig.phrases.first().first().toString(), phrase);
         QVERIFY2(!log.text().contains(u"pricing"_s), "a transcript reached the log");
     }
 
     void aCutUtteranceHarvestsTheWaitingWords() {
-        FakeEngine engine;
-        LiveHearing hearing(engine, clock());
-        QSignalSpy phrases(&hearing, &LiveHearing::phrase);
-        QVERIFY(hearing.start());
-        utterance(engine, hearing, u"pricing page leads"_s, u"pricing page leads"_s);
-        advance(2);
-        hearing.tick();
-        QCOMPARE(phrases.size(), 0);
+        Rig rig(clock());
+        QVERIFY(rig.hearing.start());
+        utterance(rig, u"pricing page leads"_s);
+        tickAfter(rig, 2);
+        QCOMPARE(rig.phrases.size(), 0);
         // Speech without a pause for 50 s: the decoder's utterance is cut, and what waited is final.
-        engine.script(QString());
+        rig.engine.script(QString());
         for (int i = 1; i <= 5; ++i) {
-            say(hearing, 1000, 10);
-            QTRY_COMPARE(engine.fed(), qint64((1.3 + 10 * i) * os::speechSampleRate));
+            say(rig.hearing, 1000, 10);
+            QTRY_COMPARE(rig.engine.fed(), qint64((1.3 + 10 * i) * os::speechSampleRate));
         }
-        QTRY_COMPARE(phrases.size(), 1);
-        QCOMPARE(phrases.first().first().toString(), u"pricing page leads"_s);
-        QVERIFY(hearing.m_text.isEmpty());
+        QTRY_COMPARE(rig.phrases.size(), 1);
+        QCOMPARE(rig.phrases.first().first().toString(), u"pricing page leads"_s);
+        QVERIFY(rig.hearing.m_text.isEmpty());
     }
 
     // A second stretch of words `gap` seconds after the first phrase.
@@ -207,38 +211,32 @@ private slots:
     void phrasesKeepTheirGap() {
         QFETCH(double, gap);
         QFETCH(int, phrases);
-        FakeEngine engine;
-        LiveHearing hearing(engine, clock());
-        QSignalSpy spy(&hearing, &LiveHearing::phrase);
-        QVERIFY(hearing.start());
-        utterance(engine, hearing, u"pricing page leads annual"_s, u"pricing page leads annual"_s);
-        advance(2);
-        hearing.tick();
-        QCOMPARE(spy.size(), 1);
+        Rig rig(clock());
+        QVERIFY(rig.hearing.start());
+        utterance(rig, u"pricing page leads annual"_s);
+        tickAfter(rig, 2);
+        QCOMPARE(rig.phrases.size(), 1);
         advance(gap - 2);
-        utterance(engine, hearing, u"venue booking page broke"_s,
-                  u"pricing page leads annual venue booking page broke"_s);
-        advance(2);
-        hearing.tick();
-        QCOMPARE(spy.size(), phrases);
-        if (phrases == 2) QCOMPARE(spy.last().first().toString(), u"venue booking page broke"_s);
+        utterance(rig, u"venue booking page broke"_s);
+        tickAfter(rig, 2);
+        QCOMPARE(rig.phrases.size(), phrases);
+        if (phrases == 2) QCOMPARE(rig.phrases.last().first().toString(), u"venue booking page broke"_s);
     }
 
     void aFullQueueDropsTheOldestWithoutWaiting() {
         testsupport::LogWatch log;
-        FakeEngine engine;
-        LiveHearing hearing(engine, clock());
-        QVERIFY(hearing.start());
-        engine.setGate(false);
-        say(hearing, 1, 1);
-        QTRY_VERIFY(engine.feeding());
+        Rig rig(clock());
+        QVERIFY(rig.hearing.start());
+        rig.engine.setGate(false);
+        say(rig.hearing, 1, 1);
+        QTRY_VERIFY(rig.engine.feeding());
         // Twice what the queue holds arrives while the decoder is stuck.
         for (int16_t second = 2; second <= 21; ++second)
-            say(hearing, second, 1);
-        engine.setGate(true);
-        QTRY_COMPARE(engine.firstSamples().size(), size_t(11));
+            say(rig.hearing, second, 1);
+        rig.engine.setGate(true);
+        QTRY_COMPARE(rig.engine.firstSamples().size(), size_t(11));
         const std::vector<int16_t> expected = {1, 12, 13, 14, 15, 16, 17, 18, 19, 20, 21};
-        QCOMPARE(engine.firstSamples(), expected);
+        QCOMPARE(rig.engine.firstSamples(), expected);
         QCOMPARE(log.text().count(u"hearing: decoding falls behind"_s), 1);
     }
 
@@ -250,18 +248,17 @@ private slots:
     void withoutAModelHearingIsOff() {
         QFETCH(bool, installed);
         testsupport::LogWatch log;
-        FakeEngine engine;
+        Rig rig(clock());
         if (installed)
-            engine.modelBroken = true;
+            rig.engine.modelBroken = true;
         else
-            engine.missingText = u"no speech model at /usr/share/pocketsphinx"_s;
-        LiveHearing hearing(engine, clock());
-        QCOMPARE(hearing.start(), installed);
-        say(hearing, 1000, 1);
+            rig.engine.missingText = u"no speech model at /usr/share/pocketsphinx"_s;
+        QCOMPARE(rig.hearing.start(), installed);
+        say(rig.hearing, 1000, 1);
         QTRY_VERIFY(log.text().contains(
             u"hearing: off (speech no speech model at /usr/share/pocketsphinx, on-device true)"_s));
-        QTRY_VERIFY(!hearing.m_running);
-        QCOMPARE(engine.fed(), 0);
+        QTRY_VERIFY(!rig.hearing.m_running);
+        QCOMPARE(rig.engine.fed(), 0);
     }
 
     void resamplesToSpeech_data() {
