@@ -89,7 +89,7 @@ std::span<const Word> bestStretch(const Clause& clause, int maxWords) {
     const auto first = std::find_if(clause.begin(), clause.end(), useful);
     if (first == clause.end()) return {};
     auto last = std::find_if(clause.rbegin(), clause.rend(), useful).base();
-    last = std::min(last, first + maxWords);
+    if (last - first > maxWords) last = first + maxWords;
     while (last > first && !useful(*(last - 1)))
         --last;
     return {first, last};
