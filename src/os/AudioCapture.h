@@ -4,6 +4,7 @@
 
 #include <QString>
 #include <functional>
+#include <optional>
 #include <stdexcept>
 
 namespace os {
@@ -38,6 +39,8 @@ struct AudioReceiver {
     // server, or the server restarted. Buffers may stop or come from another device; restart the source to
     // follow the current default.
     std::function<void()> configurationChanged;
+    // The format to deliver buffers in, converted by the sound server; the device's own when none.
+    std::optional<AudioFormat> format;
 };
 
 // Live capture of the system audio and the microphone.

@@ -40,7 +40,8 @@ QString cleanedPayload(QString rest) {
 
 } // namespace
 
-// The second greeting is how the general language model writes "hey orvane", a word it does not know.
+// The second greeting is "hey orvane" in words the general language model knows: how it splits the name when
+// the name is said quickly. The model heard synthesised greetings as nothing steadier than this.
 const QStringList VoiceIntent::fillers = {u"hey orvane"_s, u"hey or vain"_s, u"orvane"_s, u"okay"_s, u"ok"_s,
                                           u"please"_s,     u"so"_s,          u"um"_s,     u"uh"_s};
 

@@ -2,6 +2,7 @@
 
 #include "os/linux/FreedesktopNotifications.h"
 #include "os/linux/LibsecretStore.h"
+#include "os/linux/PocketSphinxEngine.h"
 #include "os/linux/PulseAudioCapture.h"
 #include "os/linux/PulseAudioSystem.h"
 #include "os/linux/TesseractRecognizer.h"
@@ -88,6 +89,11 @@ std::unique_ptr<Notifications> makeNotifications() {
 std::unique_ptr<AudioCapture> makeAudioCapture() {
     // libpulse speaks to PulseAudio and to PipeWire's pulse server alike, and it can record a sink's monitor.
     return std::make_unique<PulseAudioCapture>();
+}
+
+std::unique_ptr<SpeechEngine> makeSpeechEngine() {
+    // PocketSphinx works offline with Debian's own models; nothing leaves the computer.
+    return std::make_unique<PocketSphinxEngine>();
 }
 
 std::unique_ptr<CapturePermission> makeCapturePermission(const QString& currentDesktop) {

@@ -10,6 +10,7 @@
 #include "os/PressMonitor.h"
 #include "os/ScreenSource.h"
 #include "os/SecretStore.h"
+#include "os/SpeechEngine.h"
 #include "os/TextRecognizer.h"
 #include "os/WindowSystem.h"
 #include "os/linux/AppIdentities.h"
@@ -37,6 +38,8 @@ std::unique_ptr<TextRecognizer> makeTextRecognizer();
 // The desktop's notification centre on the session bus; without one, posts are logged and dropped.
 std::unique_ptr<Notifications> makeNotifications();
 std::unique_ptr<AudioCapture> makeAudioCapture();
+// Speech on this computer; the model loads with the first decoder, on the thread that asks for it.
+std::unique_ptr<SpeechEngine> makeSpeechEngine();
 // Whether the screen and the microphone can be recorded, and the settings page for each. `currentDesktop`
 // is XDG_CURRENT_DESKTOP, which picks the sound settings to open.
 std::unique_ptr<CapturePermission> makeCapturePermission(const QString& currentDesktop);

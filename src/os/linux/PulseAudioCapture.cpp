@@ -55,6 +55,13 @@ QString errorText(pa_context* context) {
     return QString::fromUtf8(pa_strerror(pa_context_errno(context)));
 }
 
+pa_sample_spec specOf(const AudioFormat& format) {
+    const pa_sample_format_t type = format.type == SampleType::Int16   ? PA_SAMPLE_S16NE
+                                    : format.type == SampleType::Int32 ? PA_SAMPLE_S32NE
+                                                                       : PA_SAMPLE_FLOAT32NE;
+    return pa_sample_spec{type, uint32_t(format.sampleRate), uint8_t(format.channels)};
+}
+
 QString deviceQuery(AudioSource source) {
     return source == AudioSource::System ? QStringLiteral("@DEFAULT_MONITOR@")
                                          : QStringLiteral("@DEFAULT_SOURCE@");
@@ -93,7 +100,11 @@ void PulseAudioCapture::start(AudioSource source, AudioReceiver receiver) {
     m_retired.clear();
     m_streams.erase(source);
     connect();
-    const Device found = device(source);
+    Device found = device(source);
+    if (receiver.format) {
+        found.spec = specOf(*receiver.format);
+        pa_channel_map_init_extend(&found.channels, found.spec.channels, PA_CHANNEL_MAP_DEFAULT);
+    }
     if (source == AudioSource::Mic && found.monitor) {
         qCWarning(lcPulseCapture).noquote()
             << "audio capture: the default source" << found.name << "is a monitor, no microphone";

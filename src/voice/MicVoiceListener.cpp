@@ -1,0 +1,169 @@
+#include "voice/MicVoiceListener.h"
+
+#include "core/Log.h"
+#include "voice/VoiceIntent.h"
+
+namespace {
+
+const AudioFormat speechFormat{SampleType::Int16, os::speechSampleRate, 1, false};
+
+QStringList commandPrefixes() {
+    QStringList all;
+    for (const VoiceIntent::Rule& rule : VoiceIntent::rules())
+        all << rule.prefixes;
+    return all;
+}
+
+QString joined(const std::vector<os::HeardWord>& words) {
+    QStringList texts;
+    for (const os::HeardWord& word : words)
+        texts << word.text;
+    return texts.join(u' ');
+}
+
+} // namespace
+
+MicVoiceListener::MicVoiceListener(os::SpeechEngine& engine, os::AudioCapture& capture, QObject* parent)
+    : QObject(parent), m_engine(engine), m_capture(capture) {
+    m_timeout.setSingleShot(true);
+    m_timeout.setInterval(decisionTimeoutMs);
+    connect(&m_timeout, &QTimer::timeout, this, [this] { finish(m_round, VoiceHeard{m_last, false}); });
+}
+
+MicVoiceListener::~MicVoiceListener() {
+    if (m_capturing) m_capture.stop(os::AudioSource::Mic);
+    // The decoder lives and dies on the queue's thread.
+    m_queue.async([this] { m_decoder.reset(); });
+}
+
+VoiceHeard MicVoiceListener::heard(const os::CommandHearing& hearing) {
+    if (hearing.prefix.isEmpty()) return {joined(hearing.words), false};
+    // A word of the language model belongs to the payload when most of it lies after the prefix.
+    std::vector<os::HeardWord> payload;
+    for (const os::HeardWord& word : hearing.words)
+        if ((word.start + word.end) / 2 >= hearing.prefixEnd) payload.push_back(word);
+    return {(hearing.prefix + u' ' + joined(payload)).trimmed(), true};
+}
+
+os::SpeechDecoder& MicVoiceListener::decoder() {
+    if (!m_decoder) m_decoder = m_engine.makeDecoder();
+    return *m_decoder;
+}
+
+void MicVoiceListener::authorize(std::function<void(bool ok, const QString& message)> done) {
+    m_queue.async([this, done = std::move(done)] {
+        QString failure;
+        try {
+            decoder();
+        } catch (const os::SpeechModelError& error) {
+            slog(QStringLiteral("voice: ") + QString::fromUtf8(error.what()));
+            failure = QStringLiteral("Speech recognition is off (install the speech model, the package "
+                                     "pocketsphinx-en-us).");
+        }
+        QMetaObject::invokeMethod(
+            this,
+            [this, done, failure] {
+                if (!failure.isEmpty()) return done(false, failure);
+                m_loaded = true;
+                // A microphone is there when its capture starts; a round starts it again.
+                try {
+                    if (!m_capturing) {
+                        m_capture.start(os::AudioSource::Mic, os::AudioReceiver{{}, {}, speechFormat});
+                        m_capture.stop(os::AudioSource::Mic);
+                    }
+                } catch (const os::AudioCaptureError&) {
+                    return done(false,
+                                QStringLiteral("Microphone access is off (Settings › Sound › Input)."));
+                }
+                done(true, QString());
+            },
+            Qt::QueuedConnection);
+    });
+}
+
+void MicVoiceListener::start(std::function<void(const QString& text)> partial) {
+    if (!m_loaded || m_engine.missing().size())
+        throw VoiceError("Speech recognition is not available right now.");
+    const int round = ++m_round;
+    m_timeout.stop();
+    m_done = nullptr;
+    m_last.clear();
+    m_partial = std::move(partial);
+    m_queue.async([this] {
+        m_utterance.clear();
+        m_queuePartial.clear();
+        decoder().begin();
+    });
+    os::AudioReceiver receiver;
+    receiver.format = speechFormat;
+    receiver.buffer = [this, round](const AudioBuffer& buffer, double) { onBuffer(buffer, round); };
+    receiver.configurationChanged = [this, round] {
+        QMetaObject::invokeMethod(
+            this, [this, round] { onSourceGone(round); }, Qt::QueuedConnection);
+    };
+    try {
+        m_capture.start(os::AudioSource::Mic, std::move(receiver));
+    } catch (const os::AudioCaptureError& error) {
+        slog(QStringLiteral("voice: no microphone: ") + QString::fromUtf8(error.what()));
+        throw VoiceError("No microphone input.");
+    }
+    m_capturing = true;
+    m_listening = true;
+    slog(QStringLiteral("voice: listening (on-device: true)"));
+}
+
+void MicVoiceListener::onBuffer(const AudioBuffer& buffer, int round) {
+    if (buffer.format != speechFormat || buffer.data.empty()) return;
+    const auto* first = static_cast<const int16_t*>(buffer.data.front());
+    std::vector<int16_t> samples(first, first + buffer.frames);
+    m_queue.async([this, round, samples = std::move(samples)] {
+        if (!m_decoder) return;
+        m_utterance.insert(m_utterance.end(), samples.begin(), samples.end());
+        m_decoder->feed(samples);
+        const QString text = m_decoder->partial();
+        if (text == m_queuePartial) return;
+        m_queuePartial = text;
+        QMetaObject::invokeMethod(
+            this,
+            [this, round, text] {
+                if (round != m_round || !m_listening) return;
+                m_last = text;
+                if (m_partial) m_partial(text);
+            },
+            Qt::QueuedConnection);
+    });
+}
+
+void MicVoiceListener::onSourceGone(int round) {
+    if (round != m_round || !m_capturing) return;
+    // The round keeps what it heard until the key goes up; nothing more can come.
+    slog(QStringLiteral("voice: the microphone went away"));
+    m_capture.stop(os::AudioSource::Mic);
+    m_capturing = false;
+}
+
+void MicVoiceListener::stop(std::function<void(const VoiceHeard& heard)> done) {
+    if (m_capturing) m_capture.stop(os::AudioSource::Mic);
+    m_capturing = false;
+    const bool wasListening = std::exchange(m_listening, false);
+    m_done = std::move(done);
+    if (!wasListening) return finish(m_round, VoiceHeard{m_last, false});
+    m_timeout.start();
+    const int round = m_round;
+    m_queue.async([this, round] {
+        if (!m_decoder) return;
+        const VoiceHeard decided =
+            heard(m_decoder->command(m_utterance, VoiceIntent::fillers, commandPrefixes()));
+        m_utterance.clear();
+        QMetaObject::invokeMethod(
+            this, [this, round, decided] { finish(round, decided); }, Qt::QueuedConnection);
+    });
+}
+
+void MicVoiceListener::finish(int round, const VoiceHeard& heard) {
+    if (round != m_round || !m_done) return;
+    m_timeout.stop();
+    // Taken out first: the callback may start the next round.
+    const auto done = std::exchange(m_done, nullptr);
+    done(heard);
+}

@@ -1,0 +1,153 @@
+#include "RequiredServices.h"
+#include "os/linux/Backends.h"
+#include "voice/MicVoiceListener.h"
+#include "voice/VoiceIntent.h"
+
+#include <QElapsedTimer>
+#include <QProcess>
+#include <QTest>
+#include <future>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+// A decoder whose decision waits until the test lets it go, as a slow machine's would.
+class StuckDecoder final : public os::SpeechDecoder {
+public:
+    explicit StuckDecoder(std::shared_future<void> release) : m_release(std::move(release)) {}
+    void begin() override {}
+    void feed(std::span<const int16_t>) override {}
+    bool inSpeech() const override { return false; }
+    QString partial() override { return {}; }
+    std::vector<os::HeardWord> end() override { return {}; }
+    os::CommandHearing command(std::span<const int16_t>, const QStringList&, const QStringList&) override {
+        m_release.wait();
+        return {u"note"_s, 0.5, {}};
+    }
+
+private:
+    std::shared_future<void> m_release;
+};
+
+class StuckEngine final : public os::SpeechEngine {
+public:
+    std::promise<void> release;
+    QString missing() const override { return {}; }
+    std::unique_ptr<os::SpeechDecoder> makeDecoder() override {
+        return std::make_unique<StuckDecoder>(m_released);
+    }
+
+private:
+    std::shared_future<void> m_released = release.get_future().share();
+};
+
+// A microphone that is there and says nothing.
+class SilentCapture final : public os::AudioCapture {
+public:
+    void start(os::AudioSource, os::AudioReceiver) override {}
+    void stop(os::AudioSource) override {}
+};
+
+struct Authorized {
+    bool answered = false;
+    bool ok = false;
+    QString message;
+};
+
+Authorized authorize(MicVoiceListener& listener) {
+    Authorized result;
+    listener.authorize([&](bool ok, const QString& message) { result = {true, ok, message}; });
+    (void)QTest::qWaitFor([&] { return result.answered; }, 30000);
+    return result;
+}
+
+bool pactl(const QStringList& args) {
+    return QProcess::execute(u"pactl"_s, args) == 0;
+}
+
+} // namespace
+
+// The push-to-talk listener on the test's sound server: speech played into the microphone, a server without
+// one, and a decision that does not come in time.
+class MicVoiceListenerTest : public QObject {
+    Q_OBJECT
+
+private slots:
+    void speechIntoTheMicrophoneGivesTheCommand() {
+        REQUIRE_SERVICE(soundServerRuns(), "PulseAudio");
+        const auto engine = os::linux_backends::makeSpeechEngine();
+        if (!engine->missing().isEmpty()) QSKIP("the speech model is not installed");
+        const auto capture = os::linux_backends::makeAudioCapture();
+        MicVoiceListener listener(*engine, *capture);
+        const Authorized authorized = authorize(listener);
+        QVERIFY2(authorized.ok, qPrintable(authorized.message));
+
+        QStringList partials;
+        listener.start([&](const QString& text) { partials << text; });
+        QVERIFY(listener.listening());
+        QProcess speaker;
+        QProcess player;
+        speaker.setStandardOutputProcess(&player);
+        speaker.start(u"espeak-ng"_s, {u"-v"_s, u"en-us"_s, u"-s"_s, u"160"_s, u"--stdout"_s,
+                                       u"Screenshot, their pricing leads with the annual plan."_s});
+        player.start(u"paplay"_s, {u"-d"_s, u"orvane_mic_in"_s});
+        QVERIFY(player.waitForFinished(30000));
+        // What was played has reached the decoder when its words show.
+        QVERIFY(QTest::qWaitFor([&] { return !partials.isEmpty(); }, 10000));
+
+        std::optional<VoiceHeard> heard;
+        listener.stop([&](const VoiceHeard& h) { heard = h; });
+        QVERIFY(!listener.listening());
+        QTRY_VERIFY_WITH_TIMEOUT(heard.has_value(), 5000);
+        QVERIFY2(heard->command, qPrintable(heard->text));
+        QCOMPARE(VoiceIntent::parse(heard->text).kind, VoiceIntent::Kind::screenshot);
+    }
+
+    void aSoundServerWithoutAMicrophoneIsRefused() {
+        REQUIRE_SERVICE(soundServerRuns(), "PulseAudio");
+        const auto engine = os::linux_backends::makeSpeechEngine();
+        if (!engine->missing().isEmpty()) QSKIP("the speech model is not installed");
+        // As on a computer without a microphone, the default source is a monitor.
+        QVERIFY(pactl({u"set-default-source"_s, u"orvane_speaker.monitor"_s}));
+        const auto restore = qScopeGuard([] { pactl({u"set-default-source"_s, u"orvane_mic"_s}); });
+        const auto capture = os::linux_backends::makeAudioCapture();
+        MicVoiceListener listener(*engine, *capture);
+        const Authorized authorized = authorize(listener);
+        QVERIFY(authorized.answered);
+        QVERIFY(!authorized.ok);
+        QCOMPARE(authorized.message, u"Microphone access is off (Settings › Sound › Input)."_s);
+        try {
+            listener.start([](const QString&) {});
+            QFAIL("a round started without a microphone");
+        } catch (const VoiceError& error) {
+            QCOMPARE(QString::fromUtf8(error.what()), u"No microphone input."_s);
+        }
+    }
+
+    void aLateDecisionIsCutOffAfterTwoAndAHalfSeconds() {
+        StuckEngine engine;
+        SilentCapture capture;
+        MicVoiceListener listener(engine, capture);
+        // No round before the model has loaded.
+        QVERIFY_THROWS_EXCEPTION(VoiceError, listener.start([](const QString&) {}));
+        QVERIFY(authorize(listener).ok);
+        listener.start([](const QString&) {});
+        std::vector<VoiceHeard> answers;
+        QElapsedTimer clock;
+        clock.start();
+        listener.stop([&](const VoiceHeard& heard) { answers.push_back(heard); });
+        QTRY_COMPARE_WITH_TIMEOUT(answers.size(), size_t(1), 10000);
+        QVERIFY(clock.elapsed() >= MicVoiceListener::decisionTimeoutMs - 50);
+        QVERIFY(!answers.front().command);
+        // The decision that comes after all is dropped; it lands before the next queued job runs.
+        engine.release.set_value();
+        bool drained = false;
+        listener.authorize([&](bool, const QString&) { drained = true; });
+        QTRY_VERIFY_WITH_TIMEOUT(drained, 10000);
+        QCOMPARE(answers.size(), size_t(1));
+    }
+};
+
+QTEST_GUILESS_MAIN(MicVoiceListenerTest)
+#include "tst_mic_voice_listener.moc"

@@ -1,0 +1,118 @@
+#include "os/linux/PocketSphinxEngine.h"
+#include "support/Spoken.h"
+#include "voice/MicVoiceListener.h"
+#include "voice/VoiceIntent.h"
+
+#include <QTest>
+
+using namespace Qt::StringLiterals;
+using Kind = VoiceIntent::Kind;
+
+// The decoder on sentences said by a speech synthesiser: the command grammar must find what each command
+// asks for, in several voices and speeds, and must take nothing else for a command.
+class SpeechRecognizerTest : public QObject {
+    Q_OBJECT
+
+    os::PocketSphinxEngine m_engine;
+    std::unique_ptr<os::SpeechDecoder> m_decoder;
+
+    QStringList prefixes() const {
+        QStringList all;
+        for (const VoiceIntent::Rule& rule : VoiceIntent::rules())
+            all << rule.prefixes;
+        return all;
+    }
+
+    VoiceHeard hear(const std::vector<int16_t>& samples) {
+        return MicVoiceListener::heard(m_decoder->command(samples, VoiceIntent::fillers, prefixes()));
+    }
+
+private slots:
+    void initTestCase() {
+        if (!m_engine.missing().isEmpty()) QSKIP("the speech model is not installed");
+        m_decoder = m_engine.makeDecoder();
+        if (spoken::say(u"test"_s).empty()) QSKIP("espeak-ng or ffmpeg is missing");
+    }
+
+    // Commands in the synthesiser's voices that the US English model hears well enough; other voices and
+    // the other example sentences are measured by bench_voice.
+    void commandsGiveTheirIntent_data() {
+        QTest::addColumn<QString>("sentence");
+        QTest::addColumn<QString>("voice");
+        QTest::addColumn<int>("speed");
+        QTest::addColumn<Kind>("kind");
+        const struct {
+            const char* text;
+            const char* voice;
+            int speed;
+            Kind kind;
+        } examples[] = {
+            {"Screenshot, their pricing leads with the annual plan.", "en-us", 160, Kind::screenshot},
+            {"Screenshot, their pricing leads with the annual plan.", "en-gb-x-rp", 180, Kind::screenshot},
+            {"take a screenshot of the leaderboard", "en-us", 160, Kind::screenshot},
+        };
+        for (const auto& example : examples)
+            QTest::addRow("%s (%s at %d wpm)", example.text, example.voice, example.speed)
+                << QString::fromUtf8(example.text) << QString::fromUtf8(example.voice) << example.speed
+                << example.kind;
+    }
+    void commandsGiveTheirIntent() {
+        QFETCH(QString, sentence);
+        QFETCH(QString, voice);
+        QFETCH(int, speed);
+        QFETCH(Kind, kind);
+        const VoiceHeard heard = hear(spoken::say(sentence, voice, speed));
+        QVERIFY2(heard.command, qPrintable(u"heard \"%1\""_s.arg(heard.text)));
+        QCOMPARE(VoiceIntent::kindName(VoiceIntent::parse(heard.text).kind), VoiceIntent::kindName(kind));
+    }
+
+    void otherSpeechIsNoCommand_data() {
+        QTest::addColumn<std::vector<int16_t>>("samples");
+        const char* sentences[] = {
+            "What time is it",
+            "notebook prices went up again this quarter",
+            "cardboard boxes are stacked by the door",
+            "screens in the meeting room are broken",
+            "I think we should ship on Monday",
+            "the weather looks fine for the weekend",
+            "can you send me the slides from yesterday",
+            "pinned the tweet",
+            "savings on the annual plan are bigger",
+            "let me share my screen with everyone",
+        };
+        for (const char* sentence : sentences)
+            QTest::addRow("\"%s\"", sentence) << spoken::say(QString::fromUtf8(sentence));
+        QTest::addRow("a second of silence") << std::vector<int16_t>(spoken::rate);
+        QTest::addRow("two seconds of hiss") << spoken::noise(2);
+    }
+    void otherSpeechIsNoCommand() {
+        QFETCH(std::vector<int16_t>, samples);
+        const VoiceHeard heard = hear(samples);
+        QVERIFY2(!heard.command, qPrintable(u"taken for a command: \"%1\""_s.arg(heard.text)));
+    }
+
+    void freeSpeechWordsCarryConfidences() {
+        const std::vector<int16_t> samples = spoken::say(u"please send the report to the team today"_s);
+        m_decoder->begin();
+        for (size_t at = 0; at < samples.size(); at += 1600)
+            m_decoder->feed(std::span(samples).subspan(at, std::min<size_t>(1600, samples.size() - at)));
+        const QString partial = m_decoder->partial();
+        const std::vector<os::HeardWord> words = m_decoder->end();
+        QVERIFY(!words.empty());
+        QStringList texts;
+        double previousEnd = 0;
+        for (const os::HeardWord& word : words) {
+            texts << word.text;
+            QVERIFY2(!word.text.startsWith(u'<') && !word.text.startsWith(u'['), qPrintable(word.text));
+            QVERIFY(word.confidence > 0 && word.confidence <= 1);
+            QVERIFY(word.start >= previousEnd && word.end > word.start);
+            previousEnd = word.end;
+        }
+        QVERIFY2(!partial.isEmpty(), "no partial words while speech was fed");
+        QVERIFY(std::ranges::any_of(words, [](const os::HeardWord& w) { return w.confidence > 0.5; }));
+        QVERIFY(m_decoder->end().empty());
+    }
+};
+
+QTEST_GUILESS_MAIN(SpeechRecognizerTest)
+#include "tst_speech_recognizer.moc"
