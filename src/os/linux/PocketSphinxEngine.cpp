@@ -56,7 +56,7 @@ void forwardLibraryLog(void*, err_lvl_t level, const char* format, ...) {
     va_start(args, format);
     std::vsnprintf(line, sizeof line, format, args);
     va_end(args);
-    qCWarning(lcSpeech).noquote() << "speech: pocketsphinx:" << QString::fromUtf8(line).trimmed();
+    qCWarning(lcSpeech).noquote() << "pocketsphinx:" << QString::fromUtf8(line).trimmed();
 }
 
 // Silences, noises and the grammar's empty transitions ("(NULL)").
@@ -213,7 +213,7 @@ private:
         if (!sayableFillers.isEmpty())
             grammar += QStringLiteral("<filler> = %1;\n").arg(sayableFillers.join(u" | "));
         m_grammarUsable = ps_set_jsgf_string(m_ps, commandSearch, grammar.toUtf8().constData()) == 0;
-        if (!m_grammarUsable) qCWarning(lcSpeech) << "speech: the command grammar did not load";
+        if (!m_grammarUsable) qCWarning(lcSpeech) << "the command grammar did not load";
         return m_grammarUsable;
     }
 
@@ -270,7 +270,7 @@ std::unique_ptr<SpeechDecoder> PocketSphinxEngine::makeDecoder() {
     QElapsedTimer clock;
     clock.start();
     auto decoder = std::make_unique<PocketSphinxDecoder>(filesIn(m_modelDir));
-    qCInfo(lcSpeech).noquote() << "speech: model loaded in" << clock.elapsed() << "ms";
+    qCInfo(lcSpeech).noquote() << "model loaded in" << clock.elapsed() << "ms";
     return decoder;
 }
 
