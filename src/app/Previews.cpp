@@ -276,7 +276,7 @@ const std::vector<Sample>& samples() {
         {"voiceCard",
          "/",
          "Add a card to Launch plan?",
-         "Send the spec to Mara",
+         "Send the brief to Mara",
          {{"Add card", true}, {"Cancel", false}}},
         {"cardDone", "/", "Added to Launch plan · New from chat", "Call the printer", {}},
         {"tipDone", "/", "Added to your day (Personal)", "Ask who owns the rollout", {}},

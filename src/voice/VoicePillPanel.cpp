@@ -1,18 +1,17 @@
 #include "voice/VoicePillPanel.h"
 
 #include "surfaces/design/Appearance.h"
+#include "surfaces/design/OVCard.h"
 #include "surfaces/design/OVFont.h"
 
 #include <QGuiApplication>
 #include <QPainter>
-#include <QPainterPath>
 #include <QScreen>
 #include <QVariantAnimation>
 #include <QWindow>
 
 namespace {
 
-constexpr int shadow = 8;
 constexpr QSize pillSize(300, 40);
 constexpr int maxTextWidth = 420;
 constexpr int dotSize = 10;
@@ -21,11 +20,13 @@ constexpr int belowTop = 10;
 
 } // namespace
 
-// The pill itself: a red pulse while listening and one line of text, elided at its widest.
-class PillCard : public QWidget {
+// What the pill says: a red pulse while listening and one line of text, elided at its widest. It lies on an
+// OVCard rounded to a capsule.
+class PillContent : public QWidget {
 public:
-    explicit PillCard(bool pulse) : m_animated(pulse) {
+    explicit PillContent(bool pulse) : m_animated(pulse) {
         setAttribute(Qt::WA_TransparentForMouseEvents);
+        setFont(OVFont::sans(13, QFont::Medium));
         if (pulse) {
             m_pulse.setStartValue(1.0);
             m_pulse.setKeyValueAt(0.5, 0.3);
@@ -47,8 +48,7 @@ public:
         // short.
         const int text = std::min(metrics.horizontalAdvance(VoicePill::caption(model)) + 2, maxTextWidth);
         const int lead = model.listening ? dotSize + 10 : 0;
-        setFixedSize(std::max(pillSize.width(), inset * 2 + lead + text) + 2 * shadow,
-                     pillSize.height() + 2 * shadow);
+        setFixedSize(std::max(pillSize.width(), inset * 2 + lead + text), pillSize.height());
         update();
     }
 
@@ -57,32 +57,19 @@ protected:
         const Pal& pal = palOf(this);
         QPainter p(this);
         p.setRenderHint(QPainter::Antialiasing);
-        const QRectF pill = QRectF(rect()).adjusted(shadow, shadow, -shadow, -shadow);
-        const double r = pill.height() / 2;
-        p.setPen(Qt::NoPen);
-        for (int i = shadow; i >= 1; --i) {
-            QColor shade = pal.shadow;
-            shade.setAlphaF(pal.shadow.alphaF() * 0.02f * float(shadow - i + 1));
-            p.setBrush(shade);
-            p.drawRoundedRect(pill.adjusted(-i, -i + 2, i, i + 2), r + i, r + i);
-        }
-        QPainterPath shape;
-        shape.addRoundedRect(pill, r, r);
-        p.fillPath(shape, pal.bg1);
-        p.strokePath(shape, QPen(pal.isDark ? pal.ln2 : pal.ln3, 1));
-
+        const QRectF pill(rect());
         double x = pill.left() + inset;
         if (m_model.listening) {
             QColor dot = pal.red;
             dot.setAlphaF(m_pulse.state() == QAbstractAnimation::Running ? m_pulse.currentValue().toFloat()
                                                                          : 1);
+            p.setPen(Qt::NoPen);
             p.setBrush(dot);
             p.drawEllipse(QRectF(x, pill.center().y() - dotSize / 2.0, dotSize, dotSize));
             x += dotSize + 10;
         }
         const QString caption = VoicePill::caption(m_model);
         p.setPen(m_model.text.isEmpty() ? pal.tx2 : pal.tx);
-        p.setFont(font());
         const QRectF textBox(x, pill.top(), std::min<double>(pill.right() - inset - x, maxTextWidth),
                              pill.height());
         const QString shown = fontMetrics().elidedText(caption, Qt::ElideRight, int(textBox.width()));
@@ -96,10 +83,20 @@ private:
     QVariantAnimation m_pulse;
 };
 
+namespace {
+
+// Sizes the card to its content after the model changed the content's width.
+void setModel(OVCard& card, const PillDisplay::Model& model) {
+    card.findChild<PillContent*>()->setModel(model);
+    card.adjustSize();
+}
+
+} // namespace
+
 QWidget* makePillCard(const PillDisplay::Model& model, bool pulse) {
-    auto* card = new PillCard(pulse);
-    card->setFont(OVFont::sans(13, QFont::Medium));
-    card->setModel(model);
+    auto* card = new OVCard({.radius = pillSize.height() / 2.0, .padding = 0}, new PillContent(pulse));
+    card->setAttribute(Qt::WA_TransparentForMouseEvents);
+    setModel(*card, model);
     return card;
 }
 
@@ -127,13 +124,14 @@ void ScreenPillDisplay::present(const Model& model) {
     if (fresh) {
         m_panel = makePillPanel(model, m_desktop.composited(), !m_motion().reduced());
     } else {
-        PillCard* card = m_panel->findChild<PillCard*>();
-        card->setModel(model);
+        auto* card = m_panel->findChild<OVCard*>();
+        setModel(*card, model);
         m_panel->setFixedSize(card->size());
     }
     if (const QScreen* screen = QGuiApplication::primaryScreen()) {
         const QRect frame = screen->availableGeometry();
-        m_panel->place(QPoint(frame.center().x() - m_panel->width() / 2, frame.top() + belowTop - shadow));
+        m_panel->place(
+            QPoint(frame.center().x() - m_panel->width() / 2, frame.top() + belowTop - OVCard::shadowMargin));
     }
     if (fresh) {
         m_panel->winId();

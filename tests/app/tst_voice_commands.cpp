@@ -108,7 +108,7 @@ private slots:
             u"Heard \u201cwhat time is it\u201d"_s, u""_s, false, 0);
         row("a note without words asks for them", false, false, true, u"note"_s, true,
             u"Say the note after \u201cnote\u201d"_s, u""_s, u""_s, false, 0);
-        row("a card signed out asks for a sign-in", false, false, true, u"card send the spec to Mara"_s, true,
+        row("a card signed out asks for a sign-in", false, false, true, u"card send the brief to Mara"_s, true,
             u"Sign in to Orvane first (Settings)"_s, u""_s, u""_s, false, 0);
     }
     void whatASentenceBecomes() {
@@ -185,15 +185,15 @@ private slots:
     void aSpokenCardLandsInTheHomeProject() {
         QVERIFY(c->signInAndLoadProjects());
         const Workspace home = *c->settings().home();
-        say(u"add a card: send the spec to Mara."_s, true);
+        say(u"add a card: send the brief to Mara."_s, true);
         QVERIFY(!pill().visible());
         QCOMPARE(c->shownNudge()->title, u"Add a card to %1?"_s.arg(home.name));
         QVERIFY(c->press(u"Add card"_s));
         QVERIFY(QTest::qWaitFor(
             [&] { return c->shownNudge() && c->shownNudge()->title.startsWith(u"Card"_s); }, 10000));
-        QCOMPARE(c->shownNudge()->title, u"Card added to %1: Send the spec to Mara"_s.arg(home.name));
+        QCOMPARE(c->shownNudge()->title, u"Card added to %1: Send the brief to Mara"_s.arg(home.name));
         const QJsonArray todos = m_platform->todos(u"project:"_s + *home.slug);
-        QCOMPARE(todos.last()[u"title"_s].toString(), u"Send the spec to Mara"_s);
+        QCOMPARE(todos.last()[u"title"_s].toString(), u"Send the brief to Mara"_s);
         QCOMPARE(todos.last()[u"notes"_s].toString(), VoiceCommands::cardNote);
     }
 };
