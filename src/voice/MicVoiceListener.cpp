@@ -26,6 +26,8 @@ QString joined(const std::vector<os::HeardWord>& words) {
 MicVoiceListener::MicVoiceListener(os::SpeechEngine& engine, os::AudioCapture& capture, QObject* parent)
     : QObject(parent), m_engine(engine), m_capture(capture) {
     m_timeout.setSingleShot(true);
+    // A coarse timer may end the wait up to 5 % early; the decision gets its whole 2.5 s.
+    m_timeout.setTimerType(Qt::PreciseTimer);
     m_timeout.setInterval(decisionTimeoutMs);
     connect(&m_timeout, &QTimer::timeout, this, [this] { finish(m_round, VoiceHeard{m_last, false}); });
 }
