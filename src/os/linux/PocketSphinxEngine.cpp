@@ -60,7 +60,7 @@ void forwardLibraryLog(void*, err_lvl_t level, const char* format, ...) {
     va_end(args);
     // Speech that ends inside a phrase of the grammar; the command decision rejects it, once per round.
     if (std::strstr(line, "does not match the grammar")) return;
-    qCWarning(lcSpeech).noquote() << "speech: pocketsphinx:" << QString::fromUtf8(line).trimmed();
+    qCWarning(lcSpeech).noquote() << "pocketsphinx:" << QString::fromUtf8(line).trimmed();
 }
 
 // Silences, noises and the grammar's empty transitions ("(NULL)").
@@ -232,7 +232,7 @@ private:
         cmd_ln_set_float32_r(config, "-wip", grammarWordPenalty);
         m_grammarUsable = ps_set_jsgf_string(m_ps, commandSearch, grammar.toUtf8().constData()) == 0;
         cmd_ln_set_float32_r(config, "-wip", wordPenalty);
-        if (!m_grammarUsable) qCWarning(lcSpeech) << "speech: the command grammar did not load";
+        if (!m_grammarUsable) qCWarning(lcSpeech) << "the command grammar did not load";
         return m_grammarUsable;
     }
 
@@ -281,7 +281,7 @@ QString PocketSphinxEngine::missing() const {
 
 std::unique_ptr<SpeechDecoder> PocketSphinxEngine::makeDecoder() {
     if (const QString why = missing(); !why.isEmpty()) {
-        qCWarning(lcSpeech).noquote() << "speech:" << why;
+        qCWarning(lcSpeech).noquote() << why;
         throw SpeechModelError(why.toStdString());
     }
     static std::once_flag quiet;
@@ -292,7 +292,7 @@ std::unique_ptr<SpeechDecoder> PocketSphinxEngine::makeDecoder() {
     QElapsedTimer clock;
     clock.start();
     auto decoder = std::make_unique<PocketSphinxDecoder>(filesIn(m_modelDir));
-    qCInfo(lcSpeech).noquote() << "speech: model loaded in" << clock.elapsed() << "ms";
+    qCInfo(lcSpeech).noquote() << "model loaded in" << clock.elapsed() << "ms";
     return decoder;
 }
 
