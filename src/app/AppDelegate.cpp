@@ -21,6 +21,7 @@
 #include "surfaces/popover/PanelKeys.h"
 #include "surfaces/popover/PopoverController.h"
 #include "surfaces/popover/PopoverView.h"
+#include "voice/LiveHearing.h"
 #include "voice/PinQueue.h"
 #include "workday/CallDetector.h"
 #include "workday/Coach.h"
@@ -53,6 +54,7 @@ AppDelegate::AppDelegate(Services& services, Arguments args)
       m_tracker(std::make_unique<WorkdayTracker>(*m_windows, *services.idle, Paths::workday(), services.now)),
       m_mic(makeMicUsage(services)),
       m_detector(std::make_unique<CallDetector>(*m_mic, *m_windows, services.now)),
+      m_hearing(services.speech ? std::make_unique<LiveHearing>(*services.speech, services.now) : nullptr),
       m_board(
           std::make_unique<Board>(Board::Inputs{*services.settings, *services.browser, *services.network,
                                                 services.now, Paths::support() + QStringLiteral("/board")})),
@@ -71,11 +73,17 @@ AppDelegate::AppDelegate(Services& services, Arguments args)
                   [this] { return m_detector->offered(); }}),
       m_tuneIn({*services.settings, *services.nudges, *services.prompter, *services.permission, *services.hud,
                 *m_detector, *m_mic, *m_windows, services.capture,
-                [&services] { return ScreenAccess::works(*services.screen); }, services.now}),
+                [&services] { return ScreenAccess::works(*services.screen); }, services.now,
+                m_hearing.get()}),
       m_windowBox(std::make_unique<WindowBox>(services.bringForward)), m_pins(std::make_unique<PinQueue>()),
       m_pinning(
           {*services.nudges, *services.hud, m_tuneIn, *m_pins, services.selectRegion, services.askNote}),
       m_endOfDay({*services.settings, *m_tracker, *m_windowBox, m_pages, services.now, services.sleep}),
+      m_pill(std::move(services.pillDisplay)),
+      m_voice({*services.settings, *services.nudges, *services.hud, m_tuneIn, m_pinning, *m_pins,
+               *services.voice, m_pill, services.grabScreen, services.now}),
+      m_tips(
+          {*services.settings, *services.nudges, *services.hud, m_tuneIn, m_pinning, m_cards, services.now}),
       m_menu(*services.defaults), m_hotKeys(std::make_unique<HotKeys>(*services.hotKeys)) {
     // A check runs beside the user's own copy: it must not touch that copy's web session.
     if (m_modes.boardCheck) m_board->useThrowawayProfile();
@@ -118,6 +126,9 @@ void AppDelegate::wireFlows() {
     connect(&m_tuneIn, &TuneIn::changed, this, &AppDelegate::rebuildMenu);
     connect(&m_tuneIn, &TuneIn::saved, this, &AppDelegate::recordingSaved);
     connect(&m_services.hud->model(), &HUDModel::pinWanted, &m_pinning, &Pinning::addPin);
+    connect(&m_services.hud->model(), &HUDModel::voiceWanted, &m_voice, &VoiceCommands::click);
+    connect(&m_voice, &VoiceCommands::changed, this, &AppDelegate::rebuildMenu);
+    connect(&m_tuneIn, &TuneIn::ticked, &m_tips, &LiveTips::tick);
     connect(&m_pinning, &Pinning::changed, this, &AppDelegate::rebuildMenu);
     connect(&m_tuneIn, &TuneIn::changed, m_services.meter.get(),
             [this] { m_services.meter->setActive(m_tuneIn.state() == TuneIn::State::recording); });
@@ -208,9 +219,8 @@ void AppDelegate::updateStatusTitle() {
 void AppDelegate::registerHotKeys() {
     m_hotKeys->registerAppKeys({.record = [this] { m_tuneIn.toggleRecording(); },
                                 .pin = [this] { m_pinning.addPin(); },
-                                // Until voice commands exist the key only shows that it works.
-                                .voiceDown = [] { slog(QStringLiteral("voice key down")); },
-                                .voiceUp = [] { slog(QStringLiteral("voice key up")); }});
+                                .voiceDown = [this] { m_voice.voiceDown(); },
+                                .voiceUp = [this] { m_voice.voiceUp(); }});
 }
 
 // Timers read their settings at each tick, so a change acts at the next one; the menu shows it at once.

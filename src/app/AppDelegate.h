@@ -6,16 +6,19 @@
 #include "app/Cards.h"
 #include "app/EndOfDay.h"
 #include "app/Filing.h"
+#include "app/LiveTips.h"
 #include "app/Pinning.h"
 #include "app/Reviews.h"
 #include "app/Todos.h"
 #include "app/TuneIn.h"
 #include "app/UploadStatus.h"
 #include "app/Uploads.h"
+#include "app/VoiceCommands.h"
 #include "surfaces/StatusItem.h"
 #include "surfaces/menu/MenuBuilder.h"
 #include "surfaces/menu/MenuInputs.h"
 #include "surfaces/menu/MenuModel.h"
+#include "voice/VoicePill.h"
 
 #include <QObject>
 #include <QTimer>
@@ -25,6 +28,7 @@ class Board;
 class Browser;
 class CallDetector;
 class HotKeys;
+class LiveHearing;
 class MicUsage;
 class PinQueue;
 class PopoverController;
@@ -76,6 +80,9 @@ public:
     TuneIn& tuneIn() { return m_tuneIn; }
     Pinning& pinning() { return m_pinning; }
     EndOfDay& endOfDay() { return m_endOfDay; }
+    VoiceCommands& voice() { return m_voice; }
+    VoicePill& pill() { return m_pill; }
+    LiveTips& tips() { return m_tips; }
     HotKeys& hotKeys() { return *m_hotKeys; }
     CallDetector& detector() { return *m_detector; }
     const UploadState::State& upload() const { return m_upload.state(); }
@@ -126,6 +133,7 @@ private:
     std::unique_ptr<WorkdayTracker> m_tracker;
     std::unique_ptr<MicUsage> m_mic;
     std::unique_ptr<CallDetector> m_detector;
+    std::unique_ptr<LiveHearing> m_hearing; // none without a speech engine
     UploadStatus m_upload;
     std::unique_ptr<Board> m_board;
     std::unique_ptr<Browser> m_boardPages;
@@ -145,6 +153,9 @@ private:
     std::unique_ptr<PinQueue> m_pins;
     Pinning m_pinning;
     EndOfDay m_endOfDay;
+    VoicePill m_pill;
+    VoiceCommands m_voice;
+    LiveTips m_tips;
     MenuModel m_menu;
     std::unique_ptr<HotKeys> m_hotKeys;
     std::unique_ptr<PopoverController> m_popover;

@@ -18,6 +18,9 @@ RecorderCapture::RecorderCapture(std::shared_ptr<Session> session, Recorder::Sou
     m_recorder->onMicLevel = [this](float rms) {
         if (onMicLevel) onMicLevel(rms);
     };
+    m_recorder->onMicBuffer = [this](const AudioBuffer& buffer) {
+        if (onMicBuffer) onMicBuffer(buffer);
+    };
 }
 
 // A capture dropped while it saves lets the save finish first: the queue runs what it holds before it ends.

@@ -37,7 +37,10 @@ public:
     virtual void noteApp(const QString& name, const QString& appId, const std::optional<QString>& title) = 0;
     virtual void markCall(const QString& app) = 0;
     virtual void setAutoPin(bool on) = 0;
-    virtual void addPin(const QByteArray& jpeg, const QString& note, double t) = 0;
+    // A text-only pin is a note drawn as a card, not a picture of the screen.
+    virtual void addPin(const QByteArray& jpeg, const QString& note, double t, bool textOnly) = 0;
+    // What was noted so far, with the text read off the screen from index `since` on.
+    virtual Recorder::LiveSnapshot liveSnapshot(qsizetype since) const = 0;
 
     // The capture stopped by itself, with the reason. Main thread.
     std::function<void(const QString&)> onStreamError;
@@ -45,6 +48,9 @@ public:
     std::function<void(FeedItem::Kind, const QString&)> onEvent;
     // The microphone's level (RMS), for the meter. The capture's thread: quick, and no calls back.
     std::function<void(float)> onMicLevel;
+    // Every microphone buffer, for live hearing; set before `start`. The capture's thread: quick, and no
+    // calls back.
+    std::function<void(const AudioBuffer&)> onMicBuffer;
 };
 
 using CaptureFactory = std::function<std::unique_ptr<Capture>(std::shared_ptr<Session>)>;
@@ -68,8 +74,11 @@ public:
     }
     void markCall(const QString& app) override { m_recorder->markCall(app); }
     void setAutoPin(bool on) override { m_recorder->autoPinOn = on; }
-    void addPin(const QByteArray& jpeg, const QString& note, double t) override {
-        m_recorder->addPin(jpeg, note, t);
+    void addPin(const QByteArray& jpeg, const QString& note, double t, bool textOnly) override {
+        m_recorder->addPin(jpeg, note, t, textOnly);
+    }
+    Recorder::LiveSnapshot liveSnapshot(qsizetype since) const override {
+        return m_recorder->liveSnapshot(since);
     }
 
 private:

@@ -35,7 +35,7 @@ std::function<void()> AppDelegate::menuAction(const MenuAction& a) {
     case Verb::addPin:
         return [this] { m_pinning.addPin(); };
     case Verb::voiceClick:
-        return [] { slog(QStringLiteral("voice click")); };
+        return [this] { m_voice.click(); };
     case Verb::showSettings:
     case Verb::settings:
         return [this] { openSettings(); };

@@ -34,7 +34,7 @@ void Pinning::addPin() {
 void Pinning::pinned(const QByteArray& jpeg, double t, const QString& note) {
     // The recording may have ended while the note was being written: then the pin waits for the next one.
     if (Capture* capture = m_needs.tuneIn.capture()) {
-        capture->addPin(jpeg, note, t);
+        capture->addPin(jpeg, note, t, false);
         m_needs.hud.model().add(FeedItem::Kind::pinned,
                                 note.isEmpty() ? QStringLiteral("a region of the screen") : note);
         slog(QStringLiteral("pin added (recording): ") + note);

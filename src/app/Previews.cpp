@@ -32,6 +32,7 @@
 #include "surfaces/design/Orb.h"
 #include "surfaces/design/Wordmark.h"
 #include "voice/NoteCard.h"
+#include "voice/VoicePillPanel.h"
 #include "workday/WrapModel.h"
 
 #include <QBoxLayout>
@@ -177,6 +178,7 @@ struct Sample {
     const char* message;
     std::vector<std::pair<const char*, bool>> buttons; // title, primary
     bool stacked = false;
+    const char* name = nullptr; // the picture's name where one kind has several; else the kind
 };
 
 const std::vector<Sample>& samples() {
@@ -223,7 +225,18 @@ const std::vector<Sample>& samples() {
          "Filed in Launch plan",
          "“Weekly sync” · talks about the launch. Move it from the menu if that’s wrong.",
          {}},
-        {"tip", "/", "Ask who owns the rollout", nullptr, {{"Got it", false}, {"Add as card…", true}}},
+        {"tip",
+         "/",
+         "Their pricing leads with the annual plan",
+         "Worth comparing with how ours reads on mobile.\nCard: Compare our pricing page with theirs",
+         {{"Got it", false}, {"Add as card…", true}}},
+        {"tip",
+         "/",
+         "The leaderboard filter shipped last week",
+         "Mention it if the filter comes up.",
+         {{"Got it", true}},
+         false,
+         "tip-without-card"},
         {"review",
          "/",
          "Review ready — Weekly sync",
@@ -255,8 +268,16 @@ const std::vector<Sample>& samples() {
          "Orvane summarises today and adds the follow-ups to your inbox.",
          {{"Later", false}, {"End my day", true}}},
         {"preview", "/", "A look at the coach", "This is how the coach speaks up.", {}},
-        {"voice", "/", "Heard “add pin”", nullptr, {}},
-        {"voiceCard", "/", "Add a card: “Call the printer”?", nullptr, {{"Cancel", false}, {"Add", true}}},
+        {"voice",
+         "/",
+         "Heard “what time is it”",
+         "Start with “screenshot”, “note” or “card”.",
+         {{"Save as note", true}, {"Dismiss", false}}},
+        {"voiceCard",
+         "/",
+         "Add a card to Launch plan?",
+         "Send the spec to Mara",
+         {{"Add card", true}, {"Cancel", false}}},
         {"cardDone", "/", "Added to Launch plan · New from chat", "Call the printer", {}},
         {"tipDone", "/", "Added to your day (Personal)", "Ask who owns the rollout", {}},
         {"todo", "/", "Couldn’t update “Call the printer”", "This workspace needs an update.", {}},
@@ -502,7 +523,15 @@ void renderDesign(const QString& dir) {
                  QStringLiteral("%1/panel-%2-%3.png").arg(dir, sample.name, schemeName));
         for (const Sample& sample : samples())
             save(new NudgeCard(viewOf(sample)), scheme,
-                 QStringLiteral("%1/nudge-%2-%3.png").arg(dir, QLatin1String(sample.kind), schemeName));
+                 QStringLiteral("%1/nudge-%2-%3.png")
+                     .arg(dir, QLatin1String(sample.name ? sample.name : sample.kind), schemeName));
+        const std::pair<const char*, PillDisplay::Model> pills[] = {
+            {"listening", {true, {}}},
+            {"heard", {true, QStringLiteral("take a screenshot of the leaderboard")}},
+            {"missed", {false, {}}}};
+        for (const auto& [name, model] : pills)
+            save(makePillCard(model, false), scheme,
+                 QStringLiteral("%1/pill-%2-%3.png").arg(dir, QLatin1String(name), schemeName));
         for (const auto& [name, alert] : alerts())
             save(fixedWidth(new PrompterView(alert, [](const QString&) {}), 420), scheme,
                  QStringLiteral("%1/alert-%2-%3.png").arg(dir, name, schemeName));

@@ -9,7 +9,10 @@
 #include "surfaces/DialogPrompter.h"
 #include "surfaces/HUDController.h"
 #include "surfaces/ScreenNudgeDisplay.h"
+#include "voice/MicVoiceListener.h"
 #include "voice/PinCapture.h"
+#include "voice/ScreenGrab.h"
+#include "voice/VoicePillPanel.h"
 
 #include <QGuiApplication>
 #include <QScreen>
@@ -83,6 +86,12 @@ std::unique_ptr<Services> Services::build(const Config& config) {
         PinCapture::askNote(image, recording, activate, std::move(answer));
     };
     s->hud = std::make_unique<HUDController>(*s->defaults, *s->meter, desktop, motion, s->now);
+    s->speech = os::linux_backends::makeSpeechEngine();
+    s->voiceCapture = os::linux_backends::makeAudioCapture();
+    s->voice = std::make_unique<MicVoiceListener>(*s->speech, *s->voiceCapture);
+    s->pillDisplay = std::make_unique<ScreenPillDisplay>(motion, desktop);
+    s->grabScreen = [grab = std::make_shared<ScreenGrab>(os::linux_backends::makeScreenSource())](
+                        ScreenGrab::Completion done) { grab->mainDisplay(std::move(done)); };
     return s;
 }
 

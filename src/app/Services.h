@@ -15,6 +15,7 @@
 #include "os/PressMonitor.h"
 #include "os/ScreenSource.h"
 #include "os/SecretStore.h"
+#include "os/SpeechEngine.h"
 #include "os/WindowSystem.h"
 #include "os/linux/AppIdentities.h"
 #include "recording/OCR.h"
@@ -27,6 +28,8 @@
 #include "surfaces/Prompter.h"
 #include "surfaces/StatusItem.h"
 #include "surfaces/design/LiveMeter.h"
+#include "voice/VoiceListener.h"
+#include "voice/VoicePill.h"
 
 #include <QNetworkAccessManager>
 #include <QSettings>
@@ -88,6 +91,14 @@ struct Services {
     // The two steps of a pin made by hand.
     std::function<void(Pinning::Region)> selectRegion;
     std::function<void(const QImage&, bool recording, std::function<void(std::optional<QString>)>)> askNote;
+    // Speech on this computer: its model loads at the first use. None leaves live hearing out.
+    std::unique_ptr<os::SpeechEngine> speech;
+    // Push-to-talk over a microphone capture of its own (a recording's may run beside it), the pill that
+    // shows what it hears (none: nothing drawn), and the screen it pins.
+    std::unique_ptr<os::AudioCapture> voiceCapture;
+    std::unique_ptr<VoiceListener> voice;
+    std::unique_ptr<PillDisplay> pillDisplay;
+    std::function<void(std::function<void(std::optional<QByteArray>)>)> grabScreen;
 
     static std::unique_ptr<Services> build(const Config& config);
     // How windows asked for again reach the user on this display: through the X window manager, or nothing.

@@ -9,6 +9,7 @@
 #include "surfaces/Notify.h"
 #include "surfaces/Nudges.h"
 #include "surfaces/Prompter.h"
+#include "voice/LiveHearing.h"
 #include "workday/CallApps.h"
 #include "workday/CallDetector.h"
 #include "workday/MicUsage.h"
@@ -41,11 +42,15 @@ TuneIn::TuneIn(Needs needs, QObject* parent)
     : QObject(parent), m_settings(needs.settings), m_nudges(needs.nudges), m_prompter(needs.prompter),
       m_permission(needs.permission), m_hud(needs.hud), m_detector(needs.detector), m_mic(needs.mic),
       m_windows(needs.windows), m_makeCapture(std::move(needs.capture)),
-      m_screenWorks(std::move(needs.screenWorks)), m_now(std::move(needs.now)) {
+      m_screenWorks(std::move(needs.screenWorks)), m_now(std::move(needs.now)), m_hearing(needs.hearing) {
     m_recTimer.setInterval(1s);
     connect(&m_recTimer, &QTimer::timeout, this, &TuneIn::tick);
     HUDModel& model = m_hud.model();
     connect(&model, &HUDModel::stopWanted, this, &TuneIn::stopRecording);
+    if (m_hearing)
+        connect(m_hearing, &LiveHearing::phrase, this, [this](const QString& phrase) {
+            if (m_capture) m_hud.model().add(FeedItem::Kind::heard, phrase);
+        });
 }
 
 TuneIn::~TuneIn() = default;
@@ -170,6 +175,9 @@ void TuneIn::begin(const std::optional<CallHit>& hit, bool mic) {
     m_starting->onEvent = [self](FeedItem::Kind kind, const QString& text) {
         if (self) self->m_hud.model().add(kind, text);
     };
+    // The capture's thread; hearing takes what it is given only while it runs.
+    if (LiveHearing* hearing = m_hearing)
+        m_starting->onMicBuffer = [hearing](const AudioBuffer& buffer) { hearing->append(buffer); };
     emit changed();
     m_starting->start(mic, [self, hit](const std::optional<QString>& error) {
         if (self) self->started(hit, error);
@@ -202,8 +210,7 @@ void TuneIn::started(const std::optional<CallHit>& hit, const std::optional<QStr
     sampleRecordingApp();
     m_capture->setAutoPin(m_settings.autoPin());
     m_hud.show(m_now().addMSecs(-qint64(m_capture->elapsed() * 1000)), m_capture->micOk());
-    // Live speech recognition comes with the voice features; until then the panel says nothing of it.
-    m_hud.model().setHearing(false);
+    m_hud.model().setHearing(startHearing());
     m_recTimer.start();
     emit changed();
     if (!hit) return;
@@ -227,6 +234,11 @@ void TuneIn::started(const std::optional<CallHit>& hit, const std::optional<QStr
                    .timeout = 12s});
 }
 
+bool TuneIn::startHearing() {
+    if (!m_hearing || !m_capture->micOk() || !m_settings.liveHearing()) return false;
+    return m_hearing->start();
+}
+
 void TuneIn::toggleRecording() {
     if (m_capture)
         stopRecording();
@@ -239,6 +251,7 @@ void TuneIn::stopRecording() {
     m_saving = std::move(m_capture);
     m_fromCall = false;
     m_recTimer.stop();
+    if (m_hearing) m_hearing->stop();
     m_hud.hide();
     for (const char* kind : {"callEnded", "recording", "tip"})
         m_nudges.dismiss(QString::fromLatin1(kind));

@@ -13,6 +13,7 @@
 
 class CallDetector;
 class HUD;
+class LiveHearing;
 class MicUsage;
 class Nudges;
 class Prompter;
@@ -41,6 +42,8 @@ public:
         // The real probe of the screen, for when the preflight says no.
         std::function<bool()> screenWorks;
         Clock now;
+        // Key phrases of what the user says; none where speech is left out.
+        LiveHearing* hearing = nullptr;
     };
     explicit TuneIn(Needs needs, QObject* parent = nullptr);
     ~TuneIn() override;
@@ -86,6 +89,8 @@ private:
     void checkForCall();
     void showTrackHealth();
     void sampleRecordingApp();
+    // Hears the microphone when the recording has it and the setting allows; whether it runs.
+    bool startHearing();
 
     Settings& m_settings;
     Nudges& m_nudges;
@@ -98,6 +103,7 @@ private:
     CaptureFactory m_makeCapture;
     std::function<bool()> m_screenWorks;
     Clock m_now;
+    LiveHearing* m_hearing;
 
     std::unique_ptr<Capture> m_capture;  // set while recording
     std::unique_ptr<Capture> m_starting; // set while its start is under way

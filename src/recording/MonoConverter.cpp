@@ -5,6 +5,26 @@ extern "C" {
 #include <libswresample/swresample.h>
 }
 
+namespace {
+AVSampleFormat sampleFormat(const AudioFormat& format) {
+    switch (format.type) {
+    case SampleType::Int16:
+        return format.planar ? AV_SAMPLE_FMT_S16P : AV_SAMPLE_FMT_S16;
+    case SampleType::Int32:
+        return format.planar ? AV_SAMPLE_FMT_S32P : AV_SAMPLE_FMT_S32;
+    case SampleType::Float32:
+        return format.planar ? AV_SAMPLE_FMT_FLTP : AV_SAMPLE_FMT_FLT;
+    }
+    return AV_SAMPLE_FMT_NONE;
+}
+} // namespace
+
+std::unique_ptr<MonoConverter> MonoConverter::create(const AudioFormat& from, int outRate) {
+    AVChannelLayout layout;
+    av_channel_layout_default(&layout, from.channels);
+    return create(layout, sampleFormat(from), from.sampleRate, outRate);
+}
+
 std::unique_ptr<MonoConverter> MonoConverter::create(const AVChannelLayout& layout, AVSampleFormat format,
                                                      int inRate, int outRate) {
     if (inRate <= 0 || outRate <= 0) return nullptr;

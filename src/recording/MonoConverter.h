@@ -1,5 +1,7 @@
 #pragma once
 
+#include "os/AudioBuffer.h"
+
 #include <QtGlobal>
 #include <memory>
 #include <vector>
@@ -18,6 +20,8 @@ public:
     // Null when libswresample takes no such input.
     static std::unique_ptr<MonoConverter> create(const AVChannelLayout& layout, AVSampleFormat format,
                                                  int inRate, int outRate);
+    // The same for the buffers of a capture source, with their channels in the default layout.
+    static std::unique_ptr<MonoConverter> create(const AudioFormat& from, int outRate);
     ~MonoConverter();
     MonoConverter(const MonoConverter&) = delete;
     MonoConverter& operator=(const MonoConverter&) = delete;

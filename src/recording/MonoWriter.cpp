@@ -18,18 +18,6 @@ constexpr double padAtMost = 3600;
 // coming out a frame short.
 constexpr double slack = 1e-9;
 
-AVSampleFormat sampleFormat(const AudioFormat& format) {
-    switch (format.type) {
-    case SampleType::Int16:
-        return format.planar ? AV_SAMPLE_FMT_S16P : AV_SAMPLE_FMT_S16;
-    case SampleType::Int32:
-        return format.planar ? AV_SAMPLE_FMT_S32P : AV_SAMPLE_FMT_S32;
-    case SampleType::Float32:
-        return format.planar ? AV_SAMPLE_FMT_FLTP : AV_SAMPLE_FMT_FLT;
-    }
-    return AV_SAMPLE_FMT_NONE;
-}
-
 // Mono is the same in memory whether called planar or interleaved.
 bool isWriterFormat(const AudioFormat& format) {
     return format.type == MonoWriter::format.type && format.sampleRate == MonoWriter::format.sampleRate &&
@@ -70,9 +58,7 @@ const float* MonoWriter::toMono(const AudioBuffer& buffer, qint64& frames) {
         return static_cast<const float*>(buffer.data.front());
     }
     if (!m_converter || m_convFrom != from) {
-        AVChannelLayout layout;
-        av_channel_layout_default(&layout, from.channels);
-        m_converter = MonoConverter::create(layout, sampleFormat(from), from.sampleRate, sampleRate);
+        m_converter = MonoConverter::create(from, sampleRate);
         m_convFrom.reset();
         if (!m_converter)
             throw AudioError(AudioError::Kind::Convert,

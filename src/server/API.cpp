@@ -164,6 +164,11 @@ QCoro::Task<QJsonObject> API::callDetail(QString id) const {
     co_return co_await json("GET", QStringLiteral("/api/calls/") + urlComponent(id));
 }
 
+QCoro::Task<CoachReply> API::coachLive(QJsonObject body) const {
+    const QJsonObject reply = co_await json("POST", QStringLiteral("/api/coach/live"), body);
+    co_return CoachReply::from(reply);
+}
+
 QCoro::Task<API::RouteScore> API::routeScore(QString title, QString app, QList<QString> participants,
                                              QString text) const {
     using namespace std::chrono_literals;

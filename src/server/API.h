@@ -1,6 +1,7 @@
 #pragma once
 
 #include "server/APIError.h"
+#include "server/LiveTip.h"
 #include "server/Todo.h"
 #include "server/WrapStatus.h"
 
@@ -64,6 +65,8 @@ public:
     QCoro::Task<WrapStatus> wrapStatus(QString day) const;
     QCoro::Task<std::optional<QString>> createTask(QString title, std::optional<QString> notes) const;
     QCoro::Task<QJsonObject> callDetail(QString id) const;
+    // The new text of a running recording; the body is built by the live tips.
+    QCoro::Task<CoachReply> coachLive(QJsonObject body) const;
 
     struct RouteScore {
         double score = 0; // as sent; the router clamps it

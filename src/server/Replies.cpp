@@ -54,3 +54,22 @@ WrapStatus WrapStatus::from(const QJsonObject& o) {
     w.error = optionalString(o.value(QLatin1String("error")));
     return w;
 }
+
+CoachReply CoachReply::from(const QJsonObject& o) {
+    CoachReply reply;
+    if (const QJsonValue next = o.value(QLatin1String("next_after_s")); next.isDouble())
+        reply.nextAfter = next.toDouble();
+    const QJsonObject tip = o.value(QLatin1String("tip")).toObject();
+    const std::optional<QString> title = optionalString(tip.value(QLatin1String("title")));
+    if (!title || title->trimmed().isEmpty()) return reply;
+    LiveTip live{*title, optionalString(tip.value(QLatin1String("body"))).value_or(QString()), std::nullopt,
+                 std::nullopt};
+    const QJsonObject card = tip.value(QLatin1String("card")).toObject();
+    if (const std::optional<QString> cardTitle = optionalString(card.value(QLatin1String("title")));
+        cardTitle && !cardTitle->trimmed().isEmpty()) {
+        live.cardTitle = cardTitle;
+        live.cardWhy = optionalString(card.value(QLatin1String("why")));
+    }
+    reply.tip = live;
+    return reply;
+}

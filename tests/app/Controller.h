@@ -11,6 +11,7 @@
 #include "fakes/FakeHotKeySource.h"
 #include "fakes/FakeNotifications.h"
 #include "fakes/FakePrompter.h"
+#include "fakes/FakeVoiceListener.h"
 #include "fakes/MemorySecretStore.h"
 #include "fakes/RecordingNudgeDisplay.h"
 #include "recording/Session.h"
@@ -58,6 +59,11 @@ public:
                                   std::function<void(std::optional<QString>)> answer) {
             notesAsked.append(recording);
             answer(note);
+        };
+        services.voice = std::make_unique<FakeVoiceListener>();
+        voice = static_cast<FakeVoiceListener*>(services.voice.get());
+        services.grabScreen = [this](std::function<void(std::optional<QByteArray>)> done) {
+            done(screenJpeg);
         };
         services.secrets = std::make_unique<MemorySecretStore>();
         services.keychain = std::make_unique<Keychain>(*services.secrets, QStringLiteral("svc"));
@@ -138,6 +144,9 @@ public:
     std::optional<QString> note = QStringLiteral("ship the beta on the 14th");
     QList<bool> notesAsked;
     FakeBrowser* opened = nullptr;
+    FakeVoiceListener* voice = nullptr;
+    // What a spoken "screenshot" grabs: nothing when the screen cannot be read.
+    std::optional<QByteArray> screenJpeg = QByteArray("jpeg");
     RecordingNudgeDisplay* nudges = nullptr;
 
 private:

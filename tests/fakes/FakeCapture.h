@@ -47,7 +47,7 @@ public:
         QTimer::singleShot(0, &m_alive, [done = std::move(done), session = m_session] { done(session); });
     }
     std::shared_ptr<Session> session() const override { return m_session; }
-    double elapsed() const override { return 0; }
+    double elapsed() const override { return at; }
     bool micOk() const override { return m_micOk; }
     Counts counts() const override { return {0, pins.size()}; }
     bool isCall() const override { return m_session->meta.isCall(); }
@@ -60,14 +60,32 @@ public:
         calls.append(app);
     }
     void setAutoPin(bool on) override { autoPin = on; }
-    void addPin(const QByteArray&, const QString& note, double) override { pins.append(note); }
+    void addPin(const QByteArray&, const QString& note, double t, bool textOnly) override {
+        pins.append(note);
+        pinTimes.append(t);
+        textOnlyPins.append(textOnly);
+    }
+    Recorder::LiveSnapshot liveSnapshot(qsizetype since) const override {
+        Recorder::LiveSnapshot snapshot;
+        snapshot.ocr = ocr.mid(std::min(since, ocr.size()));
+        snapshot.ocrCount = ocr.size();
+        snapshot.kind = isCall() ? QStringLiteral("call") : QStringLiteral("session");
+        snapshot.started = m_session->meta.started;
+        snapshot.meta = m_session->meta;
+        return snapshot;
+    }
 
+    // The recording's timeline, and the text read off the screen so far.
+    double at = 0;
+    QList<OcrEntry> ocr;
     bool askedMic = false;
     bool autoPin = false;
     int stops = 0;
     QStringList apps;
     QStringList calls;
     QStringList pins;
+    QList<double> pinTimes;
+    QList<bool> textOnlyPins;
 
 private:
     std::shared_ptr<Session> m_session;

@@ -111,6 +111,10 @@ QJsonArray LocalPlatform::requests() {
     return QJsonDocument::fromJson(control("GET", QStringLiteral("/__control/requests")).body).array();
 }
 
+bool LocalPlatform::setCoach(const QJsonObject& settings) {
+    return control("POST", QStringLiteral("/__control/coach"), settings).status == 200;
+}
+
 bool LocalPlatform::closePersonal(bool closed) {
     return control("POST", QStringLiteral("/__control/personal"), {{QStringLiteral("closed"), closed}})
                .status == 200;

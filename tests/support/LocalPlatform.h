@@ -76,6 +76,9 @@ public:
     // shots and pins.
     QJsonArray calls();
     bool scriptWrap(const WrapScript& script);
+    // Live tips: "closed" (a 404 on them) and "next_after_s" (any JSON value, null to leave it out) of every
+    // answer from now on; the keys left out stay as they are.
+    bool setCoach(const QJsonObject& settings);
     // Every to-do of a scope ("project:brevik", "personal:1", "legacy:local"), done ones too, oldest first:
     // id (as text), title, status, notes and source (null when none was sent), inbox.
     QJsonArray todos(const QString& scope);

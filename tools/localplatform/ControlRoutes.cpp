@@ -122,6 +122,13 @@ void addControlRoutes(RouteTable& control, Store& store, FaultPlan& faults, Requ
         switches.setPersonalTasksClosed(requiredBool(exchange.json(), "closed"));
         return Reply::json(QJsonObject{{"ok", true}});
     });
+    // {"closed": bool} and/or {"next_after_s": any JSON value, null to leave it out}.
+    control.add("POST", "/__control/coach", [&switches](Exchange& exchange) {
+        const QJsonObject body = exchange.json();
+        if (body.contains("closed")) switches.setCoachClosed(requiredBool(body, "closed"));
+        if (body.contains("next_after_s")) switches.setCoachNextAfter(body.value("next_after_s"));
+        return Reply::json(QJsonObject{{"ok", true}});
+    });
     control.add("GET", "/__control/todos", [&store](Exchange& exchange) {
         const std::string scope = exchange.query("scope");
         if (scope.empty()) throw HttpError(400, "scope is missing");

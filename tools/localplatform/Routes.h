@@ -20,6 +20,8 @@ void addDestinationRoutes(RouteTable& routes, Store& store, const Generation& ge
 // too.
 void addCallRoutes(RouteTable& routes, Store& store, const Switches& switches,
                    const std::filesystem::path& audioDir);
+// Live tips from the new text of a recording, inside a destination.
+void addCoachRoutes(RouteTable& routes, const Switches& switches);
 // The web pages, the sign-in form and the one-time web login, with their sessions in the store.
 void addWebRoutes(RouteTable& routes, RouteTable& control, Store& store);
 void addControlRoutes(RouteTable& control, Store& store, FaultPlan& faults, RequestLog& log,

@@ -33,6 +33,7 @@ Server::Server(const Options& options)
     addWebRoutes(m_platform, m_control, m_store);
     addDestinationRoutes(m_inDestination, m_store, m_generation, m_switches);
     addCallRoutes(m_inDestination, m_store, m_switches, options.dataDir / "audio");
+    addCoachRoutes(m_inDestination, m_switches);
 
     // Every method goes to the one dispatcher; methods that carry a body get its reader, so uploads stream.
     const auto plain = [this](const httplib::Request& request, httplib::Response& response) {

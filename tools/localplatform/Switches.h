@@ -2,6 +2,8 @@
 
 #include "WrapScript.h"
 
+#include <QJsonValue>
+
 #include <atomic>
 #include <chrono>
 #include <cstdint>
@@ -21,6 +23,21 @@ public:
     // and to-dos stay open.
     bool personalTasksClosed() const { return m_personalTasksClosed; }
     void setPersonalTasksClosed(bool closed) { m_personalTasksClosed = closed; }
+
+    // A destination without live tips answers 404 on them, as an older server does.
+    bool coachClosed() const { return m_coachClosed; }
+    void setCoachClosed(bool closed) { m_coachClosed = closed; }
+
+    // The "next_after_s" of every live-tip answer: a number, or anything else a faulty server might send;
+    // null leaves it out.
+    QJsonValue coachNextAfter() const {
+        const std::lock_guard lock(m_coachMutex);
+        return m_coachNextAfter;
+    }
+    void setCoachNextAfter(QJsonValue value) {
+        const std::lock_guard lock(m_coachMutex);
+        m_coachNextAfter = std::move(value);
+    }
 
     // How long after the processing starts the review is there.
     std::chrono::milliseconds reviewDelay() const {
@@ -43,10 +60,17 @@ public:
         m_personalTasksClosed = false;
         m_reviewDelayMs = defaultReviewDelay.count();
         setWrapScript({});
+        m_coachClosed = false;
+        setCoachNextAfter(defaultCoachNextAfter);
     }
 
 private:
+    static constexpr double defaultCoachNextAfter = 30;
+
     std::atomic<bool> m_personalClosed = false;
+    std::atomic<bool> m_coachClosed = false;
+    mutable std::mutex m_coachMutex;
+    QJsonValue m_coachNextAfter = defaultCoachNextAfter;
     std::atomic<bool> m_personalTasksClosed = false;
     std::atomic<std::int64_t> m_reviewDelayMs = defaultReviewDelay.count();
     mutable std::mutex m_wrapMutex;
