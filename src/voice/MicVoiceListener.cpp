@@ -26,6 +26,8 @@ QString joined(const std::vector<os::HeardWord>& words) {
 MicVoiceListener::MicVoiceListener(os::SpeechEngine& engine, os::AudioCapture& capture, QObject* parent)
     : QObject(parent), m_engine(engine), m_capture(capture) {
     m_timeout.setSingleShot(true);
+    // A coarse timer may fire 5 % early.
+    m_timeout.setTimerType(Qt::PreciseTimer);
     m_timeout.setInterval(decisionTimeoutMs);
     connect(&m_timeout, &QTimer::timeout, this, [this] { finish(m_round, VoiceHeard{m_last, false}); });
 }
