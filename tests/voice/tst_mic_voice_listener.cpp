@@ -127,6 +127,11 @@ private slots:
 
     void aLateDecisionIsCutOffAfterTwoAndAHalfSeconds() {
         StuckEngine engine;
+        // A failed check still lets the decision go, or the listener's queue would never end.
+        bool released = false;
+        const auto release = qScopeGuard([&] {
+            if (!released) engine.release.set_value();
+        });
         SilentCapture capture;
         MicVoiceListener listener(engine, capture);
         // No round before the model has loaded.
@@ -138,10 +143,13 @@ private slots:
         clock.start();
         listener.stop([&](const VoiceHeard& heard) { answers.push_back(heard); });
         QTRY_COMPARE_WITH_TIMEOUT(answers.size(), size_t(1), 10000);
-        QVERIFY(clock.elapsed() >= MicVoiceListener::decisionTimeoutMs - 50);
+        // The event loop's timers may fire a little early on a loaded machine.
+        QVERIFY2(clock.elapsed() >= MicVoiceListener::decisionTimeoutMs * 9 / 10,
+                 qPrintable(QString::number(clock.elapsed())));
         QVERIFY(!answers.front().command);
         // The decision that comes after all is dropped; it lands before the next queued job runs.
         engine.release.set_value();
+        released = true;
         bool drained = false;
         listener.authorize([&](bool, const QString&) { drained = true; });
         QTRY_VERIFY_WITH_TIMEOUT(drained, 10000);

@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <cstdarg>
 #include <cstdlib>
+#include <cstring>
 #include <mutex>
 
 Q_LOGGING_CATEGORY(lcSpeech, "speech")
@@ -29,10 +30,11 @@ constexpr const char* phones[] = {"AA", "AE", "AH", "AO", "AW", "AY", "B",  "CH"
 // The product's name, which the dictionary lacks.
 constexpr const char* nameWord = "orvane";
 constexpr const char* namePhones = "AO R V EY N";
-// The weight of each garbage phone against a word of the grammar: lower makes the rejection path dearer,
-// so that more speech counts as a command. Tuned on synthesised voices at several speeds, with and without
-// noise.
-constexpr const char* garbageWeight = "0.05";
+// The grammar's penalty for each word, and so for each phone of the garbage loops: lower makes a phone loop
+// dearer against the words of a prefix, so that more speech counts as a command. The library's default (0.65)
+// let the loops take nearly every command; tuned on synthesised voices at several speeds, with and without
+// noise (bench_voice), between too few commands and too many false ones.
+constexpr float grammarWordPenalty = 2e-2F;
 // Samples of a free utterance kept so that a command decided over the same speech reuses its words; longer
 // utterances are decoded again.
 constexpr size_t keptSamples = size_t(60 * speechSampleRate);
@@ -56,6 +58,8 @@ void forwardLibraryLog(void*, err_lvl_t level, const char* format, ...) {
     va_start(args, format);
     std::vsnprintf(line, sizeof line, format, args);
     va_end(args);
+    // Speech that ends inside a phrase of the grammar; the command decision rejects it, once per round.
+    if (std::strstr(line, "does not match the grammar")) return;
     qCWarning(lcSpeech).noquote() << "pocketsphinx:" << QString::fromUtf8(line).trimmed();
 }
 
@@ -131,7 +135,6 @@ public:
         if (!m_open) return {};
         ps_end_utt(m_ps);
         m_open = false;
-        ps_get_hyp(m_ps, nullptr); // runs the lattice pass that gives the posteriors
         return segments(false);
     }
 
@@ -144,19 +147,25 @@ public:
         } else {
             if (m_open) end();
             decodeWhole(freeSearch, utterance);
-            ps_get_hyp(m_ps, nullptr);
             heard.words = segments(false);
         }
         if (!useGrammar(fillers, prefixes)) return heard;
         decodeWhole(commandSearch, utterance);
-        ps_get_hyp(m_ps, nullptr);
         QStringList accepted;
         for (const HeardWord& word : segments(true)) {
             if (word.text.startsWith(QLatin1String(garbagePrefix))) break;
             accepted << word.text;
             heard.prefixEnd = word.end;
         }
-        heard.prefix = accepted.join(u' ');
+        // Speech that ends inside a phrase leaves the search short of the grammar's end: only a whole
+        // "[filler] prefix" counts.
+        const QString said = accepted.join(u' ');
+        const bool whole = std::ranges::any_of(m_prefixes, [&](const QString& prefix) {
+            return said == prefix || std::ranges::any_of(m_fillers, [&](const QString& filler) {
+                       return said == filler + u' ' + prefix;
+                   });
+        });
+        if (whole) heard.prefix = said;
         return heard;
     }
 
@@ -171,6 +180,9 @@ private:
     // The words of the last utterance, fillers and silences left out; with `garbage` the rejection path's
     // phone words stay in.
     std::vector<HeardWord> segments(bool garbage) {
+        // Silence alone leaves the search no frame at all once voice detection has dropped it.
+        if (ps_get_n_frames(m_ps) == 0) return {};
+        ps_get_hyp(m_ps, nullptr); // runs the lattice pass that gives the posteriors
         std::vector<HeardWord> words;
         logmath_t* logmath = ps_get_logmath(m_ps);
         for (ps_seg_t* seg = ps_seg_iter(m_ps); seg; seg = ps_seg_next(seg)) {
@@ -194,25 +206,32 @@ private:
         const QStringList key = fillers + QStringList{QString()} + prefixes;
         if (key == m_grammarKey) return m_grammarUsable;
         m_grammarKey = key;
-        const QStringList sayableFillers = sayable(fillers);
-        const QStringList sayablePrefixes = sayable(prefixes);
-        m_grammarUsable = !sayablePrefixes.isEmpty();
+        m_fillers = sayable(fillers);
+        m_prefixes = sayable(prefixes);
+        m_grammarUsable = !m_prefixes.isEmpty();
         if (!m_grammarUsable) return false;
         QStringList garbage;
         for (const char* phone : phones)
-            garbage
-                << QStringLiteral("/%1/ %2%3").arg(garbageWeight, garbagePrefix, QString(phone).toLower());
+            garbage << garbagePrefix + QString::fromLatin1(phone).toLower();
+        // Each loop is a rule of its own, and the rejection path begins with a phone before its loop: a loop
+        // at the start of an alternative returns to the grammar's first state, from which a prefix could
+        // follow rejected speech.
         QString grammar = QStringLiteral("#JSGF V1.0;\ngrammar command;\n"
                                          "public <utterance> = <command> | <other>;\n"
-                                         "<command> = %1 <prefix> <garbage>*;\n"
-                                         "<other> = <garbage>*;\n"
+                                         "<command> = %1 <prefix> <tail>*;\n"
+                                         "<other> = <junk> <junk>*;\n"
                                          "<prefix> = %2;\n"
-                                         "<garbage> = %3;\n")
-                              .arg(sayableFillers.isEmpty() ? QString() : QStringLiteral("[<filler>]"),
-                                   sayablePrefixes.join(u" | "), garbage.join(u" | "));
-        if (!sayableFillers.isEmpty())
-            grammar += QStringLiteral("<filler> = %1;\n").arg(sayableFillers.join(u" | "));
+                                         "<tail> = %3;\n"
+                                         "<junk> = %3;\n")
+                              .arg(m_fillers.isEmpty() ? QString() : QStringLiteral("[<filler>]"),
+                                   m_prefixes.join(u" | "), garbage.join(u" | "));
+        if (!m_fillers.isEmpty()) grammar += QStringLiteral("<filler> = %1;\n").arg(m_fillers.join(u" | "));
+        // The penalty is read when the search is made, so the language model's search keeps its own.
+        cmd_ln_t* config = ps_get_config(m_ps);
+        const double wordPenalty = cmd_ln_float32_r(config, "-wip");
+        cmd_ln_set_float32_r(config, "-wip", grammarWordPenalty);
         m_grammarUsable = ps_set_jsgf_string(m_ps, commandSearch, grammar.toUtf8().constData()) == 0;
+        cmd_ln_set_float32_r(config, "-wip", wordPenalty);
         if (!m_grammarUsable) qCWarning(lcSpeech) << "the command grammar did not load";
         return m_grammarUsable;
     }
@@ -237,6 +256,9 @@ private:
     std::vector<int16_t> m_fed;
     bool m_fedWhole = true;
     QStringList m_grammarKey;
+    // The phrases of the current grammar.
+    QStringList m_fillers;
+    QStringList m_prefixes;
     bool m_grammarUsable = false;
 };
 
@@ -259,7 +281,7 @@ QString PocketSphinxEngine::missing() const {
 
 std::unique_ptr<SpeechDecoder> PocketSphinxEngine::makeDecoder() {
     if (const QString why = missing(); !why.isEmpty()) {
-        qCWarning(lcSpeech).noquote() << "speech:" << why;
+        qCWarning(lcSpeech).noquote() << why;
         throw SpeechModelError(why.toStdString());
     }
     static std::once_flag quiet;
