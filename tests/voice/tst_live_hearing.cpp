@@ -19,9 +19,9 @@ Q_DECLARE_METATYPE(AudioFormat)
 namespace {
 
 // "pricing page:0.3 leads": words heard with their confidence, 0.9 unless given.
-std::vector<os::HeardWord> heardWords(const QString& spec) {
+std::vector<os::HeardWord> heardWords(const QString& said) {
     std::vector<os::HeardWord> words;
-    for (const QString& item : spec.split(u' ', Qt::SkipEmptyParts)) {
+    for (const QString& item : said.split(u' ', Qt::SkipEmptyParts)) {
         const QStringList parts = item.split(u':');
         words.push_back({parts[0], 0, 0, parts.size() > 1 ? parts[1].toDouble() : 0.9});
     }
