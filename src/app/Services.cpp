@@ -77,7 +77,12 @@ std::unique_ptr<Services> Services::build(const Config& config) {
         // The primary screen is frozen as the recording sees it, without Orvane's own windows.
         PinCapture::selectRegion(std::move(done), [](QScreen& screen) {
             if (&screen != QGuiApplication::primaryScreen()) return QImage();
-            QImage frozen = os::linux_backends::grabPrimaryWithoutOwnWindows();
+            QImage frozen;
+            try {
+                frozen = os::linux_backends::grabPrimaryWithoutOwnWindows().image;
+            } catch (const os::ScreenError&) {
+                return QImage(); // the picker falls back to a plain grab, which says what went wrong
+            }
             frozen.setDevicePixelRatio(screen.devicePixelRatio());
             return frozen;
         });
@@ -90,7 +95,8 @@ std::unique_ptr<Services> Services::build(const Config& config) {
     s->voiceCapture = os::linux_backends::makeAudioCapture();
     s->voice = std::make_unique<MicVoiceListener>(*s->speech, *s->voiceCapture);
     s->pillDisplay = std::make_unique<ScreenPillDisplay>(motion, desktop);
-    s->grabScreen = [grab = std::make_shared<ScreenGrab>(os::linux_backends::makeScreenSource())](
+    // A spoken screenshot keeps the screen, not the pill that heard it.
+    s->grabScreen = [grab = std::make_shared<ScreenGrab>(&os::linux_backends::grabPrimaryWithoutOwnWindows)](
                         ScreenGrab::Completion done) { grab->mainDisplay(std::move(done)); };
     return s;
 }

@@ -4,9 +4,9 @@
 #include "recording/Frames.h"
 #include "voice/PinCapture.h"
 
-ScreenGrab::ScreenGrab(std::unique_ptr<os::ScreenSource> screen) : m_screen(std::move(screen)) {}
+ScreenGrab::ScreenGrab(std::function<os::ScreenFrame()> grab) : m_grab(std::move(grab)) {}
 
-// The queue ends first, finishing a grab under way, while the screen source still exists.
+// The queue ends first, finishing a grab under way, while the grab function still exists.
 ScreenGrab::~ScreenGrab() {
     m_queue.reset();
 }
@@ -16,8 +16,7 @@ void ScreenGrab::mainDisplay(Completion completion) {
     m_queue->async([this, completion = std::move(completion)] {
         std::optional<QByteArray> jpeg;
         try {
-            jpeg = Frames::jpeg(m_screen->grabPrimary().image, PinCapture::jpegQuality,
-                                PinCapture::jpegMaxWidth);
+            jpeg = Frames::jpeg(m_grab().image, PinCapture::jpegQuality, PinCapture::jpegMaxWidth);
         } catch (const os::ScreenError& e) {
             slog(QStringLiteral("screen grab: ") + QString::fromUtf8(e.what()));
         }

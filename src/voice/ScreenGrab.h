@@ -16,13 +16,14 @@ class ScreenGrab : public QObject {
 public:
     using Completion = std::function<void(std::optional<QByteArray>)>;
 
-    explicit ScreenGrab(std::unique_ptr<os::ScreenSource> screen);
+    // `grab` reads the primary screen, on a thread of the grab's own; it throws os::ScreenError.
+    explicit ScreenGrab(std::function<os::ScreenFrame()> grab);
     ~ScreenGrab() override;
 
     // JPEG at the pins' quality and width, or nothing when the screen cannot be read (logged).
     void mainDisplay(Completion completion);
 
 private:
-    std::unique_ptr<os::ScreenSource> m_screen;
+    std::function<os::ScreenFrame()> m_grab;
     std::unique_ptr<SerialQueue> m_queue;
 };

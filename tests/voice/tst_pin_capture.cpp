@@ -1,5 +1,5 @@
 #include "RequiredServices.h"
-#include "os/linux/X11ScreenSource.h"
+#include "os/linux/Backends.h"
 #include "support/Rows.h"
 #include "voice/NoteDialog.h"
 #include "voice/PinCapture.h"
@@ -156,8 +156,26 @@ private slots:
         QTRY_VERIFY(!dialog);
     }
 
-    void theMainDisplayArrivesOnTheMainThread() {
-        ScreenGrab grab(std::make_unique<os::X11ScreenSource>());
+    // A spoken screenshot: the answer comes on the main thread, narrowed to the pins' width, and a window of
+    // ours (the pill that heard the command) is painted out of it.
+    void theMainDisplayArrivesOnTheMainThreadWithoutOurWindows() {
+        QWidget ours(nullptr, Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint);
+        ours.setStyleSheet(u"background: #ff00ff"_s);
+        ours.setAutoFillBackground(true);
+        const QRect screen = QApplication::primaryScreen()->geometry();
+        ours.setGeometry(screen.center().x() - 100, screen.center().y() - 100, 200, 200);
+        ours.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&ours));
+        // Beside the centre, where the pointer may rest.
+        const auto magentaInTheMiddle = [&](const QImage& image) {
+            const double scale = double(image.width()) / screen.width();
+            const QColor seen = image.pixelColor(QPointF(screen.center() - QPoint(60, 60)).toPoint() * scale);
+            return seen.red() > 200 && seen.green() < 60 && seen.blue() > 200;
+        };
+        // The window is on the screen that a plain grab reads.
+        QTRY_VERIFY(magentaInTheMiddle(QApplication::primaryScreen()->grabWindow(0).toImage()));
+
+        ScreenGrab grab(&os::linux_backends::grabPrimaryWithoutOwnWindows);
         Answer answer;
         QThread* thread = nullptr;
         grab.mainDisplay([&](std::optional<QByteArray> jpeg) {
@@ -169,8 +187,8 @@ private slots:
         QCOMPARE(thread, QThread::currentThread());
         QVERIFY(answer.jpeg);
         const QImage image = decoded(*answer.jpeg);
-        QCOMPARE(image.width(),
-                 qMin(PinCapture::jpegMaxWidth, QApplication::primaryScreen()->size().width()));
+        QCOMPARE(image.width(), qMin(PinCapture::jpegMaxWidth, screen.width()));
+        QVERIFY(!magentaInTheMiddle(image));
     }
 };
 

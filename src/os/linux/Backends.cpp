@@ -55,13 +55,9 @@ std::unique_ptr<FrameStream> makeFrameStream() {
     return std::make_unique<X11FrameStream>();
 }
 
-QImage grabPrimaryWithoutOwnWindows() {
-    try {
-        X11FrameCamera camera(QString(), std::numeric_limits<int>::max());
-        return camera.take().image;
-    } catch (const ScreenError&) {
-        return {}; // the caller falls back to a plain grab, which says what went wrong
-    }
+ScreenFrame grabPrimaryWithoutOwnWindows() {
+    X11FrameCamera camera(QString(), std::numeric_limits<int>::max());
+    return camera.take();
 }
 
 std::unique_ptr<IdleSource> makeIdleSource() {

@@ -25,9 +25,9 @@ std::unique_ptr<SecretStore> makeSecretStore(const QString& fallbackPath);
 std::unique_ptr<ScreenSource> makeScreenSource();
 // The frames of a recording, every two seconds, without our own windows.
 std::unique_ptr<FrameStream> makeFrameStream();
-// The primary screen now, at full size, with our own windows painted out as in the recording's frames; a null
-// image when the screen cannot be read.
-QImage grabPrimaryWithoutOwnWindows();
+// The primary screen now, at full size, with our own windows painted out as in the recording's frames. Throws
+// ScreenError when the screen cannot be read.
+ScreenFrame grabPrimaryWithoutOwnWindows();
 std::unique_ptr<IdleSource> makeIdleSource();
 // Who records from the microphone, from the sound server; the windows, from the window manager. Both name
 // programs through `identities`, which must outlive them.
