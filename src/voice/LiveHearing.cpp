@@ -177,6 +177,8 @@ void LiveHearing::harvest(bool force) {
     if (m_lastEmit.isValid() && since(m_lastEmit) < minGap) return;
     if (const std::optional<QString> found = KeyPhrase::extract(fresh, 7)) {
         m_lastEmit = m_now();
+        // Its length only: what was said never reaches the log.
+        slog(u"hearing: a key phrase of %1 words"_s.arg(found->split(u' ').size()));
         emit phrase(*found);
     }
 }
