@@ -38,8 +38,52 @@ MicVoiceListener::~MicVoiceListener() {
     m_queue.async([this] { m_decoder.reset(); });
 }
 
+namespace {
+
+QString letters(const QString& text) {
+    QString out;
+    for (const QChar c : text)
+        if (c.isLetter()) out += c.toLower();
+    return out;
+}
+
+// Whether `a` becomes `b` with at most one letter added, removed or changed.
+bool nearlySame(const QString& a, const QString& b) {
+    if (a == b) return true;
+    if (std::abs(a.size() - b.size()) > 1 || std::min(a.size(), b.size()) < 3) return false;
+    qsizetype i = 0;
+    while (i < a.size() && i < b.size() && a[i] == b[i])
+        ++i;
+    const auto rest = [](const QString& s, qsizetype from) { return s.mid(from); };
+    return rest(a, i + 1) == rest(b, i + 1) || rest(a, i + 1) == rest(b, i) || rest(a, i) == rest(b, i + 1);
+}
+
+// Speech that only begins like a command ("notebook", "cardboard", "pinned the") fits the grammar's prefix
+// as well as anything; the free decoding hears the word that was said. The language model must have heard the
+// prefix's last word, or its last two ("to do" heard as "to to"), give or take a letter, in a word that
+// reaches the end of the grammar's prefix (whose phone loop often takes the last syllable).
+bool heardAtPrefixEnd(const os::CommandHearing& hearing) {
+    constexpr double slack = 0.3; // seconds
+    const QStringList prefix = hearing.prefix.split(u' ', Qt::SkipEmptyParts);
+    const QString last = letters(prefix.last());
+    const QString lastTwo = prefix.size() > 1 ? letters(prefix[prefix.size() - 2]) + last : QString();
+    const std::vector<os::HeardWord>& words = hearing.words;
+    for (size_t i = 0; i < words.size(); ++i) {
+        if (words[i].start >= hearing.prefixEnd || words[i].end <= hearing.prefixEnd - slack) continue;
+        const QString heard = letters(words[i].text);
+        const QString withBefore = i > 0 ? letters(words[i - 1].text) + heard : QString();
+        if (nearlySame(heard, last) ||
+            (i > 0 && (nearlySame(withBefore, last) || nearlySame(withBefore, lastTwo))))
+            return true;
+    }
+    return false;
+}
+
+} // namespace
+
 VoiceHeard MicVoiceListener::heard(const os::CommandHearing& hearing) {
     if (hearing.prefix.isEmpty()) return {joined(hearing.words), false};
+    if (!heardAtPrefixEnd(hearing)) return {joined(hearing.words), false};
     // A word of the language model belongs to the payload when most of it lies after the prefix.
     std::vector<os::HeardWord> payload;
     for (const os::HeardWord& word : hearing.words)

@@ -49,10 +49,11 @@ class TestVoiceDesktop : public QObject {
     std::unique_ptr<testsupport::Program> m_front;
     QString m_frontWindow;
 
-    // `text` said by espeak-ng into the microphone; returns once it has been played.
+    // `text` said into the microphone in a voice made from recordings of a person; returns once it has been
+    // played.
     bool say(const QString& text) const {
         const QString wav = m_home.filePath(u"said.wav"_s);
-        if (!run(u"espeak-ng"_s, {u"-w"_s, wav, text})) return false;
+        if (!run(u"flite"_s, {u"-voice"_s, u"kal16"_s, u"-t"_s, text, u"-o"_s, wav})) return false;
         QProcess player;
         player.start(u"paplay"_s, {u"-d"_s, u"orvane_mic_in"_s, wav});
         return player.waitForFinished(180000) && player.exitCode() == 0;
@@ -68,7 +69,7 @@ private slots:
         REQUIRE_SERVICE(!qEnvironmentVariableIsEmpty("DISPLAY"), "an X server");
         REQUIRE_SERVICE(soundServerRuns(), "PulseAudio");
         REQUIRE_SERVICE(os::PocketSphinxEngine().missing().isEmpty(), "the speech model");
-        REQUIRE_SERVICE(!QStandardPaths::findExecutable(u"espeak-ng"_s).isEmpty(), "espeak-ng");
+        REQUIRE_SERVICE(!QStandardPaths::findExecutable(u"flite"_s).isEmpty(), "flite");
 
         m_platform = std::make_unique<LocalPlatform>();
         QVERIFY2(m_platform->isRunning(), qPrintable(m_platform->error()));

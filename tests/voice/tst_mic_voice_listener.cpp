@@ -74,6 +74,54 @@ class MicVoiceListenerTest : public QObject {
     Q_OBJECT
 
 private slots:
+    // The grammar's prefix counts only where the language model heard its words too; the rest is the
+    // payload. Words are "text start end", in seconds.
+    void aPrefixCountsWhereTheLanguageModelHeardIt_data() {
+        QTest::addColumn<QString>("prefix");
+        QTest::addColumn<double>("prefixEnd");
+        QTest::addColumn<QStringList>("words");
+        QTest::addColumn<bool>("command");
+        QTest::addColumn<QString>("text");
+        const QStringList tweet{u"pinned 0.25 0.6"_s, u"the 0.6 0.8"_s, u"tweet 0.85 1.2"_s};
+        QTest::addRow("a short first word misheard")
+            << u"pin this"_s << 0.9
+            << QStringList{u"and 0.25 0.45"_s, u"this 0.45 0.88"_s, u"tweet 0.95 1.3"_s} << true
+            << u"pin this tweet"_s;
+        QTest::addRow("one letter off")
+            << u"new card"_s << 0.6 << QStringList{u"new 0.25 0.4"_s, u"car 0.4 0.62"_s, u"debate 0.7 1.0"_s}
+            << true << u"new card debate"_s;
+        QTest::addRow("the last two words heard as one letter off")
+            << u"to do"_s << 0.6 << QStringList{u"to 0.25 0.4"_s, u"to 0.4 0.62"_s, u"fix 0.7 1.0"_s} << true
+            << u"to do fix"_s;
+        QTest::addRow("one word heard as two")
+            << u"screenshot"_s << 0.9
+            << QStringList{u"screen 0.25 0.6"_s, u"shot 0.6 0.92"_s, u"their 1.0 1.2"_s} << true
+            << u"screenshot their"_s;
+        QTest::addRow("a longer word across the prefix's end")
+            << u"card"_s << 0.5 << QStringList{u"cardboard 0.25 0.85"_s, u"boxes 0.9 1.3"_s} << false
+            << u"cardboard boxes"_s;
+        QTest::addRow("other words that sound alike")
+            << u"pin this"_s << 0.8 << tweet << false << u"pinned the tweet"_s;
+        QTest::addRow("the word heard elsewhere")
+            << u"note"_s << 0.5 << QStringList{u"so 0.25 0.5"_s, u"note 1.2 1.5"_s} << false << u"so note"_s;
+        QTest::addRow("nothing heard") << u"note"_s << 0.5 << QStringList{} << false << QString();
+    }
+    void aPrefixCountsWhereTheLanguageModelHeardIt() {
+        QFETCH(QString, prefix);
+        QFETCH(double, prefixEnd);
+        QFETCH(QStringList, words);
+        QFETCH(bool, command);
+        QFETCH(QString, text);
+        os::CommandHearing hearing{prefix, prefixEnd, {}};
+        for (const QString& word : words) {
+            const QStringList parts = word.split(u' ');
+            hearing.words.push_back({parts[0], parts[1].toDouble(), parts[2].toDouble(), 0.9});
+        }
+        const VoiceHeard heard = MicVoiceListener::heard(hearing);
+        QCOMPARE(heard.command, command);
+        QCOMPARE(heard.text, text);
+    }
+
     void speechIntoTheMicrophoneGivesTheCommand() {
         REQUIRE_SERVICE(soundServerRuns(), "PulseAudio");
         const auto engine = os::linux_backends::makeSpeechEngine();
@@ -89,8 +137,8 @@ private slots:
         QProcess speaker;
         QProcess player;
         speaker.setStandardOutputProcess(&player);
-        speaker.start(u"espeak-ng"_s, {u"-v"_s, u"en-us"_s, u"-s"_s, u"160"_s, u"--stdout"_s,
-                                       u"Screenshot, their pricing leads with the annual plan."_s});
+        speaker.start(u"flite"_s, {u"-voice"_s, u"kal16"_s, u"-t"_s,
+                                   u"take a screenshot of the leaderboard"_s, u"-o"_s, u"/dev/stdout"_s});
         player.start(u"paplay"_s, {u"-d"_s, u"orvane_mic_in"_s});
         QVERIFY(player.waitForFinished(30000));
         // What was played has reached the decoder when its words show.

@@ -33,8 +33,8 @@ constexpr const char* namePhones = "AO R V EY N";
 // The grammar's penalty for each word, and so for each phone of the garbage loops: lower makes a phone loop
 // dearer against the words of a prefix, so that more speech counts as a command. The library's default (0.65)
 // let the loops take nearly every command; tuned on synthesised voices at several speeds, with and without
-// noise (bench_voice), between too few commands and too many false ones.
-constexpr float grammarWordPenalty = 2e-2F;
+// noise (bench_voice), with the listener's check that the language model heard the prefix too.
+constexpr float grammarWordPenalty = 1e-1F;
 // Samples of a free utterance kept so that a command decided over the same speech reuses its words; longer
 // utterances are decoded again.
 constexpr size_t keptSamples = size_t(60 * speechSampleRate);
