@@ -27,12 +27,21 @@ struct Utterance {
     std::vector<int16_t> samples;
 };
 
-const struct {
+// Voices made from recordings of people (flite), at three speeds, three of eight with noise; then espeak-ng's
+// formant voices, far from any voice the acoustic model learnt from, measured apart.
+struct Speaker {
+    bool recorded; // flite, else espeak-ng
     const char* voice;
-    int speed;
+    double speed; // flite: duration stretch; espeak-ng: words a minute
     double snrDb; // 99: clean
-} speakers[] = {{"en-us", 160, 99}, {"en-us+m3", 130, 99}, {"en-us+f3", 150, 99}, {"en-gb-x-rp", 180, 99},
-                {"en-us", 160, 15}, {"en-us+f3", 150, 15}, {"en-us+m3", 180, 99}, {"en-gb-x-rp", 140, 15}};
+};
+const Speaker recordedSpeakers[] = {{true, "slt", 1, 99},    {true, "rms", 1.15, 99}, {true, "awb", 0.9, 99},
+                                    {true, "kal16", 1, 99},  {true, "slt", 0.9, 15},  {true, "rms", 1, 15},
+                                    {true, "awb", 1.15, 99}, {true, "kal16", 0.9, 15}};
+const Speaker formantSpeakers[] = {{false, "en-us", 160, 99},    {false, "en-us+m3", 130, 99},
+                                   {false, "en-us+f3", 150, 99}, {false, "en-gb-x-rp", 180, 99},
+                                   {false, "en-us", 160, 15},    {false, "en-us+f3", 150, 15},
+                                   {false, "en-us+m3", 180, 99}, {false, "en-gb-x-rp", 140, 15}};
 
 const struct {
     const char* text;
@@ -105,6 +114,76 @@ QStringList prefixes() {
     return all;
 }
 
+// Every sentence by every speaker, in turn, until `count`.
+template <size_t N> std::vector<Utterance> utterancesBy(const Speaker (&speakers)[N], int count) {
+    std::vector<Utterance> utterances;
+    const int sentenceCount = int(std::size(sentences));
+    for (int i = 0; int(utterances.size()) < count; ++i) {
+        const auto& sentence = sentences[i % sentenceCount];
+        const Speaker& speaker = speakers[(i / sentenceCount) % int(N)];
+        const QString text = QString::fromUtf8(sentence.text), voice = QString::fromUtf8(speaker.voice);
+        std::vector<int16_t> samples = speaker.recorded
+                                           ? spoken::sayInRecordedVoice(text, voice, speaker.speed)
+                                           : spoken::say(text, voice, int(speaker.speed));
+        if (speaker.snrDb < 90) samples = spoken::withNoise(std::move(samples), speaker.snrDb, unsigned(i));
+        const QString name = u"%1 [%2 %3%4]"_s.arg(text, voice)
+                                 .arg(speaker.speed)
+                                 .arg(speaker.snrDb < 90 ? u" noisy"_s : QString());
+        utterances.push_back({name, sentence.kind, std::move(samples)});
+    }
+    return utterances;
+}
+
+struct Tally {
+    int commands = 0, right = 0, others = 0, falseCommands = 0;
+    std::vector<double> decisionMs;
+    double audioSeconds = 0, freeCpu = 0;
+};
+
+// Decodes each utterance as the listener does: the language model hears the speech while the key is held,
+// then the grammar decides at the release. Prints what went wrong.
+Tally decided(os::SpeechDecoder& decoder, const std::vector<Utterance>& utterances) {
+    Tally tally;
+    const QStringList allPrefixes = prefixes();
+    for (const Utterance& utterance : utterances) {
+        const double cpuBefore = threadCpuSeconds();
+        decoder.begin();
+        for (size_t at = 0; at < utterance.samples.size(); at += 1360)
+            decoder.feed(std::span(utterance.samples)
+                             .subspan(at, std::min<size_t>(1360, utterance.samples.size() - at)));
+        tally.freeCpu += threadCpuSeconds() - cpuBefore;
+        const double seconds = double(utterance.samples.size()) / spoken::rate;
+        tally.audioSeconds += seconds;
+        QElapsedTimer release;
+        release.start();
+        const VoiceHeard heard =
+            MicVoiceListener::heard(decoder.command(utterance.samples, VoiceIntent::fillers, allPrefixes));
+        if (seconds >= 2.5 && seconds <= 3.5)
+            tally.decisionMs.push_back(double(release.nsecsElapsed()) / 1e6);
+        const Kind got = heard.command ? VoiceIntent::parse(heard.text).kind : Kind::unknown;
+        if (utterance.kind == Kind::unknown) {
+            ++tally.others;
+            if (heard.command) ++tally.falseCommands;
+        } else {
+            ++tally.commands;
+            if (got == utterance.kind) ++tally.right;
+        }
+        if (got != utterance.kind)
+            std::printf("  wrong: %s -> %s \"%s\"\n", qPrintable(utterance.text),
+                        heard.command ? qPrintable(VoiceIntent::kindName(got)) : "no command",
+                        qPrintable(heard.text));
+    }
+    return tally;
+}
+
+void report(const char* voices, const Tally& tally) {
+    std::printf("%s: %d commands, %d other speech\n", voices, tally.commands, tally.others);
+    std::printf("  right intent: %d/%d = %.1f %%\n", tally.right, tally.commands,
+                100.0 * tally.right / std::max(tally.commands, 1));
+    std::printf("  false commands: %d/%d = %.1f %%\n", tally.falseCommands, tally.others,
+                100.0 * tally.falseCommands / std::max(tally.others, 1));
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
@@ -123,57 +202,14 @@ int main(int argc, char** argv) {
     const qint64 loadMs = loading.elapsed();
     const auto [rssAfter, pssAfter] = memoryMiB();
 
-    // Every sentence in every speaker, in turn, until `count`.
-    std::vector<Utterance> utterances;
-    const int sentenceCount = int(std::size(sentences));
-    for (int i = 0; int(utterances.size()) < count; ++i) {
-        const auto& sentence = sentences[i % sentenceCount];
-        const auto& speaker = speakers[(i / sentenceCount) % int(std::size(speakers))];
-        std::vector<int16_t> samples =
-            spoken::say(QString::fromUtf8(sentence.text), QString::fromUtf8(speaker.voice), speaker.speed);
-        if (speaker.snrDb < 90) samples = spoken::withNoise(std::move(samples), speaker.snrDb, unsigned(i));
-        const QString name =
-            u"%1 [%2 %3%4]"_s.arg(QString::fromUtf8(sentence.text), QString::fromUtf8(speaker.voice))
-                .arg(speaker.speed)
-                .arg(speaker.snrDb < 90 ? u" noisy"_s : QString());
-        utterances.push_back({name, sentence.kind, std::move(samples)});
-    }
+    const std::vector<Utterance> utterances = utterancesBy(recordedSpeakers, count);
+    std::printf("recorded voices (flite):\n");
+    const Tally tally = decided(*decoder, utterances);
+    std::printf("formant voices (espeak-ng):\n");
+    const Tally formant = decided(*decoder, utterancesBy(formantSpeakers, count));
 
-    int commands = 0, right = 0, others = 0, falseCommands = 0;
-    std::vector<double> decisionMs;
-    double audioSeconds = 0, freeCpu = 0;
-    const QStringList allPrefixes = prefixes();
-    for (const Utterance& utterance : utterances) {
-        // As the listener does: the language model hears the speech while the key is held, then the grammar
-        // decides at the release.
-        const double cpuBefore = threadCpuSeconds();
-        decoder->begin();
-        for (size_t at = 0; at < utterance.samples.size(); at += 1360)
-            decoder->feed(std::span(utterance.samples)
-                              .subspan(at, std::min<size_t>(1360, utterance.samples.size() - at)));
-        freeCpu += threadCpuSeconds() - cpuBefore;
-        const double seconds = double(utterance.samples.size()) / spoken::rate;
-        audioSeconds += seconds;
-        QElapsedTimer release;
-        release.start();
-        const VoiceHeard heard =
-            MicVoiceListener::heard(decoder->command(utterance.samples, VoiceIntent::fillers, allPrefixes));
-        if (seconds >= 2.5 && seconds <= 3.5) decisionMs.push_back(double(release.nsecsElapsed()) / 1e6);
-        const Kind got = heard.command ? VoiceIntent::parse(heard.text).kind : Kind::unknown;
-        if (utterance.kind == Kind::unknown) {
-            ++others;
-            if (heard.command) ++falseCommands;
-        } else {
-            ++commands;
-            if (got == utterance.kind) ++right;
-        }
-        if (got != utterance.kind)
-            std::printf("  wrong: %s -> %s \"%s\"\n", qPrintable(utterance.text),
-                        heard.command ? qPrintable(VoiceIntent::kindName(got)) : "no command",
-                        qPrintable(heard.text));
-    }
-
-    // The reference decodes the same speech, one file of all clean utterances, with the same model.
+    // The reference decodes the same speech, one file of all the recorded voices' utterances, with the same
+    // model.
     QTemporaryDir work;
     QFile raw(work.filePath(u"speech.raw"_s));
     double referenceAudio = 0;
@@ -194,14 +230,13 @@ int main(int argc, char** argv) {
     const bool referenceRan = reference.waitForFinished(-1) && reference.exitCode() == 0;
     const double referenceCpu = childrenCpuSeconds() - childrenBefore;
 
-    std::printf("utterances: %d commands, %d other speech\n", commands, others);
-    std::printf("right intent: %d/%d = %.1f %%\n", right, commands, 100.0 * right / std::max(commands, 1));
-    std::printf("false commands: %d/%d = %.1f %%\n", falseCommands, others,
-                100.0 * falseCommands / std::max(others, 1));
-    std::printf("release to decision, 2.5-3.5 s commands (%zu): median %.0f ms, p95 %.0f ms\n",
-                decisionMs.size(), percentile(decisionMs, 0.5), percentile(decisionMs, 0.95));
-    std::printf("free decoding: %.1f s of speech in %.2f s CPU = RTF %.3f\n", audioSeconds, freeCpu,
-                freeCpu / audioSeconds);
+    report("recorded voices (flite)", tally);
+    report("formant voices (espeak-ng)", formant);
+    std::printf(
+        "release to decision, 2.5-3.5 s utterances of recorded voices (%zu): median %.0f ms, p95 %.0f ms\n",
+        tally.decisionMs.size(), percentile(tally.decisionMs, 0.5), percentile(tally.decisionMs, 0.95));
+    std::printf("free decoding, recorded voices: %.1f s of speech in %.2f s CPU = RTF %.3f\n",
+                tally.audioSeconds, tally.freeCpu, tally.freeCpu / tally.audioSeconds);
     if (referenceRan)
         std::printf(
             "pocketsphinx_continuous, same audio: %.1f s in %.2f s CPU (with its model load) = RTF %.3f\n",
