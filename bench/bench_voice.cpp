@@ -57,7 +57,7 @@ const struct {
     {"make a note call the bank", Kind::note},
     {"add a note the demo went well", Kind::note},
     {"To do, fix the wallet filter tooltip.", Kind::card},
-    {"hey orvane add a card send the spec to Mara", Kind::card},
+    {"hey orvane add a card send the brief to Mara", Kind::card},
     {"new card update the docs", Kind::card},
     {"create a card for the onboarding emails", Kind::card},
     {"What time is it", Kind::unknown},
@@ -107,13 +107,6 @@ double percentile(std::vector<double> values, double p) {
     return values[std::min(values.size() - 1, size_t(p * double(values.size())))];
 }
 
-QStringList prefixes() {
-    QStringList all;
-    for (const VoiceIntent::Rule& rule : VoiceIntent::rules())
-        all << rule.prefixes;
-    return all;
-}
-
 // Every sentence by every speaker, in turn, until `count`.
 template <size_t N> std::vector<Utterance> utterancesBy(const Speaker (&speakers)[N], int count) {
     std::vector<Utterance> utterances;
@@ -144,7 +137,6 @@ struct Tally {
 // then the grammar decides at the release. Prints what went wrong.
 Tally decided(os::SpeechDecoder& decoder, const std::vector<Utterance>& utterances) {
     Tally tally;
-    const QStringList allPrefixes = prefixes();
     for (const Utterance& utterance : utterances) {
         const double cpuBefore = threadCpuSeconds();
         decoder.begin();
@@ -156,8 +148,8 @@ Tally decided(os::SpeechDecoder& decoder, const std::vector<Utterance>& utteranc
         tally.audioSeconds += seconds;
         QElapsedTimer release;
         release.start();
-        const VoiceHeard heard =
-            MicVoiceListener::heard(decoder.command(utterance.samples, VoiceIntent::fillers, allPrefixes));
+        const VoiceHeard heard = MicVoiceListener::heard(
+            decoder.command(utterance.samples, VoiceIntent::fillers, VoiceIntent::prefixes()));
         if (seconds >= 2.5 && seconds <= 3.5)
             tally.decisionMs.push_back(double(release.nsecsElapsed()) / 1e6);
         const Kind got = heard.command ? VoiceIntent::parse(heard.text).kind : Kind::unknown;

@@ -7,38 +7,12 @@ namespace {
 
 const AudioFormat speechFormat{SampleType::Int16, os::speechSampleRate, 1, false};
 
-QStringList commandPrefixes() {
-    QStringList all;
-    for (const VoiceIntent::Rule& rule : VoiceIntent::rules())
-        all << rule.prefixes;
-    return all;
-}
-
 QString joined(const std::vector<os::HeardWord>& words) {
     QStringList texts;
     for (const os::HeardWord& word : words)
         texts << word.text;
     return texts.join(u' ');
 }
-
-} // namespace
-
-MicVoiceListener::MicVoiceListener(os::SpeechEngine& engine, os::AudioCapture& capture, QObject* parent)
-    : QObject(parent), m_engine(engine), m_capture(capture) {
-    m_timeout.setSingleShot(true);
-    // A coarse timer may end the wait up to 5 % early; the decision gets its whole 2.5 s.
-    m_timeout.setTimerType(Qt::PreciseTimer);
-    m_timeout.setInterval(decisionTimeoutMs);
-    connect(&m_timeout, &QTimer::timeout, this, [this] { finish(m_round, VoiceHeard{m_last, false}); });
-}
-
-MicVoiceListener::~MicVoiceListener() {
-    if (m_capturing) m_capture.stop(os::AudioSource::Mic);
-    // The decoder lives and dies on the queue's thread.
-    m_queue.async([this] { m_decoder.reset(); });
-}
-
-namespace {
 
 QString letters(const QString& text) {
     QString out;
@@ -54,8 +28,7 @@ bool nearlySame(const QString& a, const QString& b) {
     qsizetype i = 0;
     while (i < a.size() && i < b.size() && a[i] == b[i])
         ++i;
-    const auto rest = [](const QString& s, qsizetype from) { return s.mid(from); };
-    return rest(a, i + 1) == rest(b, i + 1) || rest(a, i + 1) == rest(b, i) || rest(a, i) == rest(b, i + 1);
+    return a.mid(i + 1) == b.mid(i + 1) || a.mid(i + 1) == b.mid(i) || a.mid(i) == b.mid(i + 1);
 }
 
 // Speech that only begins like a command ("notebook", "cardboard", "pinned the") fits the grammar's prefix
@@ -81,9 +54,23 @@ bool heardAtPrefixEnd(const os::CommandHearing& hearing) {
 
 } // namespace
 
+MicVoiceListener::MicVoiceListener(os::SpeechEngine& engine, os::AudioCapture& capture, QObject* parent)
+    : QObject(parent), m_engine(engine), m_capture(capture) {
+    m_timeout.setSingleShot(true);
+    // A coarse timer may end the wait up to 5 % early; the decision gets its whole 2.5 s.
+    m_timeout.setTimerType(Qt::PreciseTimer);
+    m_timeout.setInterval(decisionTimeoutMs);
+    connect(&m_timeout, &QTimer::timeout, this, [this] { finish(m_round, VoiceHeard{m_last, false}); });
+}
+
+MicVoiceListener::~MicVoiceListener() {
+    if (m_capturing) m_capture.stop(os::AudioSource::Mic);
+    // The decoder lives and dies on the queue's thread.
+    m_queue.async([this] { m_decoder.reset(); });
+}
+
 VoiceHeard MicVoiceListener::heard(const os::CommandHearing& hearing) {
-    if (hearing.prefix.isEmpty()) return {joined(hearing.words), false};
-    if (!heardAtPrefixEnd(hearing)) return {joined(hearing.words), false};
+    if (hearing.prefix.isEmpty() || !heardAtPrefixEnd(hearing)) return {joined(hearing.words), false};
     // A word of the language model belongs to the payload when most of it lies after the prefix.
     std::vector<os::HeardWord> payload;
     for (const os::HeardWord& word : hearing.words)
@@ -199,7 +186,7 @@ void MicVoiceListener::stop(std::function<void(const VoiceHeard& heard)> done) {
     m_queue.async([this, round] {
         if (!m_decoder) return;
         const VoiceHeard decided =
-            heard(m_decoder->command(m_utterance, VoiceIntent::fillers, commandPrefixes()));
+            heard(m_decoder->command(m_utterance, VoiceIntent::fillers, VoiceIntent::prefixes()));
         m_utterance.clear();
         QMetaObject::invokeMethod(
             this, [this, round, decided] { finish(round, decided); }, Qt::QueuedConnection);

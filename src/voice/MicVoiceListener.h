@@ -29,7 +29,8 @@ public:
     bool listening() const override { return m_listening; }
 
     // The sentence of a decision: the accepted filler and prefix, then the language model's words after it;
-    // or, when the grammar rejected the speech, the language model's words alone.
+    // or, when the grammar rejected the speech or the language model did not hear the prefix there, the
+    // language model's words alone.
     static VoiceHeard heard(const os::CommandHearing& hearing);
 
 private:

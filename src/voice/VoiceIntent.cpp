@@ -58,6 +58,16 @@ const std::vector<VoiceIntent::Rule>& VoiceIntent::rules() {
     return all;
 }
 
+const QStringList& VoiceIntent::prefixes() {
+    static const QStringList all = [] {
+        QStringList each;
+        for (const Rule& rule : rules())
+            each << rule.prefixes;
+        return each;
+    }();
+    return all;
+}
+
 QString VoiceIntent::stripFillers(const QString& text) {
     QString rest = text.trimmed();
     for (bool stripped = true; stripped;) {

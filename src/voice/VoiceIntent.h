@@ -20,6 +20,8 @@ struct VoiceIntent {
     };
     // The commands and the phrases that begin them, tried in this order.
     static const std::vector<Rule>& rules();
+    // Every rule's prefixes, in the same order: what the command grammar listens for.
+    static const QStringList& prefixes();
 
     static VoiceIntent parse(const QString& text);
     // The text without the fillers in front and the blanks and punctuation at its ends.

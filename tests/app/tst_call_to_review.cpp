@@ -2,6 +2,7 @@
 #include "support/LocalPlatform.h"
 #include "support/Program.h"
 #include "support/ScreenReader.h"
+#include "support/SignedInProgram.h"
 #include "support/SupportLog.h"
 
 #include <QFile>
@@ -37,29 +38,13 @@ private slots:
     void aCallInTheBrowserEndsInAReview() {
         LocalPlatform platform;
         QVERIFY2(platform.isRunning(), qPrintable(platform.error()));
-        // A fresh user of this platform: its address in the settings, nothing else.
-        const QString config = m_home.filePath(u"config"_s);
-        QFile settings(config + u"/Orvane/orvane.conf"_s);
-        QVERIFY(QDir().mkpath(config + u"/Orvane"_s) && settings.open(QIODevice::WriteOnly));
-        settings.write("[General]\nplatformBase=" + platform.base().toUtf8() + '\n');
-        settings.close();
-
         QProcess orvane;
-        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-        env.insert(u"ORVANE_SUPPORT_DIR"_s, m_home.filePath(u"support"_s));
-        env.insert(u"XDG_CONFIG_HOME"_s, config);
-        env.remove(u"ORVANE_DEFAULTS_SUITE"_s);
-        env.insert(u"ORVANE_NO_BROWSER"_s, u"1"_s);
+        QProcessEnvironment env;
         // Only the click decides where the recording goes: the question does not time out meanwhile.
         env.insert(u"ORVANE_ASK_SECONDS"_s, u"3600"_s);
-        orvane.setProcessEnvironment(env);
-        orvane.setProcessChannelMode(QProcess::ForwardedChannels);
-        orvane.start(QStringLiteral(ORVANE_BINARY), {u"--sign-in"_s});
-        QVERIFY(orvane.waitForStarted());
-        const auto code = m_log.waitFor(u"sign-in: code (\\S+) via"_s);
-        QVERIFY2(code, qPrintable(m_log.text()));
-        QVERIFY(platform.approve(code->captured(1)));
-        QVERIFY2(m_log.waitFor(u"me: dev@orvane\\.test, projects "_s), qPrintable(m_log.text()));
+        const QString failed =
+            testsupport::startSignedIn(orvane, QStringLiteral(ORVANE_BINARY), platform, m_home.path(), env);
+        QVERIFY2(failed.isEmpty(), qPrintable(failed));
 
         // The call: a browser's Meet window in front, and a helper holding the microphone.
         const QString title = u"Meet - abc-defg-hij - Google Chrome"_s;

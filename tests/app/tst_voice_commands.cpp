@@ -108,8 +108,8 @@ private slots:
             u"Heard \u201cwhat time is it\u201d"_s, u""_s, false, 0);
         row("a note without words asks for them", false, false, true, u"note"_s, true,
             u"Say the note after \u201cnote\u201d"_s, u""_s, u""_s, false, 0);
-        row("a card signed out asks for a sign-in", false, false, true, u"card send the brief to Mara"_s, true,
-            u"Sign in to Orvane first (Settings)"_s, u""_s, u""_s, false, 0);
+        row("a card signed out asks for a sign-in", false, false, true, u"card send the brief to Mara"_s,
+            true, u"Sign in to Orvane first (Settings)"_s, u""_s, u""_s, false, 0);
     }
     void whatASentenceBecomes() {
         QFETCH(bool, duringRecording);

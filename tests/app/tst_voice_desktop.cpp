@@ -3,6 +3,7 @@
 #include "support/LocalPlatform.h"
 #include "support/Program.h"
 #include "support/ScreenReader.h"
+#include "support/SignedInProgram.h"
 #include "support/SupportLog.h"
 
 #include <QDateTime>
@@ -73,25 +74,9 @@ private slots:
 
         m_platform = std::make_unique<LocalPlatform>();
         QVERIFY2(m_platform->isRunning(), qPrintable(m_platform->error()));
-        const QString config = m_home.filePath(u"config"_s);
-        QFile settings(config + u"/Orvane/orvane.conf"_s);
-        QVERIFY(QDir().mkpath(config + u"/Orvane"_s) && settings.open(QIODevice::WriteOnly));
-        settings.write("[General]\nplatformBase=" + m_platform->base().toUtf8() + '\n');
-        settings.close();
-
-        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-        env.insert(u"ORVANE_SUPPORT_DIR"_s, m_home.filePath(u"support"_s));
-        env.insert(u"XDG_CONFIG_HOME"_s, config);
-        env.remove(u"ORVANE_DEFAULTS_SUITE"_s);
-        env.insert(u"ORVANE_NO_BROWSER"_s, u"1"_s);
-        m_orvane.setProcessEnvironment(env);
-        m_orvane.setProcessChannelMode(QProcess::ForwardedChannels);
-        m_orvane.start(QStringLiteral(ORVANE_BINARY), {u"--sign-in"_s});
-        QVERIFY(m_orvane.waitForStarted());
-        const auto code = m_log.waitFor(u"sign-in: code (\\S+) via"_s);
-        QVERIFY2(code, qPrintable(m_log.text()));
-        QVERIFY(m_platform->approve(code->captured(1)));
-        QVERIFY2(m_log.waitFor(u"me: dev@orvane\\.test, projects "_s), qPrintable(m_log.text()));
+        const QString failed =
+            testsupport::startSignedIn(m_orvane, QStringLiteral(ORVANE_BINARY), *m_platform, m_home.path());
+        QVERIFY2(failed.isEmpty(), qPrintable(failed));
 
         // The user works in another program's window, which keeps the keyboard whatever Orvane shows.
         m_front = testsupport::tkWindow(QStringLiteral(ORVANE_TESTS_DIR "/workday/tk_window.py"), u"editor"_s,

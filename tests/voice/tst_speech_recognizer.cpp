@@ -16,15 +16,9 @@ class SpeechRecognizerTest : public QObject {
     os::PocketSphinxEngine m_engine;
     std::unique_ptr<os::SpeechDecoder> m_decoder;
 
-    QStringList prefixes() const {
-        QStringList all;
-        for (const VoiceIntent::Rule& rule : VoiceIntent::rules())
-            all << rule.prefixes;
-        return all;
-    }
-
     VoiceHeard hear(const std::vector<int16_t>& samples) {
-        return MicVoiceListener::heard(m_decoder->command(samples, VoiceIntent::fillers, prefixes()));
+        return MicVoiceListener::heard(
+            m_decoder->command(samples, VoiceIntent::fillers, VoiceIntent::prefixes()));
     }
 
 private slots:
