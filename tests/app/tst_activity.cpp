@@ -51,6 +51,9 @@ private slots:
         QFETCH(QString, busy);
         QFETCH(bool, offered);
         Controller c(m_platform->base());
+        // The daily reminders fall due at their minute of the real day; off, the break is all that can come.
+        c.settings().setWorkoutOn(false);
+        c.settings().setWrapOn(false);
         c.settings().setBreakMinutes(2);
         static_cast<FakeIdleSource&>(*c.services.idle).seconds = idle;
         if (busy == QLatin1String("nudge"))
