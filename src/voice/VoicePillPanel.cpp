@@ -93,7 +93,7 @@ void setModel(OVCard& card, const PillDisplay::Model& model) {
 
 } // namespace
 
-QWidget* makePillCard(const PillDisplay::Model& model, bool pulse) {
+OVCard* makePillCard(const PillDisplay::Model& model, bool pulse) {
     auto* card = new OVCard({.radius = pillSize.height() / 2.0, .padding = 0}, new PillContent(pulse));
     card->setAttribute(Qt::WA_TransparentForMouseEvents);
     setModel(*card, model);
@@ -106,9 +106,9 @@ FloatingPanel* makePillPanel(const PillDisplay::Model& model, bool composited, b
     panel->setAttribute(Qt::WA_TransparentForMouseEvents);
     panel->setWindowFlag(Qt::WindowTransparentForInput);
     panel->setAttribute(Qt::WA_ShowWithoutActivating);
-    QWidget* card = makePillCard(model, pulse);
+    OVCard* card = makePillCard(model, pulse);
     card->setParent(panel);
-    panel->setFixedSize(card->size());
+    panel->fitTo(*card, card->size());
     return panel;
 }
 
@@ -126,7 +126,7 @@ void ScreenPillDisplay::present(const Model& model) {
     } else {
         auto* card = m_panel->findChild<OVCard*>();
         setModel(*card, model);
-        m_panel->setFixedSize(card->size());
+        m_panel->fitTo(*card, card->size());
     }
     if (const QScreen* screen = QGuiApplication::primaryScreen()) {
         const QRect frame = screen->availableGeometry();

@@ -24,6 +24,6 @@ private:
 };
 
 // The pill alone, for pictures of it; `pulse` animates the red dot while listening.
-QWidget* makePillCard(const PillDisplay::Model& model, bool pulse);
+OVCard* makePillCard(const PillDisplay::Model& model, bool pulse);
 // The panel, not yet shown or placed; `pulse` animates the red dot while listening.
 FloatingPanel* makePillPanel(const PillDisplay::Model& model, bool composited, bool pulse);
