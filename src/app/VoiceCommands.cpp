@@ -104,7 +104,7 @@ void VoiceCommands::voiceUp() {
 
 void VoiceCommands::handle(const VoiceHeard& heard) {
     const QString text = heard.text.trimmed();
-    // Words the command grammar did not accept are never a command, whatever they begin with.
+    // Words the listener did not take for a command are never one, whatever they begin with.
     const VoiceIntent intent = heard.command
                                    ? VoiceIntent::parse(text)
                                    : VoiceIntent{VoiceIntent::Kind::unknown, VoiceIntent::stripFillers(text)};

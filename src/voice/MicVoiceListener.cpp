@@ -70,7 +70,11 @@ MicVoiceListener::~MicVoiceListener() {
 }
 
 VoiceHeard MicVoiceListener::heard(const os::CommandHearing& hearing) {
-    if (hearing.prefix.isEmpty() || !heardAtPrefixEnd(hearing)) return {joined(hearing.words), false};
+    const QString free = joined(hearing.words);
+    // Noise can make the grammar's rejection path win over a prefix the free decoding heard whole, as words
+    // of its own ("take a screenshot of rice and …"): that is a command too.
+    if (hearing.prefix.isEmpty()) return {free, VoiceIntent::parse(free).kind != VoiceIntent::Kind::unknown};
+    if (!heardAtPrefixEnd(hearing)) return {free, false};
     // A word of the language model belongs to the payload when most of it lies after the prefix.
     std::vector<os::HeardWord> payload;
     for (const os::HeardWord& word : hearing.words)

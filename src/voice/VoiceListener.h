@@ -12,8 +12,8 @@ struct VoiceError : std::runtime_error {
 // What a push-to-talk round heard.
 struct VoiceHeard {
     QString text;
-    // The command grammar accepted the filler and prefix that `text` begins with. Otherwise the words are
-    // only what the language model made of the speech, and never a command, whatever they begin with.
+    // `text` begins with a filler and prefix that the command grammar accepted, or that the language model
+    // heard as whole words. Otherwise the words are never a command, whatever they begin with.
     bool command = false;
 };
 

@@ -105,6 +105,13 @@ private slots:
         QTest::addRow("the word heard elsewhere")
             << u"note"_s << 0.5 << QStringList{u"so 0.25 0.5"_s, u"note 1.2 1.5"_s} << false << u"so note"_s;
         QTest::addRow("nothing heard") << u"note"_s << 0.5 << QStringList{} << false << QString();
+        const QStringList noisy{u"take 0.25 0.5"_s, u"a 0.5 0.55"_s, u"screenshot 0.55 1.1"_s,
+                                u"of 1.1 1.2"_s, u"rice 1.3 1.6"_s};
+        QTest::addRow("the grammar rejected what the free decoding heard whole")
+            << QString() << 0.0 << noisy << true << u"take a screenshot of rice"_s;
+        QTest::addRow("the grammar rejected, and the free words only begin like a prefix")
+            << QString() << 0.0 << QStringList{u"notebook 0.25 0.7"_s, u"prices 0.7 1.1"_s} << false
+            << u"notebook prices"_s;
     }
     void aPrefixCountsWhereTheLanguageModelHeardIt() {
         QFETCH(QString, prefix);
