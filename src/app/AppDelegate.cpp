@@ -84,6 +84,10 @@ AppDelegate::AppDelegate(Services& services, Arguments args)
                *services.voice, m_pill, services.grabScreen, services.now}),
       m_tips(
           {*services.settings, *services.nudges, *services.hud, m_tuneIn, m_pinning, m_cards, services.now}),
+      // Without any status item (a desktop stood in for) there is no tray to miss.
+      m_firstRun({*services.settings, *services.nudges, *m_windowBox,
+                  [this] { return !m_statusItem || m_statusItem->hostAvailable(); },
+                  [this] { m_account.startSignIn(); }}),
       m_menu(*services.defaults), m_hotKeys(std::make_unique<HotKeys>(*services.hotKeys)) {
     // A check runs beside the user's own copy: it must not touch that copy's web session.
     if (m_modes.boardCheck) m_board->useThrowawayProfile();
@@ -145,6 +149,8 @@ void AppDelegate::applicationDidFinishLaunching() {
     connect(qApp, &QGuiApplication::commitDataRequest, this, &AppDelegate::onSessionEnding);
     m_services.notify->setup({m_modes.dumpMenu, m_modes.uiCheck});
     makeStatusItem();
+    m_firstRun.launched(!m_modes.preview && !m_modes.uiCheck && !m_modes.signIn && !m_modes.boardCheck &&
+                        !m_modes.headless());
     registerHotKeys();
     m_detector->start();
     m_activity.start();
@@ -227,7 +233,8 @@ void AppDelegate::registerHotKeys() {
 void AppDelegate::openSettings() {
     Services& s = m_services;
     auto* view = new SettingsView({*s.settings, m_account.signIn(), m_pages, [this] { rebuildMenu(); },
-                                   [this] { m_account.signOut(); }, [this] { m_account.refreshAccount(); }});
+                                   [this] { m_account.signOut(); }, [this] { m_account.refreshAccount(); }},
+                                  {s.loginStart.get(), [this] { m_firstRun.showWelcome(); }});
     m_windowBox->show(SettingsView::windowKey, SettingsView::title, view);
 }
 

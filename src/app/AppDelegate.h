@@ -6,6 +6,7 @@
 #include "app/Cards.h"
 #include "app/EndOfDay.h"
 #include "app/Filing.h"
+#include "app/FirstRun.h"
 #include "app/LiveTips.h"
 #include "app/Pinning.h"
 #include "app/Reviews.h"
@@ -156,6 +157,7 @@ private:
     VoicePill m_pill;
     VoiceCommands m_voice;
     LiveTips m_tips;
+    FirstRun m_firstRun;
     MenuModel m_menu;
     std::unique_ptr<HotKeys> m_hotKeys;
     std::unique_ptr<PopoverController> m_popover;

@@ -19,4 +19,6 @@ void writeIconSet(const QString& dir) {
         QFile file(dir + QStringLiteral("/icon_%1.png").arg(QLatin1String(icon.name)));
         if (file.open(QIODevice::WriteOnly | QIODevice::Truncate)) file.write(*png);
     }
+    QFile svg(dir + QStringLiteral("/icon.svg"));
+    if (svg.open(QIODevice::WriteOnly | QIODevice::Truncate)) svg.write(StatusIcon::appIconSvg());
 }

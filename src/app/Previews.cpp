@@ -7,6 +7,7 @@
 #include "core/Keychain.h"
 #include "core/Paths.h"
 #include "os/FileSecretStore.h"
+#include "os/linux/XdgAutostart.h"
 #include "server/Platform.h"
 #include "server/Settings.h"
 #include "server/SignIn.h"
@@ -18,6 +19,7 @@
 #include "surfaces/SettingsLegacy.h"
 #include "surfaces/SettingsView.h"
 #include "surfaces/StatusIcon.h"
+#include "surfaces/WelcomeView.h"
 #include "surfaces/WrapView.h"
 #include "surfaces/design/Appearance.h"
 #include "surfaces/design/Kbd.h"
@@ -467,7 +469,10 @@ public:
         Settings settings(store, keychain, *network);
         SignIn signIn([](const QUrl&) { return true; });
         sample.state(settings, signIn);
-        auto* view = new SettingsView({settings, signIn, m_browser, [] {}, [] {}, [] {}});
+        // A folder with no entry: the toggle shows off.
+        os::XdgAutostart loginStart(dir.filePath(QStringLiteral("autostart")), QStringLiteral("orvane"));
+        auto* view =
+            new SettingsView({settings, signIn, m_browser, [] {}, [] {}, [] {}}, {&loginStart, [] {}});
         view->useScheme(scheme);
         if (sample.legacyTested) {
             view->legacy()->select(settings.workspaces().first().id);
@@ -546,6 +551,14 @@ void renderDesign(const QString& dir) {
         for (const auto& [name, state] : wrapStates())
             save(wrapView(state, scheme), scheme,
                  QStringLiteral("%1/wrap-%2-%3.png").arg(dir, name, schemeName));
+        for (const bool signedIn : {false, true}) {
+            auto* welcome = new WelcomeView({signedIn, {}});
+            welcome->useScheme(scheme);
+            save(welcome, scheme,
+                 QStringLiteral("%1/welcome-%2-%3.png")
+                     .arg(dir, signedIn ? QStringLiteral("signed-in") : QStringLiteral("signed-out"),
+                          schemeName));
+        }
     }
 }
 

@@ -5,6 +5,7 @@
 #include "os/linux/DesktopAnimations.h"
 #include "os/linux/X11Panels.h"
 #include "os/linux/X11WindowActivation.h"
+#include "os/linux/XdgAutostart.h"
 #include "surfaces/DesktopBrowser.h"
 #include "surfaces/DialogPrompter.h"
 #include "surfaces/HUDController.h"
@@ -68,6 +69,8 @@ std::unique_ptr<Services> Services::build(const Config& config) {
     // raise them.
     const auto activate = [](WId window) { os::activateX11Window(quint32(window)); };
     s->prompter = std::make_unique<DialogPrompter>(activate);
+    s->loginStart = std::make_unique<os::XdgAutostart>(os::XdgAutostart::defaultFolder(),
+                                                       QCoreApplication::applicationFilePath());
     s->bringForward = windowBringer();
     s->makeStatusItem = [] {
         return std::make_unique<StatusItem>(StatusItem::Needs{&os::x11SystemTrayRuns});

@@ -11,6 +11,7 @@
 #include "os/CapturePermission.h"
 #include "os/HotKeySource.h"
 #include "os/IdleSource.h"
+#include "os/LoginStart.h"
 #include "os/Notifications.h"
 #include "os/PressMonitor.h"
 #include "os/ScreenSource.h"
@@ -73,6 +74,8 @@ struct Services {
     // The level and activity of the recording, for the panel's orb.
     std::unique_ptr<LiveMeter> meter;
     std::unique_ptr<Prompter> prompter;
+    // Starting with the desktop session; none leaves the setting out.
+    std::unique_ptr<os::LoginStart> loginStart;
     // The tray icon, made at the start; none where the desktop is stood in for (the flows' tests), which then
     // have no tray panel either.
     std::function<std::unique_ptr<StatusItem>()> makeStatusItem;

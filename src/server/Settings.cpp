@@ -156,6 +156,8 @@ void Settings::load() {
     m_workoutMinute = readInt(m_d, "workoutMinute", defaultWorkoutMinute);
     m_wrapOn = readBool(m_d, "wrapOn", true);
     m_wrapMinute = readInt(m_d, "wrapMinute", defaultWrapMinute);
+    m_welcomeShown = readBool(m_d, "welcomeShown", false);
+    m_trayHintShown = readBool(m_d, "trayHintShown", false);
 
     // 2. A valid active workspace.
     const bool activeKnown =

@@ -68,6 +68,9 @@ public:
     int workoutMinute() const { return m_workoutMinute; }
     bool wrapOn() const { return m_wrapOn; }
     int wrapMinute() const { return m_wrapMinute; }
+    // This computer's first-run hints, each given once.
+    bool welcomeShown() const { return m_welcomeShown; }
+    bool trayHintShown() const { return m_trayHintShown; }
 
     void setAutoFileTeamCalls(bool on) { assign(m_autoFileTeamCalls, on, "autoFileTeamCalls"); }
     void setTrackWorkday(bool on) { assign(m_trackWorkday, on, "trackWorkday"); }
@@ -83,6 +86,8 @@ public:
     void setWorkoutMinute(int minute) { assign(m_workoutMinute, minute, "workoutMinute"); }
     void setWrapOn(bool on) { assign(m_wrapOn, on, "wrapOn"); }
     void setWrapMinute(int minute) { assign(m_wrapMinute, minute, "wrapMinute"); }
+    void setWelcomeShown(bool shown) { assign(m_welcomeShown, shown, "welcomeShown"); }
+    void setTrayHintShown(bool shown) { assign(m_trayHintShown, shown, "trayHintShown"); }
 
     // Account operations.
     QString accountKey() const;
@@ -161,6 +166,8 @@ private:
     bool m_liveTips = true;
     bool m_autoPin = true;
     bool m_liveHearing = true;
+    bool m_welcomeShown = false;
+    bool m_trayHintShown = false;
     bool m_breakReminders = true;
     int m_breakMinutes = defaultBreakMinutes;
     bool m_workoutOn = true;

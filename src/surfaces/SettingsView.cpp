@@ -1,5 +1,6 @@
 #include "surfaces/SettingsView.h"
 
+#include "os/LoginStart.h"
 #include "server/Settings.h"
 #include "surfaces/SettingsBehaviour.h"
 #include "surfaces/SettingsLegacy.h"
@@ -7,10 +8,11 @@
 #include "surfaces/design/OVFont.h"
 #include "surfaces/design/OVLabel.h"
 #include "surfaces/design/OVSection.h"
+#include "surfaces/design/OVToggle.h"
 
 #include <QBoxLayout>
 
-SettingsView::SettingsView(const Needs& needs, QWidget* parent) : WindowView(parent) {
+SettingsView::SettingsView(const Needs& needs, ThisComputer computer, QWidget* parent) : WindowView(parent) {
     setMinimumWidth(640);
     auto* column = new QVBoxLayout(this);
     column->setContentsMargins(24, 20, 24, 16);
@@ -22,6 +24,10 @@ SettingsView::SettingsView(const Needs& needs, QWidget* parent) : WindowView(par
     column->addSpacing(10);
     m_behaviour = new BehaviourSection(needs.settings, needs.onChange);
     column->addWidget(m_behaviour);
+    if (computer.loginStart) {
+        column->addSpacing(10);
+        column->addWidget(thisComputer(std::move(computer)));
+    }
     if (needs.settings.legacyServers()) {
         column->addSpacing(10);
         m_legacy = new LegacySection(needs.settings, needs.onChange);
@@ -40,4 +46,37 @@ SettingsView::SettingsView(const Needs& needs, QWidget* parent) : WindowView(par
     connect(done, &QAbstractButton::clicked, this, [this] { window()->close(); });
     bottom->addWidget(done);
     column->addLayout(bottom);
+}
+
+QWidget* SettingsView::thisComputer(ThisComputer computer) {
+    auto* box = new QWidget;
+    auto* column = new QVBoxLayout(box);
+    column->setContentsMargins(0, 0, 0, 0);
+    column->setSpacing(6);
+    column->addWidget(new OVSection({QStringLiteral("This computer"), std::nullopt}));
+    auto* atLogin = new OVToggle(QStringLiteral("Start Orvane at login"));
+    atLogin->setObjectName(QStringLiteral("startAtLogin"));
+    os::LoginStart& loginStart = *computer.loginStart;
+    atLogin->setChecked(loginStart.enabled());
+    auto* failure = new OVLabel(QString(), OVFont::sans(9), OVLabel::Ink::red);
+    failure->setWordWrap(true);
+    failure->hide();
+    // The entry on disk is the truth: the toggle shows what is there after each try.
+    connect(atLogin, &QAbstractButton::clicked, this, [atLogin, failure, &loginStart](bool on) {
+        const std::optional<QString> error = loginStart.setEnabled(on);
+        atLogin->setChecked(loginStart.enabled());
+        failure->setText(error.value_or(QString()));
+        failure->setVisible(error.has_value());
+    });
+    column->addWidget(atLogin);
+    column->addWidget(failure);
+    if (computer.showWelcome) {
+        auto* welcome = new OVButton(QStringLiteral("Show the welcome again"), {OVButtonStyle::Kind::quiet});
+        connect(welcome, &QAbstractButton::clicked, this, computer.showWelcome);
+        auto* line = new QHBoxLayout;
+        line->addWidget(welcome);
+        line->addStretch(1);
+        column->addLayout(line);
+    }
+    return box;
 }

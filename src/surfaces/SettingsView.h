@@ -7,9 +7,20 @@
 
 class BehaviourSection;
 class LegacySection;
+namespace os {
+class LoginStart;
+}
+
+// What the settings window shows of this computer rather than the account; the section is left out without
+// the login start.
+struct SettingsThisComputer {
+    os::LoginStart* loginStart = nullptr;
+    std::function<void()> showWelcome;
+};
 
 // The one settings window's content: the account, the behaviour around sessions and calls, the work day and
-// the coach, and, folded away, the legacy servers; the shortcuts and "Done" at the bottom. Every control
+// the coach, this computer (start at login, the welcome), and, folded away, the legacy servers; the
+// shortcuts and "Done" at the bottom. Every control
 // writes straight to the settings; `onChange` follows each change.
 class SettingsView : public WindowView {
     Q_OBJECT
@@ -19,7 +30,9 @@ public:
     static inline const QString title = QStringLiteral("Orvane Settings");
     static inline const QString windowKey = QStringLiteral("settings");
 
-    explicit SettingsView(const Needs& needs, QWidget* parent = nullptr);
+    using ThisComputer = SettingsThisComputer;
+
+    explicit SettingsView(const Needs& needs, ThisComputer computer = {}, QWidget* parent = nullptr);
 
     AccountSection& account() const { return *m_account; }
     BehaviourSection& behaviour() const { return *m_behaviour; }
@@ -27,6 +40,8 @@ public:
     LegacySection* legacy() const { return m_legacy; }
 
 private:
+    QWidget* thisComputer(ThisComputer computer);
+
     AccountSection* m_account = nullptr;
     BehaviourSection* m_behaviour = nullptr;
     LegacySection* m_legacy = nullptr;

@@ -5,6 +5,7 @@
 #include <QBuffer>
 #include <QPainter>
 #include <QPainterPath>
+#include <QSvgGenerator>
 #include <algorithm>
 
 namespace StatusIcon {
@@ -49,24 +50,46 @@ QImage slash(int size, bool recording, bool dot, bool darkPanel) {
     return image;
 }
 
+namespace {
+void paintAppIcon(QPainter& p, int pixels) {
+    p.setRenderHint(QPainter::Antialiasing);
+    const double margin = 0.09 * pixels;
+    const QRectF square(margin, margin, pixels - 2 * margin, pixels - 2 * margin);
+    const double radius = 0.22 * square.width();
+    p.setPen(Qt::NoPen);
+    p.setBrush(Brand::bg());
+    p.drawRoundedRect(square, radius, radius);
+    stroke(p, Brand::lime(), 0.11 * pixels, at(0.38, 0.24, pixels), at(0.62, 0.76, pixels));
+}
+} // namespace
+
 std::optional<QByteArray> appIcon(int pixels) {
     if (pixels <= 0) return std::nullopt;
     QImage image(pixels, pixels, QImage::Format_ARGB32_Premultiplied);
     image.fill(Qt::transparent);
     {
         QPainter p(&image);
-        p.setRenderHint(QPainter::Antialiasing);
-        const double margin = 0.09 * pixels;
-        const QRectF square(margin, margin, pixels - 2 * margin, pixels - 2 * margin);
-        const double radius = 0.22 * square.width();
-        p.setPen(Qt::NoPen);
-        p.setBrush(Brand::bg());
-        p.drawRoundedRect(square, radius, radius);
-        stroke(p, Brand::lime(), 0.11 * pixels, at(0.38, 0.24, pixels), at(0.62, 0.76, pixels));
+        paintAppIcon(p, pixels);
     }
     QByteArray png;
     QBuffer buffer(&png);
     if (!buffer.open(QIODevice::WriteOnly) || !image.save(&buffer, "PNG")) return std::nullopt;
     return png;
+}
+
+QByteArray appIconSvg() {
+    constexpr int size = 128; // user units; the drawing scales
+    QByteArray svg;
+    QBuffer buffer(&svg);
+    QSvgGenerator generator;
+    generator.setOutputDevice(&buffer);
+    generator.setSize({size, size});
+    generator.setViewBox(QRect(0, 0, size, size));
+    generator.setTitle(QStringLiteral("Orvane"));
+    {
+        QPainter p(&generator);
+        paintAppIcon(p, size);
+    }
+    return svg;
 }
 } // namespace StatusIcon

@@ -11,4 +11,6 @@ namespace StatusIcon {
 QImage slash(int size = 18, bool recording = false, bool dot = false, bool darkPanel = true);
 // The application icon as PNG: the mark in lime on a rounded dark square.
 std::optional<QByteArray> appIcon(int pixels);
+// The same icon as SVG, for themes that scale it.
+QByteArray appIconSvg();
 } // namespace StatusIcon
