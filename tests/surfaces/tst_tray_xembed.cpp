@@ -49,8 +49,14 @@ private slots:
         StatusItem item({&os::x11SystemTrayRuns});
         QVERIFY(item.hostAvailable());
         // Embedded: the tray has taken the icon's window into its panel at the top right.
+        // Read once per try: the tray may still move the icon, and a second read could see another place.
         QRect icon;
-        QTRY_VERIFY_WITH_TIMEOUT((icon = iconWindow()).right() >= 700 && icon.top() < 30, 30000);
+        QVERIFY(QTest::qWaitFor(
+            [&] {
+                icon = iconWindow();
+                return icon.right() >= 700 && icon.top() < 30;
+            },
+            30000));
 
         QSignalSpy activated(&item, &StatusItem::activated);
         const QPoint centre = icon.center();
