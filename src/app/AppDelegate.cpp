@@ -149,8 +149,7 @@ void AppDelegate::applicationDidFinishLaunching() {
     connect(qApp, &QGuiApplication::commitDataRequest, this, &AppDelegate::onSessionEnding);
     m_services.notify->setup({m_modes.dumpMenu, m_modes.uiCheck});
     makeStatusItem();
-    m_firstRun.launched(!m_modes.preview && !m_modes.uiCheck && !m_modes.signIn && !m_modes.boardCheck &&
-                        !m_modes.headless());
+    m_firstRun.launched(m_modes.plain());
     registerHotKeys();
     m_detector->start();
     m_activity.start();

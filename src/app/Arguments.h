@@ -44,4 +44,6 @@ struct LaunchModes {
     static LaunchModes read(const Arguments& args);
     // Runs that need no screen and no tray: settings, the session store and the HTTP client.
     bool headless() const { return retryPending || dumpMenu; }
+    // Started as a user starts it: no mode that opens a window of its own or runs a check.
+    bool plain() const { return !preview && !uiCheck && !signIn && !boardCheck && !headless(); }
 };

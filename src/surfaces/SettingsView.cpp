@@ -59,7 +59,6 @@ QWidget* SettingsView::thisComputer(ThisComputer computer) {
     os::LoginStart& loginStart = *computer.loginStart;
     atLogin->setChecked(loginStart.enabled());
     auto* failure = new OVLabel(QString(), OVFont::sans(9), OVLabel::Ink::red);
-    failure->setWordWrap(true);
     failure->hide();
     // The entry on disk is the truth: the toggle shows what is there after each try.
     connect(atLogin, &QAbstractButton::clicked, this, [atLogin, failure, &loginStart](bool on) {

@@ -29,21 +29,23 @@ WelcomeView::WelcomeView(Needs needs, QWidget* parent) : WindowView(parent) {
     column->setContentsMargins(margin, 24, margin, 20);
     column->setSpacing(8);
     column->addWidget(new Wordmark({14}));
-    column->addSpacing(6);
+    column->addSpacing(2);
+    const auto heading = [column](const QString& title) {
+        column->addSpacing(4);
+        column->addWidget(new OVSection({title, std::nullopt}));
+    };
 
-    column->addWidget(new OVSection({QStringLiteral("What Orvane records"), std::nullopt}));
+    heading(QStringLiteral("What Orvane records"));
     column->addWidget(paragraph(QStringLiteral(
         "When you tune in, Orvane records the screen, the other side of a call (the sound your computer "
         "plays) and your microphone. As it goes it keeps screenshots that changed, text read off the screen, "
         "which apps were in front, and your pins. A panel shows the whole time that it is recording.")));
-    column->addSpacing(4);
-    column->addWidget(new OVSection({QStringLiteral("Where it stays"), std::nullopt}));
+    heading(QStringLiteral("Where it stays"));
     column->addWidget(paragraph(QStringLiteral(
         "Everything stays in a folder on this computer until you say where it goes. When you wrap up, Orvane "
         "asks \u201cWhere does this go?\u201d: a project of your team, or your private Personal space. With "
         "no answer in 2 minutes, shown as a countdown, it goes to Personal, which only you see.")));
-    column->addSpacing(4);
-    column->addWidget(new OVSection({QStringLiteral("Keys, from any window"), std::nullopt}));
+    heading(QStringLiteral("Keys, from any window"));
     auto* keys = new QGridLayout;
     keys->setHorizontalSpacing(12);
     keys->setVerticalSpacing(6);
@@ -59,8 +61,7 @@ WelcomeView::WelcomeView(Needs needs, QWidget* parent) : WindowView(parent) {
     }
     keys->setColumnStretch(1, 1);
     column->addLayout(keys);
-    column->addSpacing(4);
-    column->addWidget(new OVSection({QStringLiteral("Your account"), std::nullopt}));
+    heading(QStringLiteral("Your account"));
     column->addWidget(
         paragraph(needs.signedIn
                       ? QStringLiteral("You are signed in. Settings (Ctrl+, in the tray panel) show this "
