@@ -1,11 +1,13 @@
 // A whole recording as the app makes it, for a given time: the frames of $DISPLAY through the X11 frame
 // stream, both audio tracks from the sound server, the text of the kept frames; then the stop with its mix.
 //   bench_recorder SECONDS DIR
-// Prints, for the time from the start to the stop: the CPU of the process as a share of one core and per
-// thread, the resident memory at the end and its growth per hour (a least-squares line through samples every
-// 5 s after the first minute), and the time the capture queue spent on each frame (p50, p95, max). Run by
-// bench/recorder.sh, inside the test services (scripts/with-test-services), which provide the sound server.
+// Prints, for the time from the start to the stop: the CPU of the process as a share of one core, per
+// thread and per stage of the recording (os::cpustages, and the sound server's own thread), the resident
+// memory at the end and its growth per hour (a least-squares line through samples every 5 s after the first
+// minute), and the time the capture queue spent on each frame (p50, p95, max). Run by bench/recorder.sh,
+// inside the test services (scripts/with-test-services), which provide the sound server.
 
+#include "os/CpuStages.h"
 #include "os/linux/Backends.h"
 #include "recording/OCR.h"
 #include "recording/Recorder.h"
@@ -129,6 +131,33 @@ private:
     std::vector<double> m_seconds;
 };
 
+// What each stage of the recording cost over `wall` seconds; what no stage claims is the queues' wake-ups,
+// the session's bookkeeping and the rest.
+void printStages(const std::map<QString, double>& threads, double totalCpu, double wall) {
+    namespace stages = os::cpustages;
+    using stages::Stage;
+    const auto share = [wall](double cpu) { return 100 * cpu / wall; };
+    double claimed = 0;
+    std::printf("stages (share of one core):\n");
+    for (int i = 0; i < int(Stage::count); ++i) {
+        const double cpu = stages::seconds(Stage(i));
+        claimed += cpu;
+        std::printf("  %-40s %6.3f %%\n", stages::name(Stage(i)), share(cpu));
+    }
+    // libpulse's thread runs the hand-off; the rest of its time is its exchange with the server.
+    const auto pulse = threads.find(QStringLiteral("threaded-ml"));
+    const double serverIo =
+        pulse == threads.end() ? 0 : std::max(0.0, pulse->second - stages::seconds(Stage::SoundHandOff));
+    claimed += serverIo;
+    const auto main = threads.find(QStringLiteral("bench_recorder"));
+    const double mainCpu = main == threads.end() ? 0 : main->second;
+    claimed += mainCpu;
+    std::printf("  %-40s %6.3f %%\n", "sound server I/O (libpulse's thread)", share(serverIo));
+    std::printf("  %-40s %6.3f %%\n", "main thread", share(mainCpu));
+    std::printf("  %-40s %6.3f %%\n", "queues, bookkeeping and the rest",
+                share(std::max(0.0, totalCpu - claimed)));
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
@@ -147,6 +176,8 @@ int main(int argc, char** argv) {
     Ticks ticks;
     recorder.onFrameTick = [&ticks](double tick) { ticks.add(tick); };
 
+    os::cpustages::enable(true);
+    const std::map<QString, double> threadsBefore = threadCpuSeconds();
     const double cpuBefore = cpuSeconds();
     const double wallBefore = wallSeconds();
     recorder.start(true);
@@ -164,7 +195,10 @@ int main(int argc, char** argv) {
     const double recordingCpu = cpuSeconds() - cpuBefore;
     const double recordingWall = wallSeconds() - wallBefore;
     const double residentAtEnd = residentBytes();
-    const std::map<QString, double> threads = threadCpuSeconds();
+    std::map<QString, double> threads = threadCpuSeconds();
+    for (const auto& [name, cpu] : threadsBefore)
+        threads[name] -= cpu;
+    os::cpustages::enable(false);
     const Recorder::TrackStates states = recorder.trackStates();
     const double stopWall = wallSeconds();
     recorder.stop();
@@ -178,6 +212,7 @@ int main(int argc, char** argv) {
     for (const auto& [name, cpu] : threads)
         std::printf(" %s %.2f %%;", qPrintable(name), 100 * cpu / recordingWall);
     std::printf("\n");
+    printStages(threads, recordingCpu, recordingWall);
 
     const double settle = std::min(settleSeconds, recordingWall / 4);
     std::vector<Sample> settled;

@@ -6,6 +6,8 @@
 #include "recording/FFmpegText.h"
 #include "recording/MonoConverter.h"
 
+#include "os/CpuStages.h"
+
 #include <QFileInfo>
 #include <algorithm>
 
@@ -34,12 +36,23 @@ MonoWriter::~MonoWriter() {
 void MonoWriter::write(const AudioBuffer& buffer, std::optional<double> at) {
     if (buffer.frames <= 0) return;
     try {
+        using os::cpustages::Scope, os::cpustages::Stage;
         qint64 frames = 0;
-        const float* mono = toMono(buffer, frames);
-        place(at);
-        file().write(mono, frames);
+        const float* mono = nullptr;
+        {
+            Scope converting(Stage::Conversion);
+            mono = toMono(buffer, frames);
+        }
+        {
+            Scope encoding(Stage::AacEncoding);
+            place(at);
+            file().write(mono, frames);
+        }
         m_framesWritten += frames;
-        m_meter.feed(mono, frames);
+        {
+            Scope metering(Stage::Metering);
+            m_meter.feed(mono, frames);
+        }
         const double span = double(frames) / sampleRate;
         m_nextTime = at ? *at + span : m_nextTime.value_or(m_offset.value_or(0)) + span;
     } catch (const AudioError& error) {

@@ -3,6 +3,7 @@
 #include "core/Log.h"
 #include "core/Privacy.h"
 #include "core/Strings.h"
+#include "os/CpuStages.h"
 #include "recording/AudioError.h"
 #include "recording/Frames.h"
 #include "recording/Mixer.h"
@@ -31,6 +32,8 @@ LevelTrack levels(const MonoWriter& writer) {
 QString oneDecimal(double seconds) {
     return QString::number(seconds, 'f', 1);
 }
+using os::cpustages::Scope;
+using os::cpustages::Stage;
 } // namespace
 
 Recorder::Recorder(std::shared_ptr<Session> session, Sources sources)
@@ -109,6 +112,7 @@ void Recorder::startSystemAudio() {
     try {
         m_sources.audio.start(os::AudioSource::System,
                               {[this](const AudioBuffer& buffer, double at) {
+                                   const Scope handOff(Stage::SoundHandOff);
                                    m_sysHealth->heard(m_sources.hostClock(), buffer.allZero());
                                    m_q.async(
                                        [this, copy = AudioCopy(buffer), at] { onSystemAudio(copy, at); });
@@ -162,6 +166,7 @@ void Recorder::restart(os::AudioSource source) {
 
 // Capture thread: the buffer is valid only during the call, so the writer gets a copy.
 void Recorder::onMicAudio(const AudioBuffer& buffer, double at) {
+    const Scope handOff(Stage::SoundHandOff);
     const double now = m_sources.hostClock();
     if (buffer.frames <= 0) return;
     m_micHealth->heard(now, buffer.allZero());
@@ -193,7 +198,10 @@ void Recorder::keepFrame(const os::ScreenFrame& frame) {
     if (now - m_lastFrameAt < frameGate) return;
     m_lastFrameAt = now;
 
-    Candidate candidate{frame.image, Frames::signature(frame.image), Frames::fine(frame.image), now};
+    Candidate candidate = [&] {
+        const Scope printing(Stage::Signatures);
+        return Candidate{frame.image, Frames::signature(frame.image), Frames::fine(frame.image), now};
+    }();
     if (!m_lastSig) {
         keep(std::move(candidate), false, std::nullopt);
         return;
@@ -212,6 +220,7 @@ void Recorder::keepFrame(const os::ScreenFrame& frame) {
     m_textCheckRunning = true;
     const std::optional<QImage> lastKept = m_lastKeptFast ? std::nullopt : m_lastKeptImage;
     m_ocrQ.async([this, candidate = std::move(candidate), lastKept, keptBefore = int(m_shotCount)]() mutable {
+        const Scope reading(Stage::TextReading);
         const QString text = m_sources.ocr.text(candidate.image, true);
         std::optional<QString> lastKeptText;
         if (lastKept) lastKeptText = m_sources.ocr.text(*lastKept, true);
@@ -228,7 +237,10 @@ void Recorder::keepFrame(const os::ScreenFrame& frame) {
 }
 
 void Recorder::keep(Candidate candidate, bool strong, const std::optional<QString>& fastText) {
-    const std::optional<QByteArray> jpeg = Frames::jpeg(candidate.image, jpegQuality);
+    const std::optional<QByteArray> jpeg = [&] {
+        const Scope encoding(Stage::Jpeg);
+        return Frames::jpeg(candidate.image, jpegQuality);
+    }();
     if (!jpeg) return;
     m_lastSig = std::move(candidate.sig);
     m_lastFine = std::move(candidate.fine);
@@ -248,7 +260,10 @@ void Recorder::keep(Candidate candidate, bool strong, const std::optional<QStrin
 // On the text queue; what it found is noted on the capture queue.
 void Recorder::readText(const QImage& image, double t, bool strong, const QByteArray& jpeg,
                         const QString& app) {
-    const Reading reading = m_sources.ocr.read(image);
+    const Reading reading = [&] {
+        const Scope reading(Stage::TextReading);
+        return m_sources.ocr.read(image);
+    }();
     const QString text = reading.text.trimmed();
     if (text.isEmpty()) return;
     m_q.async([this, t, title = reading.title, strong, jpeg, app, text] {

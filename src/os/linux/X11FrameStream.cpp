@@ -1,5 +1,6 @@
 #include "os/linux/X11FrameStream.h"
 
+#include "os/CpuStages.h"
 #include "os/linux/X11FrameCamera.h"
 
 #include <QLoggingCategory>
@@ -59,6 +60,7 @@ void X11FrameStream::run(std::unique_ptr<X11FrameCamera> camera, ScreenFrame fir
     while (pause()) {
         ScreenFrame frame;
         try {
+            const cpustages::Scope grabbing(cpustages::Stage::FrameGrab);
             frame = camera->take();
         } catch (const ScreenError& e) {
             if (camera->lost()) {
