@@ -17,6 +17,9 @@ public:
         std::function<void(ScreenFrame frame)> frame;
         // The stream died (the display went away); no frame follows. Runs on the stream's own thread.
         std::function<void(const QString& error)> stopped;
+        // Nothing on screen changed since the last frame, so none was taken: it still shows the screen. Comes
+        // when a frame was due. Runs on the stream's own thread; may be empty.
+        std::function<void()> unchanged;
     };
 
     virtual ~FrameStream() = default;

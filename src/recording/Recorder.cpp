@@ -88,7 +88,8 @@ void Recorder::start(bool withMic) {
                                            onMain([callback = onStreamError, error] {
                                                if (callback) callback(error);
                                            });
-                                       }});
+                                       },
+                                       [this] { m_q.async([this] { onUnchanged(); }); }});
     } catch (const os::ScreenError& error) {
         m_streaming = false;
         throw AudioError(AudioError::Kind::Format, QString::fromUtf8(error.what()));
@@ -194,13 +195,30 @@ void Recorder::onFrame(os::ScreenFrame frame) {
 
 void Recorder::keepFrame(const os::ScreenFrame& frame) {
     if (m_shotCount >= Frames::maxShots || !frame.complete || frame.image.isNull()) return;
+    judge(frame.image);
+}
+
+// Nothing on screen changed, so no frame came: a frame whose verdict had to wait gets it now, as a new frame
+// of the same picture would have.
+void Recorder::onUnchanged() {
+    if (!m_deferred || m_shotCount >= Frames::maxShots) return;
+    const QImage image = std::move(*m_deferred);
+    m_deferred.reset();
+    judge(image);
+}
+
+void Recorder::judge(const QImage& image) {
     const double now = m_sources.hostClock();
-    if (now - m_lastFrameAt < frameGate) return;
+    if (now - m_lastFrameAt < frameGate) {
+        m_deferred = image;
+        return;
+    }
     m_lastFrameAt = now;
+    m_deferred.reset();
 
     Candidate candidate = [&] {
         const Scope printing(Stage::Signatures);
-        return Candidate{frame.image, Frames::signature(frame.image), Frames::fine(frame.image), now};
+        return Candidate{image, Frames::signature(image), Frames::fine(image), now};
     }();
     if (!m_lastSig) {
         keep(std::move(candidate), false, std::nullopt);
@@ -211,9 +229,11 @@ void Recorder::keepFrame(const os::ScreenFrame& frame) {
         keep(std::move(candidate), change >= strongChange, std::nullopt);
         return;
     }
-    if (!m_lastFine || Frames::changedRatio(candidate.fine, *m_lastFine) < Frames::fineCandidate ||
-        now - m_lastTextCheck < textCheckInterval || m_textCheckRunning)
+    if (!m_lastFine || Frames::changedRatio(candidate.fine, *m_lastFine) < Frames::fineCandidate) return;
+    if (now - m_lastTextCheck < textCheckInterval || m_textCheckRunning) {
+        m_deferred = std::move(candidate.image);
         return;
+    }
     // The picture barely moved: only a change of the text it shows makes it worth keeping. Reading it takes
     // up to a few hundred milliseconds, so it runs beside the capture queue, which writes the system audio.
     m_lastTextCheck = now;

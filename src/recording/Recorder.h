@@ -126,6 +126,9 @@ private:
     void onSystemAudio(const AudioCopy& copy, double at);
     void onFrame(os::ScreenFrame frame);
     void keepFrame(const os::ScreenFrame& frame);
+    void onUnchanged();
+    // Whether the picture is worth keeping, or worth a check of its text.
+    void judge(const QImage& image);
     // A frame that passed the gates, with its prints and its host time.
     struct Candidate {
         QImage image;
@@ -155,6 +158,9 @@ private:
     std::optional<std::vector<float>> m_lastSig;
     std::optional<QByteArray> m_lastFine;
     std::optional<QImage> m_lastKeptImage;
+    // The latest picture whose verdict waits: it came too soon after the one before, or while its text could
+    // not be checked yet.
+    std::optional<QImage> m_deferred;
     std::optional<QString> m_lastKeptFast;
     std::optional<QString> m_lastOcrText;
     QString m_frontApp = QStringLiteral("Screen");

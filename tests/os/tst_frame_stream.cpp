@@ -8,6 +8,7 @@
 #include <QDir>
 #include <QFile>
 #include <QGuiApplication>
+#include <QProcess>
 #include <QTest>
 #include <mutex>
 #include <unistd.h>
@@ -20,6 +21,7 @@ struct Collected {
     QList<os::ScreenFrame> frames;
     QStringList stops;
     int framesAfterStop = 0;
+    int unchanged = 0;
 
     os::FrameStream::Receiver receiver() {
         return {[this](os::ScreenFrame frame) {
@@ -30,7 +32,15 @@ struct Collected {
                 [this](const QString& error) {
                     std::lock_guard lock(mutex);
                     stops.append(error);
+                },
+                [this] {
+                    std::lock_guard lock(mutex);
+                    ++unchanged;
                 }};
+    }
+    int unchangedCount() {
+        std::lock_guard lock(mutex);
+        return unchanged;
     }
     qsizetype frameCount() {
         std::lock_guard lock(mutex);
@@ -46,9 +56,14 @@ struct Collected {
     }
 };
 
-// A frame taken after everything asked for is on screen.
+// A frame taken after everything asked for is on screen: a new one, or the word that the last one still
+// shows the screen.
 os::ScreenFrame frameAfter(Collected& collected, qsizetype count) {
-    [&] { QTRY_VERIFY_WITH_TIMEOUT(collected.frameCount() > count, 10000); }();
+    const int unchanged = collected.unchangedCount();
+    [&] {
+        QTRY_VERIFY_WITH_TIMEOUT(collected.frameCount() > count || collected.unchangedCount() > unchanged + 1,
+                                 10000);
+    }();
     return collected.last();
 }
 
@@ -118,6 +133,66 @@ private slots:
         QVERIFY(near(at(tooltipAt), background));
         QVERIFY(near(at(overlap), theirs));
         QVERIFY(near(at(elsewhere), background));
+    }
+
+    // A frame is grabbed only when something was drawn since the last one: not for a pointer that moved, and
+    // on every tick where the server cannot say.
+    void grabsOnlyWhatWasDrawn_data() {
+        QTest::addColumn<QStringList>("options");
+        QTest::addColumn<bool>("damage");
+        QTest::newRow("the server tells what was drawn") << QStringList() << true;
+        QTest::newRow("a server without DAMAGE")
+            << QStringList{QStringLiteral("-extension"), QStringLiteral("DAMAGE")} << false;
+    }
+    void grabsOnlyWhatWasDrawn() {
+        REQUIRE_SERVICE(xvfbInstalled(), "Xvfb");
+        QFETCH(QStringList, options);
+        QFETCH(bool, damage);
+        PrivateXServer server;
+        QVERIFY(server.start(QStringLiteral("640x480x24"), options));
+        Collected collected;
+        os::X11FrameStream stream(0.05, 1440, server.display());
+        stream.start(collected.receiver());
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        environment.insert(QStringLiteral("DISPLAY"), server.display());
+        const auto movePointer = [&](int x, int y) {
+            QProcess xdotool;
+            xdotool.setProcessEnvironment(environment);
+            xdotool.start(QStringLiteral("xdotool"),
+                          {QStringLiteral("mousemove"), QString::number(x), QString::number(y)});
+            return xdotool.waitForFinished() && xdotool.exitCode() == 0;
+        };
+        const auto ticksAfter = [&](int ticks) {
+            const qsizetype frames = collected.frameCount();
+            const int unchanged = collected.unchangedCount();
+            return [&collected, frames, unchanged, ticks] {
+                return collected.frameCount() - frames + collected.unchangedCount() - unchanged >= ticks;
+            };
+        };
+
+        // Settled: the screen as it was when the stream began.
+        const auto settling = ticksAfter(3);
+        QTRY_VERIFY_WITH_TIMEOUT(settling(), 10000);
+        const qsizetype settled = collected.frameCount();
+        for (int step = 0; step < 5; ++step)
+            QVERIFY(movePointer(100 + 40 * step, 100 + 20 * step));
+        const auto later = ticksAfter(5);
+        QTRY_VERIFY_WITH_TIMEOUT(later(), 10000);
+        if (damage) {
+            QCOMPARE(collected.frameCount(), settled);
+        } else {
+            QVERIFY(collected.frameCount() >= settled + 5);
+            QCOMPARE(collected.unchangedCount(), 0);
+        }
+
+        ForeignWindow drawn(QRect(100, 100, 200, 100), theirs, 0, server.display());
+        QVERIFY(drawn.open());
+        QTRY_VERIFY_WITH_TIMEOUT(near(collected.last().image.pixel(150, 150), theirs), 10000);
+        // Drawing inside a window that is on screen already.
+        QImage repainted(drawn.size(), QImage::Format_RGB32);
+        repainted.fill(ours);
+        drawn.show(repainted);
+        QTRY_VERIFY_WITH_TIMEOUT(near(collected.last().image.pixel(150, 150), ours), 10000);
     }
 
     // Frames are narrowed to the width asked for and follow the display when it is resized, until it goes.

@@ -25,6 +25,10 @@ public:
     void show(const QImage& image, bool complete = true) {
         if (m_receiver.frame) m_receiver.frame({image, complete});
     }
+    // A frame was due, but nothing on screen changed.
+    void stayStill() {
+        if (m_receiver.unchanged) m_receiver.unchanged();
+    }
 
 private:
     Receiver m_receiver;
@@ -106,6 +110,11 @@ struct Rig {
         frames.show(image, complete);
         recorder->settle();
     }
+    void stayStill(double t) {
+        at(t);
+        frames.stayStill();
+        recorder->settle();
+    }
     void talk(os::AudioSource source, double t) {
         at(t + 1);
         audio.play(source, startHost + t);
@@ -119,7 +128,9 @@ class TestRecorder : public QObject {
     Q_OBJECT
 private slots:
     void framesKeptAndDropped_data() {
-        QTest::addColumn<QString>("script"); // w/b/x: white, black, boxed; ! marks an incomplete frame
+        // w/b/x: white, black, boxed; ! marks an incomplete frame; = a frame due on a screen that did not
+        // change
+        QTest::addColumn<QString>("script");
         QTest::addColumn<QStringList>("boxedText");
         QTest::addColumn<int>("shots");
         const QStringList changed{QStringLiteral("Agenda"), QStringLiteral("Budget for the spring launch")};
@@ -131,6 +142,12 @@ private slots:
         QTest::newRow("a small change whose text changed") << "0w 4x" << changed << 2;
         QTest::newRow("a small change whose text stayed") << "0w 4x" << same << 1;
         QTest::newRow("text read again only after 4 s") << "0w 2x 4w" << changed << 2;
+        QTest::newRow("a frame that came too soon is judged once the screen stays still")
+            << "0w 1b 4=" << same << 2;
+        QTest::newRow("a text check that had to wait runs once the screen stays still")
+            << "0w 2x 4w 8=" << changed << 3;
+        QTest::newRow("a still screen after a judged frame keeps nothing more")
+            << "0w 4b 8= 12=" << same << 2;
     }
     void framesKeptAndDropped() {
         QFETCH(QString, script);
@@ -140,10 +157,15 @@ private slots:
                  {QColor(40, 40, 40).rgb(), boxedText}});
         for (const QString& step : script.split(QLatin1Char(' '))) {
             const QChar kind = step.at(step.size() - (step.endsWith(QLatin1Char('!')) ? 2 : 1));
+            const double t = 10 + step.left(step.indexOf(kind)).toDouble();
+            if (kind == QLatin1Char('=')) {
+                rig.stayStill(t);
+                continue;
+            }
             const QImage image = kind == QLatin1Char('w')   ? solid(Qt::white)
                                  : kind == QLatin1Char('b') ? solid(Qt::black)
                                                             : boxed();
-            rig.show(10 + step.left(step.indexOf(kind)).toDouble(), image, !step.endsWith(QLatin1Char('!')));
+            rig.show(t, image, !step.endsWith(QLatin1Char('!')));
         }
         QCOMPARE(rig.recorder->shotCount(), shots);
         QCOMPARE(QDir(rig.session->url(QStringLiteral("shots"))).entryList(QDir::Files).size(), shots);

@@ -13,8 +13,9 @@
 class ForeignWindow {
 public:
     // Over the whole screen when `rect` is empty. `owner`, when set, is the process named in `_NET_WM_PID`.
-    explicit ForeignWindow(QRect rect = {}, QRgb colour = 0, uint32_t owner = 0)
-        : m_c(xcb_connect(nullptr, nullptr)) {
+    // On $DISPLAY unless `display` names another.
+    explicit ForeignWindow(QRect rect = {}, QRgb colour = 0, uint32_t owner = 0, const QString& display = {})
+        : m_c(xcb_connect(display.isEmpty() ? nullptr : display.toLatin1().constData(), nullptr)) {
         if (xcb_connection_has_error(m_c)) return;
         const xcb_screen_t* screen = xcb_setup_roots_iterator(xcb_get_setup(m_c)).data;
         if (rect.isEmpty()) rect = QRect(0, 0, screen->width_in_pixels, screen->height_in_pixels);

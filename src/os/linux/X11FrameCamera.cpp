@@ -17,7 +17,7 @@ ScreenFrame narrowed(ScreenFrame frame, int maxWidth) {
 } // namespace
 
 X11FrameCamera::X11FrameCamera(const QString& display, int maxWidth)
-    : m_grabber(display), m_eraser(m_grabber), m_maxWidth(maxWidth) {}
+    : m_grabber(display), m_eraser(m_grabber), m_changes(m_grabber), m_maxWidth(maxWidth) {}
 
 ScreenFrame X11FrameCamera::take() {
     ScreenFrame frame =

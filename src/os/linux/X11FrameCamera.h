@@ -3,6 +3,7 @@
 #include "os/ScreenSource.h"
 #include "os/linux/X11Grabber.h"
 #include "os/linux/X11OwnWindowEraser.h"
+#include "os/linux/X11ScreenChanges.h"
 
 namespace os {
 
@@ -15,11 +16,14 @@ public:
 
     // Throws ScreenError; lost() tells whether the display went away.
     ScreenFrame take();
+    // Whether a frame taken now could differ from the last one; see X11ScreenChanges.
+    bool changed() { return m_changes.changed(); }
     bool lost() const { return m_grabber.lost(); }
 
 private:
     X11Grabber m_grabber;
     X11OwnWindowEraser m_eraser;
+    X11ScreenChanges m_changes;
     const int m_maxWidth;
 };
 

@@ -58,6 +58,10 @@ void X11FrameStream::run(std::unique_ptr<X11FrameCamera> camera, ScreenFrame fir
     receiver.frame(std::move(first));
     std::set<std::string> reported;
     while (pause()) {
+        if (!camera->changed()) {
+            if (receiver.unchanged) receiver.unchanged();
+            continue;
+        }
         ScreenFrame frame;
         try {
             const cpustages::Scope grabbing(cpustages::Stage::FrameGrab);

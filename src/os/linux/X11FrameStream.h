@@ -12,7 +12,8 @@ namespace os {
 class X11FrameCamera;
 
 // The primary X screen every `interval` seconds on a thread of its own ("orvane.frames"), through one
-// X11FrameCamera that lives from `start` to `stop`. `stop` must not be called from within a callback.
+// X11FrameCamera that lives from `start` to `stop`; when nothing was drawn since the last frame, no grab.
+// `stop` must not be called from within a callback.
 class X11FrameStream final : public FrameStream {
 public:
     // `display` names the X display (":1"); empty means $DISPLAY.

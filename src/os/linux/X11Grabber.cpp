@@ -153,11 +153,27 @@ ScreenFrame X11Grabber::grab(const std::function<void(QImage& image, const QRect
     ScreenFrame frame{read(root(), area), area == wanted};
     if (touchUp) touchUp(frame.image, area);
     drawCursor(frame.image, area);
-    // Errors of requests whose answer we did not wait for (a window gone meanwhile) queue up as events.
-    while (xcb_generic_event_t* event = xcb_poll_for_event(m_c))
-        std::free(event);
+    keepEvents();
     if (lost()) throw ScreenError("lost the connection to the X display");
     return frame;
+}
+
+void X11Grabber::keepEvents() {
+    while (xcb_generic_event_t* event = xcb_poll_for_event(m_c)) {
+        // Errors of requests whose answer nobody waited for (a window gone meanwhile) queue up as events.
+        if (event->response_type == 0 || m_events.size() >= keptEventsAtMost)
+            std::free(event);
+        else
+            m_events.push_back(xcbReply(event));
+    }
+}
+
+XcbReply<xcb_generic_event_t> X11Grabber::nextEvent() {
+    if (m_events.empty()) keepEvents();
+    if (m_events.empty()) return xcbReply<xcb_generic_event_t>(nullptr);
+    XcbReply<xcb_generic_event_t> event = std::move(m_events.front());
+    m_events.pop_front();
+    return event;
 }
 
 } // namespace os

@@ -6,6 +6,7 @@
 #include <QRect>
 #include <QString>
 #include <cstdlib>
+#include <deque>
 #include <functional>
 #include <memory>
 #include <xcb/shm.h>
@@ -45,10 +46,18 @@ public:
     // change the pixels first (it gets the area of the root window the image shows). Throws ScreenError.
     ScreenFrame grab(const std::function<void(QImage& image, const QRect& area)>& touchUp = {});
 
+    // The next event of the connection, or null when none is waiting. Events that came while a grab waited
+    // for its answers are kept for this; errors of requests nobody waited for are dropped.
+    XcbReply<xcb_generic_event_t> nextEvent();
+
 private:
     void release();
     bool reserve(std::size_t bytes);
     void drawCursor(QImage& frame, const QRect& area);
+    void keepEvents();
+
+    // More than the events of many grabs: whoever asked for events reads them between grabs.
+    static constexpr std::size_t keptEventsAtMost = 4096;
 
     xcb_connection_t* m_c = nullptr;
     const xcb_screen_t* m_screen = nullptr;
@@ -57,6 +66,7 @@ private:
     xcb_shm_seg_t m_segment = 0;
     void* m_memory = nullptr;
     std::size_t m_capacity = 0;
+    std::deque<XcbReply<xcb_generic_event_t>> m_events;
 };
 
 } // namespace os
