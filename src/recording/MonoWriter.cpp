@@ -10,6 +10,7 @@
 
 #include <QFileInfo>
 #include <algorithm>
+#include <utility>
 
 namespace {
 // Gaps up to this are jitter of the source, not missing audio.
@@ -43,13 +44,21 @@ void MonoWriter::write(const AudioBuffer& buffer, std::optional<double> at) {
             Scope converting(Stage::Conversion);
             mono = toMono(buffer, frames);
         }
+        // Digital silence (an idle sink's monitor, a muted microphone) is not encoded: it is written as a gap
+        // is, mostly as copies of one packet of silence.
+        const bool silent = std::all_of(mono, mono + frames, [](float x) { return x == 0.0f; });
         {
             Scope encoding(Stage::AacEncoding);
             place(at);
-            file().write(mono, frames);
+            if (silent) {
+                addSilence(frames);
+            } else {
+                writeHeldSilence();
+                file().write(mono, frames);
+                m_framesWritten += frames;
+            }
         }
-        m_framesWritten += frames;
-        {
+        if (!silent) {
             Scope metering(Stage::Metering);
             m_meter.feed(mono, frames);
         }
@@ -101,12 +110,21 @@ void MonoWriter::place(std::optional<double> at) {
 }
 
 void MonoWriter::writeSilence(double seconds) {
-    const qint64 frames = qint64(seconds * sampleRate + slack);
+    addSilence(qint64(seconds * sampleRate + slack));
+}
+
+void MonoWriter::addSilence(qint64 frames) {
     if (frames < 1) return;
-    file().writeSilence(frames);
+    // As for sound: a closed track takes no more, and the file is there from the first write on.
+    file();
+    m_heldSilence += frames;
     m_framesWritten += frames;
     // The meter stays in step with the file, so level windows keep their place on the timeline across gaps.
     m_meter.feedSilence(frames);
+}
+
+void MonoWriter::writeHeldSilence() {
+    if (m_heldSilence > 0) file().writeSilence(std::exchange(m_heldSilence, 0));
 }
 
 AacFile& MonoWriter::file() {
@@ -116,9 +134,16 @@ AacFile& MonoWriter::file() {
 }
 
 void MonoWriter::close() {
-    m_closed = true;
     m_converter.reset();
     m_convFrom.reset();
+    if (m_file && !m_closed) {
+        try {
+            writeHeldSilence();
+        } catch (const AudioError& error) {
+            fail(error.text());
+        }
+    }
+    m_closed = true;
     if (!m_file) return;
     const std::unique_ptr<AacFile> finishing = std::move(m_file);
     try {

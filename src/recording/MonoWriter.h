@@ -52,6 +52,10 @@ private:
     // The buffer's samples as 48 kHz mono, converted into `m_mono` when they are not that already.
     const float* toMono(const AudioBuffer& buffer, qint64& frames);
     void place(std::optional<double> at);
+    // Silence is held back and written in one piece when sound follows or the track closes: the file writes a
+    // long run of it as copies of one packet, which only works for a run that is not broken up.
+    void addSilence(qint64 frames);
+    void writeHeldSilence();
     AacFile& file();
     void fail(const QString& text);
 
@@ -63,6 +67,7 @@ private:
     LevelMeter m_meter;
     std::optional<double> m_offset;
     qint64 m_framesWritten = 0;
+    qint64 m_heldSilence = 0;
     std::optional<double> m_nextTime;
     std::optional<QString> m_lastError;
     int m_convertersBuilt = 0;

@@ -20,12 +20,13 @@ Q_DECLARE_METATYPE(std::optional<double>)
 using testsupport::writeFile;
 
 namespace {
-// Loud and quiet stretches with gaps between them, so that levels differ from window to window.
+// Loud and quiet stretches with gaps and digital silence between them, so that levels differ from window to
+// window.
 struct Stretch {
     double at, seconds, amplitude;
 };
-const std::vector<Stretch> script = {
-    {0.0, 1.0, 0.6}, {1.0, 1.0, 0.03}, {2.5, 1.5, 0.3}, {4.0, 0.75, 0.01}, {9.75, 0.5, 0.2}};
+const std::vector<Stretch> script = {{0.0, 1.0, 0.6},   {1.0, 1.0, 0.03}, {2.5, 1.5, 0.3},
+                                     {4.0, 0.75, 0.01}, {4.75, 3.0, 0.0}, {9.75, 0.5, 0.2}};
 
 void writeScript(MonoWriter& writer) {
     for (const Stretch& s : script)
