@@ -1,10 +1,11 @@
 #!/usr/bin/env bash
 # A long recording with both audio tracks, measured in the recording process (bench_recorder), twice at once on
 # two Xvfb screens of 1440x900: a still screen (one slide that stays) and a slideshow whose slide changes every
-# 20 seconds. Sound goes into the speaker and into the microphone the whole time. Reference, in the same run and
-# at the same time: the ffmpeg command line grabbing the still screen at 0.5 fps (each frame a JPEG) with both
-# sound sources encoded to 64 kb/s mono AAC, its CPU as a share of one core from /usr/bin/time.
-# Usage: bench/recorder.sh [--minutes N, default 10] [--build DIR, default build/release]
+# 20 seconds. Sound goes into the speaker and into the microphone the whole time: speech, or a tone with noise.
+# Reference, in the same run and at the same time: the ffmpeg command line grabbing the still screen at 0.5 fps
+# (each frame a JPEG) with both sound sources encoded to 64 kb/s mono AAC, its CPU as a share of one core from
+# /usr/bin/time.
+# Usage: bench/recorder.sh [--minutes N, default 10] [--build DIR, default build/release] [--tone]
 # It brings up the test services itself (scripts/with-test-services) unless it already runs inside them.
 set -euo pipefail
 here=$(cd "$(dirname "$0")" && pwd)
@@ -12,11 +13,13 @@ here=$(cd "$(dirname "$0")" && pwd)
 
 minutes=10
 build=build/release
+sound=speech
 while [ $# -gt 0 ]; do
   case $1 in
     --minutes) minutes=$2; shift 2 ;;
     --build) build=$2; shift 2 ;;
-    *) echo "usage: bench/recorder.sh [--minutes N] [--build DIR]" >&2; exit 2 ;;
+    --tone) sound=tone; shift ;;
+    *) echo "usage: bench/recorder.sh [--minutes N] [--build DIR] [--tone]" >&2; exit 2 ;;
   esac
 done
 bin=$(cd "$build/bin" && pwd)
@@ -44,10 +47,19 @@ pids+=("$!")
 DISPLAY=$slides "$bin/bench_slideshow" 20 &
 pids+=("$!")
 
-# A tone with bursts of noise, into one sink that plays into the speaker and into the microphone's input at once.
+# Into one sink that plays into the speaker and into the microphone's input at once: speech (bench/meeting.txt
+# read by two flite voices, over and over), or with --tone a tone with bursts of noise.
 combined=$(pactl load-module module-combine-sink sink_name=orvane_both slaves=orvane_speaker,orvane_mic_in)
-sound='aevalsrc=0.1*sin(2*PI*440*t)+0.4*lt(mod(t\,3)\,1)*(random(0)-0.5):s=48000'
-ffmpeg -v error -re -f lavfi -i "$sound" -f pulse -device orvane_both orvane-bench &
+if [ "$sound" = tone ]; then
+  input=(-f lavfi -i 'aevalsrc=0.1*sin(2*PI*440*t)+0.4*lt(mod(t\,3)\,1)*(random(0)-0.5):s=48000')
+else
+  for voice in slt rms; do
+    flite -voice "$voice" -f "$here/meeting.txt" -o "$work/$voice.wav"
+    echo "file '$work/$voice.wav'" >>"$work/speech.txt"
+  done
+  input=(-stream_loop -1 -f concat -safe 0 -i "$work/speech.txt")
+fi
+ffmpeg -v error -re "${input[@]}" -ar 48000 -f pulse -device orvane_both orvane-bench &
 pids+=("$!")
 sleep 2
 
