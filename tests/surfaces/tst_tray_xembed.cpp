@@ -4,8 +4,11 @@
 #include "surfaces/StatusItem.h"
 
 #include <QApplication>
+#include <QElapsedTimer>
 #include <QSignalSpy>
 #include <QTest>
+#include <QThread>
+#include <functional>
 
 namespace {
 bool trayStarted = false;
@@ -15,6 +18,17 @@ QString xdotool(const QStringList& arguments) {
     p.start(QStringLiteral("xdotool"), arguments);
     p.waitForFinished();
     return QString::fromLatin1(p.readAllStandardOutput());
+}
+
+// Before the application exists, so without its event loop.
+bool waitUntil(const std::function<bool()>& done, int milliseconds) {
+    QElapsedTimer clock;
+    clock.start();
+    while (!done()) {
+        if (clock.elapsed() > milliseconds) return false;
+        QThread::msleep(50);
+    }
+    return true;
 }
 
 // Where the tray put our icon, as the X server says: the visible window of this program's class that is more
@@ -51,12 +65,17 @@ private slots:
         // Embedded: the tray has taken the icon's window into its panel at the top right.
         // Read once per try: the tray may still move the icon, and a second read could see another place.
         QRect icon;
-        QVERIFY(QTest::qWaitFor(
+        const bool placed = QTest::qWaitFor(
             [&] {
                 icon = iconWindow();
                 return icon.right() >= 700 && icon.top() < 30;
             },
-            30000));
+            30000);
+        QVERIFY2(placed, qPrintable(QStringLiteral("the icon is at %1,%2 %3x%4")
+                                        .arg(icon.x())
+                                        .arg(icon.y())
+                                        .arg(icon.width())
+                                        .arg(icon.height())));
 
         QSignalSpy activated(&item, &StatusItem::activated);
         const QPoint centre = icon.center();
@@ -81,12 +100,37 @@ int main(int argc, char** argv) {
     if (xvfbInstalled() && x.start(QStringLiteral("800x600x24"))) {
         qputenv("DISPLAY", x.display().toLatin1());
         openbox.start(QStringLiteral("openbox"), {});
-        trayer.start(QStringLiteral("trayer"),
-                     {QStringLiteral("--edge"), QStringLiteral("top"), QStringLiteral("--align"),
-                      QStringLiteral("right"), QStringLiteral("--widthtype"), QStringLiteral("request"),
-                      QStringLiteral("--height"), QStringLiteral("24"), QStringLiteral("--SetDockType"),
-                      QStringLiteral("true")});
-        trayStarted = openbox.waitForStarted() && trayer.waitForStarted();
+        // The tray comes once the window manager runs: a dock mapped before it would be placed by it afresh.
+        waitUntil(
+            [] {
+                QProcess xprop;
+                xprop.start(QStringLiteral("xprop"),
+                            {QStringLiteral("-root"), QStringLiteral("_NET_SUPPORTING_WM_CHECK")});
+                xprop.waitForFinished();
+                return xprop.readAllStandardOutput().contains("window id");
+            },
+            10000);
+        // Now and then trayer never maps its panel beside a window manager that is starting too, and a
+        // request to dock into a panel that is not there is lost: such a trayer is started again.
+        for (int attempt = 0; attempt < 3 && !trayStarted; ++attempt) {
+            trayer.start(QStringLiteral("trayer"),
+                         {QStringLiteral("--edge"), QStringLiteral("top"), QStringLiteral("--align"),
+                          QStringLiteral("right"), QStringLiteral("--widthtype"), QStringLiteral("request"),
+                          QStringLiteral("--height"), QStringLiteral("24"), QStringLiteral("--SetDockType"),
+                          QStringLiteral("true")});
+            trayStarted = openbox.waitForStarted() && trayer.waitForStarted() &&
+                          waitUntil(
+                              [] {
+                                  return !xdotool({QStringLiteral("search"), QStringLiteral("--onlyvisible"),
+                                                   QStringLiteral("--class"), QStringLiteral("trayer")})
+                                              .isEmpty();
+                              },
+                              5000);
+            if (!trayStarted) {
+                trayer.kill();
+                trayer.waitForFinished();
+            }
+        }
     } else {
         qputenv("QT_QPA_PLATFORM", "offscreen");
     }
