@@ -4,11 +4,8 @@
 #include "surfaces/StatusItem.h"
 
 #include <QApplication>
-#include <QElapsedTimer>
 #include <QSignalSpy>
 #include <QTest>
-#include <QThread>
-#include <functional>
 
 namespace {
 bool trayStarted = false;
@@ -18,17 +15,6 @@ QString xdotool(const QStringList& arguments) {
     p.start(QStringLiteral("xdotool"), arguments);
     p.waitForFinished();
     return QString::fromLatin1(p.readAllStandardOutput());
-}
-
-// Before the application exists, so without its event loop.
-bool waitUntil(const std::function<bool()>& done, int milliseconds) {
-    QElapsedTimer clock;
-    clock.start();
-    while (!done()) {
-        if (clock.elapsed() > milliseconds) return false;
-        QThread::msleep(50);
-    }
-    return true;
 }
 
 // Where the tray put our icon, as the X server says: the visible window of this program's class that is more
@@ -101,7 +87,7 @@ int main(int argc, char** argv) {
         qputenv("DISPLAY", x.display().toLatin1());
         openbox.start(QStringLiteral("openbox"), {});
         // The tray comes once the window manager runs: a dock mapped before it would be placed by it afresh.
-        waitUntil(
+        QTest::qWaitFor(
             [] {
                 QProcess xprop;
                 xprop.start(QStringLiteral("xprop"),
@@ -119,7 +105,7 @@ int main(int argc, char** argv) {
                           QStringLiteral("--height"), QStringLiteral("24"), QStringLiteral("--SetDockType"),
                           QStringLiteral("true")});
             trayStarted = openbox.waitForStarted() && trayer.waitForStarted() &&
-                          waitUntil(
+                          QTest::qWaitFor(
                               [] {
                                   return !xdotool({QStringLiteral("search"), QStringLiteral("--onlyvisible"),
                                                    QStringLiteral("--class"), QStringLiteral("trayer")})
