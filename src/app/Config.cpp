@@ -19,6 +19,7 @@ Config Config::fromEnvironment() {
     config.x11Session = !qEnvironmentVariableIsEmpty("DISPLAY") &&
                         qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY") &&
                         qEnvironmentVariable("XDG_SESSION_TYPE") != QLatin1String("wayland");
+    config.waylandSession = !qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY");
     config.desktop = qEnvironmentVariable("XDG_CURRENT_DESKTOP");
     return config;
 }

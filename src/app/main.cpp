@@ -23,6 +23,10 @@ void drawOffscreenWhenHeadless(const Arguments& args, const Config& config) {
     if ((!config.hasDisplay || LaunchModes::read(args).headless()) &&
         qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
         qputenv("QT_QPA_PLATFORM", "offscreen");
+    // On a Wayland session Qt draws as a Wayland client (XWayland only where the plugin is missing): the
+    // backends chosen for it assume so.
+    else if (config.waylandSession && qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
+        qputenv("QT_QPA_PLATFORM", "wayland;xcb");
 }
 
 // Qt's own warnings and the os backends' categories end in the one log.
