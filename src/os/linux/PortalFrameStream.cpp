@@ -179,11 +179,14 @@ void PortalFrameStream::onParamChanged(void* self, uint32_t id, const spa_pod* p
     stream->m_format->known = imageFormat(raw.format).has_value();
     qCInfo(lcPortalFrames) << "screen stream" << raw.size.width << "x" << raw.size.height << "format"
                            << raw.format;
-    // Buffers this process can read: shared memory, never a GPU buffer.
+    // Buffers this process can read: shared memory, never a GPU buffer. Enough of them that the desktop
+    // always has one to fill while the newest waits here for its turn: a producer that copies only on damage
+    // would otherwise miss the change that came while it had none, and a still screen never sends it.
     uint8_t buffer[256];
     spa_pod_builder builder = SPA_POD_BUILDER_INIT(buffer, sizeof(buffer));
     const spa_pod* params[] = {static_cast<const spa_pod*>(spa_pod_builder_add_object(
-        &builder, SPA_TYPE_OBJECT_ParamBuffers, SPA_PARAM_Buffers, SPA_PARAM_BUFFERS_dataType,
+        &builder, SPA_TYPE_OBJECT_ParamBuffers, SPA_PARAM_Buffers, SPA_PARAM_BUFFERS_buffers,
+        SPA_POD_CHOICE_RANGE_Int(4, 3, 16), SPA_PARAM_BUFFERS_dataType,
         SPA_POD_CHOICE_FLAGS_Int((1 << SPA_DATA_MemPtr) | (1 << SPA_DATA_MemFd))))};
     pw_stream_update_params(stream->m_stream, params, 1);
 }
