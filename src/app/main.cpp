@@ -2,6 +2,7 @@
 #include "app/Arguments.h"
 #include "app/Config.h"
 #include "app/IconSet.h"
+#include "app/OwnWindowMarker.h"
 #include "app/Previews.h"
 #include "app/RecTest.h"
 #include "app/SelfTest.h"
@@ -98,6 +99,8 @@ int main(int argc, char** argv) {
         }
     }
 
+    // Wayland shares the screen with our windows in it: each one marks itself for the recording to paint out.
+    if (config.waylandSession) new OwnWindowMarker(app);
     const auto services = Services::build(config);
     AppDelegate delegate(*services, args);
     UnixSignals unixSignals;
