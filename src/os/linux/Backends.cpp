@@ -2,10 +2,12 @@
 
 #include "os/linux/FreedesktopNotifications.h"
 #include "os/linux/LibsecretStore.h"
+#include "os/linux/MutterIdleSource.h"
 #include "os/linux/PocketSphinxEngine.h"
 #include "os/linux/PulseAudioCapture.h"
 #include "os/linux/PulseAudioSystem.h"
 #include "os/linux/TesseractRecognizer.h"
+#include "os/linux/WaylandIdleSource.h"
 #include "os/linux/X11FrameCamera.h"
 #include "os/linux/X11FrameStream.h"
 #include "os/linux/X11HotKeySource.h"
@@ -37,6 +39,12 @@ public:
     void stop() override {}
 };
 
+// XDG_CURRENT_DESKTOP is a colon-separated list, "ubuntu:GNOME" say.
+bool desktopIs(const QString& currentDesktop, QLatin1StringView name) {
+    const QStringList names = currentDesktop.split(QLatin1Char(':'));
+    return names.contains(name, Qt::CaseInsensitive);
+}
+
 } // namespace
 
 std::unique_ptr<SecretStore> makeSecretStore(const QString& fallbackPath) {
@@ -60,8 +68,11 @@ ScreenFrame grabPrimaryWithoutOwnWindows() {
     return camera.take();
 }
 
-std::unique_ptr<IdleSource> makeIdleSource() {
-    return std::make_unique<X11IdleSource>();
+std::unique_ptr<IdleSource> makeIdleSource(bool wayland, const QString& currentDesktop) {
+    if (!wayland) return std::make_unique<X11IdleSource>();
+    // Mutter offers programs no idle protocol, only its D-Bus monitor.
+    if (desktopIs(currentDesktop, QLatin1StringView("GNOME"))) return std::make_unique<MutterIdleSource>();
+    return std::make_unique<WaylandIdleSource>();
 }
 
 std::unique_ptr<AudioSystem> makeAudioSystem(AppIdentities& identities) {

@@ -28,7 +28,9 @@ std::unique_ptr<FrameStream> makeFrameStream();
 // The primary screen now, at full size, with our own windows painted out as in the recording's frames. Throws
 // ScreenError when the screen cannot be read.
 ScreenFrame grabPrimaryWithoutOwnWindows();
-std::unique_ptr<IdleSource> makeIdleSource();
+// Under Wayland, GNOME's idle monitor on the session bus when `currentDesktop` (XDG_CURRENT_DESKTOP) names
+// GNOME, else the compositor's idle protocols; the X server's screen-saver extension otherwise.
+std::unique_ptr<IdleSource> makeIdleSource(bool wayland, const QString& currentDesktop);
 // Who records from the microphone, from the sound server; the windows, from the window manager. Both name
 // programs through `identities`, which must outlive them.
 std::unique_ptr<AudioSystem> makeAudioSystem(AppIdentities& identities);
