@@ -29,7 +29,8 @@ std::unique_ptr<Services> Services::build(const Config& config) {
     s->idle = os::linux_backends::makeIdleSource(config.waylandSession, config.desktop);
     s->identities = std::make_unique<os::AppIdentities>();
     s->audio = os::linux_backends::makeAudioSystem(*s->identities);
-    s->windows = os::linux_backends::makeWindowSystem(*s->identities);
+    s->windows = os::linux_backends::makeWindowSystem(*s->identities, config.waylandSession, config.desktop,
+                                                      config.swaySocket);
     // Nothing connects to the sound server until a source starts.
     s->audioCapture = os::linux_backends::makeAudioCapture();
     s->ocr = std::make_unique<OCR>(&os::linux_backends::makeTextRecognizer);

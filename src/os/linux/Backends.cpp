@@ -1,11 +1,13 @@
 #include "os/linux/Backends.h"
 
 #include "os/linux/FreedesktopNotifications.h"
+#include "os/linux/KWinWindowSystem.h"
 #include "os/linux/LibsecretStore.h"
 #include "os/linux/MutterIdleSource.h"
 #include "os/linux/PocketSphinxEngine.h"
 #include "os/linux/PulseAudioCapture.h"
 #include "os/linux/PulseAudioSystem.h"
+#include "os/linux/SwayWindowSystem.h"
 #include "os/linux/TesseractRecognizer.h"
 #include "os/linux/WaylandIdleSource.h"
 #include "os/linux/X11FrameCamera.h"
@@ -37,6 +39,14 @@ class NoPressMonitor final : public PressMonitor {
 public:
     void start() override {}
     void stop() override {}
+};
+
+// A Wayland desktop that shows no program which window is in front (GNOME's, among others).
+class NoFrontmost final : public WindowSystem {
+public:
+    QList<Window> windows() override { return {}; }
+    std::optional<Window> activeWindow() override { return std::nullopt; }
+    bool knowsFrontmost() const override { return false; }
 };
 
 // XDG_CURRENT_DESKTOP is a colon-separated list, "ubuntu:GNOME" say.
@@ -80,10 +90,17 @@ std::unique_ptr<AudioSystem> makeAudioSystem(AppIdentities& identities) {
     return std::make_unique<PulseAudioSystem>(identities);
 }
 
-std::unique_ptr<WindowSystem> makeWindowSystem(AppIdentities& identities) {
-    // X11 only so far; under Wayland no client may list other programs' windows.
-    return std::make_unique<X11WindowSystem>(identities);
+std::unique_ptr<WindowSystem> makeWindowSystem(AppIdentities& identities, bool wayland,
+                                               const QString& currentDesktop, const QString& swaySocket) {
+    if (!wayland) return std::make_unique<X11WindowSystem>(identities);
+    // Under Wayland no client may list other programs' windows; some compositors tell through their own
+    // channels.
+    if (!swaySocket.isEmpty()) return std::make_unique<SwayWindowSystem>(identities, swaySocket);
+    if (desktopIs(currentDesktop, QLatin1StringView("KDE")))
+        return std::make_unique<KWinWindowSystem>(identities);
+    return std::make_unique<NoFrontmost>();
 }
+
 std::unique_ptr<TextRecognizer> makeTextRecognizer() {
     return std::make_unique<TesseractRecognizer>();
 }
