@@ -76,6 +76,7 @@ std::optional<QJsonObject> SwayWindowSystem::tree() {
     const quint32 header[] = {0, getTree};
     request.append(reinterpret_cast<const char*>(header), sizeof(header));
     m_socket.write(request);
+    m_socket.flush();
     QByteArray reply;
     while (true) {
         reply += m_socket.readAll();

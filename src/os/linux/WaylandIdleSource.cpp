@@ -95,8 +95,9 @@ struct WaylandIdleSource::Connection {
 
     // Handles every event that has come, without waiting for more; false once the connection is broken.
     bool read() {
+        // After a fatal error the queue is never emptied: the loop ends on the error instead.
         while (wl_display_prepare_read(display) != 0)
-            wl_display_dispatch_pending(display);
+            if (wl_display_dispatch_pending(display) < 0) return broken();
         wl_display_flush(display);
         pollfd socket{wl_display_get_fd(display), POLLIN, 0};
         if (poll(&socket, 1, 0) > 0)
@@ -104,7 +105,9 @@ struct WaylandIdleSource::Connection {
         else
             wl_display_cancel_read(display);
         wl_display_dispatch_pending(display);
-        if (wl_display_get_error(display) == 0) return true;
+        return wl_display_get_error(display) == 0 || broken();
+    }
+    bool broken() {
         // A hung-up socket stays readable: the notifier would fire without end.
         if (incoming) incoming->setEnabled(false);
         return false;
