@@ -189,7 +189,7 @@ int main(int argc, char** argv) {
     const double seconds = std::atof(argv[1]);
     const auto session = Session::create(QStringLiteral("Bench"), QStringLiteral("Screen"), std::nullopt,
                                          QDateTime::currentDateTimeUtc(), QString::fromLocal8Bit(argv[2]));
-    CountedFrames frames(os::linux_backends::makeFrameStream());
+    CountedFrames frames(os::linux_backends::makeFrameStream(false));
     const std::unique_ptr<os::AudioCapture> audio = os::linux_backends::makeAudioCapture();
     OCR ocr(&os::linux_backends::makeTextRecognizer);
     Recorder recorder(session, {frames, *audio, ocr});

@@ -32,17 +32,18 @@ Saved saved(const QString& dir) {
 
 } // namespace
 
-int run(double seconds) {
+int run(double seconds, bool wayland) {
     const QString base = QDir::temp().filePath(QStringLiteral("orvane-rectest"));
     int status = 1;
     try {
-        const auto screen = os::linux_backends::makeScreenSource();
-        // X11 asks no permission: whether the screen can be read is the whole preflight.
+        const auto screen = os::linux_backends::makeScreenSource(wayland);
+        // Whether the screen can be read is the whole preflight: X11 asks nothing, and on Wayland the
+        // portal asks when the recording starts.
         const QString readable =
             ScreenAccess::works(*screen) ? QStringLiteral("true") : QStringLiteral("false");
         slog(QStringLiteral("rec-test: preflight=%1 sck=%1").arg(readable));
 
-        const auto frames = os::linux_backends::makeFrameStream();
+        const auto frames = os::linux_backends::makeFrameStream(wayland);
         const auto audio = os::linux_backends::makeAudioCapture();
         OCR ocr(os::linux_backends::makeTextRecognizer);
         const auto session =

@@ -1,11 +1,13 @@
 #include "app/Services.h"
 
+#include "core/Log.h"
 #include "core/Paths.h"
 #include "os/linux/Backends.h"
 #include "os/linux/DesktopAnimations.h"
 #include "os/linux/X11Panels.h"
 #include "os/linux/X11WindowActivation.h"
 #include "os/linux/XdgAutostart.h"
+#include "recording/Frames.h"
 #include "surfaces/DesktopBrowser.h"
 #include "surfaces/DialogPrompter.h"
 #include "surfaces/HUDController.h"
@@ -22,10 +24,10 @@
 std::unique_ptr<Services> Services::build(const Config& config) {
     auto s = std::make_unique<Services>();
     s->config = config;
-    // Linux is the one platform: the Secret Service when the desktop has one, X11 for the screen; idle time
-    // from X11, GNOME's shell or the Wayland compositor.
+    // Linux is the one platform: the Secret Service when the desktop has one; the screen from X11 or the
+    // ScreenCast portal; idle time from X11, GNOME's shell or the Wayland compositor.
     s->secrets = os::linux_backends::makeSecretStore(Paths::support() + QStringLiteral("/secrets.json"));
-    s->screen = os::linux_backends::makeScreenSource();
+    s->screen = os::linux_backends::makeScreenSource(config.waylandSession);
     s->idle = os::linux_backends::makeIdleSource(config.waylandSession, config.desktop);
     s->identities = std::make_unique<os::AppIdentities>();
     s->audio = os::linux_backends::makeAudioSystem(*s->identities);
@@ -34,7 +36,8 @@ std::unique_ptr<Services> Services::build(const Config& config) {
     // Nothing connects to the sound server until a source starts.
     s->audioCapture = os::linux_backends::makeAudioCapture();
     s->ocr = std::make_unique<OCR>(&os::linux_backends::makeTextRecognizer);
-    s->frames = os::linux_backends::makeFrameStream();
+    s->frames = os::linux_backends::makeFrameStream(config.waylandSession,
+                                                    Paths::support() + QStringLiteral("/screencast-token"));
     s->capture = [s = s.get()](std::shared_ptr<Session> session) -> std::unique_ptr<Capture> {
         auto capture = std::make_unique<RecorderCapture>(
             std::move(session), Recorder::Sources{*s->frames, *s->audioCapture, *s->ocr});
@@ -77,13 +80,26 @@ std::unique_ptr<Services> Services::build(const Config& config) {
         return std::make_unique<StatusItem>(StatusItem::Needs{&os::x11SystemTrayRuns});
     };
     s->meter = std::make_unique<LiveMeter>();
-    s->selectRegion = [](Pinning::Region done) {
+    s->selectRegion = [wayland = config.waylandSession](Pinning::Region done) {
+        if (wayland) {
+            // No program of its own may freeze a Wayland screen: the desktop's screenshot tool picks the
+            // part.
+            std::optional<QImage> region;
+            try {
+                region = os::linux_backends::pickRegionWithDesktopTool();
+            } catch (const os::ScreenError& error) {
+                slog(QStringLiteral("region: ") + QString::fromUtf8(error.what()));
+            }
+            done(region ? Frames::jpeg(*region, PinCapture::jpegQuality, PinCapture::jpegMaxWidth)
+                        : std::nullopt);
+            return;
+        }
         // The primary screen is frozen as the recording sees it, without Orvane's own windows.
         PinCapture::selectRegion(std::move(done), [](QScreen& screen) {
             if (&screen != QGuiApplication::primaryScreen()) return QImage();
             QImage frozen;
             try {
-                frozen = os::linux_backends::grabPrimaryWithoutOwnWindows().image;
+                frozen = os::linux_backends::grabPrimaryWithoutOwnWindows(false).image;
             } catch (const os::ScreenError&) {
                 return QImage(); // the picker falls back to a plain grab, which says what went wrong
             }
@@ -100,8 +116,12 @@ std::unique_ptr<Services> Services::build(const Config& config) {
     s->voice = std::make_unique<MicVoiceListener>(*s->speech, *s->voiceCapture);
     s->pillDisplay = std::make_unique<ScreenPillDisplay>(motion, desktop);
     // A spoken screenshot keeps the screen, not the pill that heard it.
-    s->grabScreen = [grab = std::make_shared<ScreenGrab>(&os::linux_backends::grabPrimaryWithoutOwnWindows)](
-                        ScreenGrab::Completion done) { grab->mainDisplay(std::move(done)); };
+    const auto grabPrimary = [wayland = config.waylandSession] {
+        return os::linux_backends::grabPrimaryWithoutOwnWindows(wayland);
+    };
+    s->grabScreen = [grab = std::make_shared<ScreenGrab>(grabPrimary)](ScreenGrab::Completion done) {
+        grab->mainDisplay(std::move(done));
+    };
     return s;
 }
 

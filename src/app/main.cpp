@@ -70,7 +70,7 @@ int main(int argc, char** argv) {
         // Frames go to JPEG through Qt's image plugins, which need an application object but no window.
         QCoreApplication app(argc, argv);
         qInstallMessageHandler(toLog);
-        return RecTest::run(mode.seconds);
+        return RecTest::run(mode.seconds, config.waylandSession);
     }
     case EntryMode::Application:
         break;

@@ -18,7 +18,7 @@ int main(int argc, char** argv) {
         QTextStream(stderr) << "usage: rec_victim <recordings folder>\n";
         return 2;
     }
-    const std::unique_ptr<os::FrameStream> frames = os::linux_backends::makeFrameStream();
+    const std::unique_ptr<os::FrameStream> frames = os::linux_backends::makeFrameStream(false);
     const std::unique_ptr<os::AudioCapture> audio = os::linux_backends::makeAudioCapture();
     OCR ocr([] { return os::linux_backends::makeTextRecognizer(); });
     const auto session = Session::create(QStringLiteral("Killed"), QStringLiteral("Screen"), std::nullopt,

@@ -384,7 +384,7 @@ private slots:
                                  QStringLiteral("Hiring plan for spring"),
                                  QStringLiteral("Roadmap and open questions")};
         window.show(slide(titles[0], 0, window.size()));
-        Rig rig(os::linux_backends::makeFrameStream());
+        Rig rig(os::linux_backends::makeFrameStream(false));
         std::atomic<int> ticks = 0;
         rig.recorder.onFrameTick = [&](double) { ++ticks; };
         rig.recorder.start(false);

@@ -87,7 +87,7 @@ int main(int argc, char** argv) {
         qputenv("DISPLAY", x.display().toLatin1());
         openbox.start(QStringLiteral("openbox"), {});
         // The tray comes once the window manager runs: a dock mapped before it would be placed by it afresh.
-        QTest::qWaitFor(
+        const bool managed = QTest::qWaitFor(
             [] {
                 QProcess xprop;
                 xprop.start(QStringLiteral("xprop"),
@@ -96,6 +96,7 @@ int main(int argc, char** argv) {
                 return xprop.readAllStandardOutput().contains("window id");
             },
             10000);
+        if (!managed) qWarning("openbox does not manage the display yet; the tray may be placed afresh");
         // Now and then trayer never maps its panel beside a window manager that is starting too, and a
         // request to dock into a panel that is not there is lost: such a trayer is started again.
         for (int attempt = 0; attempt < 3 && !trayStarted; ++attempt) {

@@ -175,7 +175,7 @@ private slots:
         // The window is on the screen that a plain grab reads.
         QTRY_VERIFY(magentaInTheMiddle(QApplication::primaryScreen()->grabWindow(0).toImage()));
 
-        ScreenGrab grab(&os::linux_backends::grabPrimaryWithoutOwnWindows);
+        ScreenGrab grab([] { return os::linux_backends::grabPrimaryWithoutOwnWindows(false); });
         Answer answer;
         QThread* thread = nullptr;
         grab.mainDisplay([&](std::optional<QByteArray> jpeg) {

@@ -4,7 +4,10 @@
 #include "os/linux/KWinWindowSystem.h"
 #include "os/linux/LibsecretStore.h"
 #include "os/linux/MutterIdleSource.h"
+#include "os/linux/OwnWindowMarks.h"
 #include "os/linux/PocketSphinxEngine.h"
+#include "os/linux/PortalFrameStream.h"
+#include "os/linux/PortalScreenSource.h"
 #include "os/linux/PulseAudioCapture.h"
 #include "os/linux/PulseAudioSystem.h"
 #include "os/linux/SwayWindowSystem.h"
@@ -19,6 +22,9 @@
 #include "os/linux/X11ScreenSource.h"
 #include "os/linux/X11WindowSystem.h"
 
+#include <QDBusConnection>
+#include <QFile>
+#include <QSaveFile>
 #include <limits>
 
 namespace os::linux_backends {
@@ -63,19 +69,39 @@ std::unique_ptr<SecretStore> makeSecretStore(const QString& fallbackPath) {
     return std::make_unique<LibsecretStore>(fallbackPath);
 }
 
-std::unique_ptr<ScreenSource> makeScreenSource() {
-    // X11 is the only capture built so far; a Wayland backend (ScreenCast portal) would be chosen here.
+std::unique_ptr<ScreenSource> makeScreenSource(bool wayland) {
+    if (wayland) return std::make_unique<PortalScreenSource>(QDBusConnection::sessionBus());
     return std::make_unique<X11ScreenSource>();
 }
 
-std::unique_ptr<FrameStream> makeFrameStream() {
-    // Under Wayland the ScreenCast portal would stream instead.
-    return std::make_unique<X11FrameStream>();
+std::unique_ptr<FrameStream> makeFrameStream(bool wayland, const QString& portalToken) {
+    // Under Wayland an X grab would see only XWayland's programs.
+    if (!wayland) return std::make_unique<X11FrameStream>();
+    PortalFrameStream::Tokens tokens;
+    if (!portalToken.isEmpty()) {
+        tokens.load = [portalToken] {
+            QFile file(portalToken);
+            return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()).trimmed() : QString();
+        };
+        tokens.save = [portalToken](const QString& token) {
+            QSaveFile file(portalToken);
+            if (file.open(QIODevice::WriteOnly)) {
+                file.write(token.toUtf8());
+                file.commit();
+            }
+        };
+    }
+    return std::make_unique<PortalFrameStream>(std::move(tokens), &ownmarks::shown);
 }
 
-ScreenFrame grabPrimaryWithoutOwnWindows() {
+ScreenFrame grabPrimaryWithoutOwnWindows(bool wayland) {
+    if (wayland) return PortalScreenSource(QDBusConnection::sessionBus()).grabPrimary();
     X11FrameCamera camera(QString(), std::numeric_limits<int>::max());
     return camera.take();
+}
+
+std::optional<QImage> pickRegionWithDesktopTool() {
+    return PortalScreenSource(QDBusConnection::sessionBus()).pickRegion();
 }
 
 std::unique_ptr<IdleSource> makeIdleSource(bool wayland, const QString& currentDesktop) {

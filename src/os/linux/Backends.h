@@ -16,18 +16,23 @@
 #include "os/linux/AppIdentities.h"
 
 #include <memory>
+#include <optional>
 
 // The one place that picks the Linux implementation of each system service.
 namespace os::linux_backends {
 
 // The Secret Service when the session bus offers one, else a private file at fallbackPath (logged once).
 std::unique_ptr<SecretStore> makeSecretStore(const QString& fallbackPath);
-std::unique_ptr<ScreenSource> makeScreenSource();
-// The frames of a recording, every two seconds, without our own windows.
-std::unique_ptr<FrameStream> makeFrameStream();
+std::unique_ptr<ScreenSource> makeScreenSource(bool wayland);
+// The frames of a recording, every two seconds, without our own windows: from the X server, or on Wayland
+// from the desktop's ScreenCast portal, whose restore token is kept in the file `portalToken`.
+std::unique_ptr<FrameStream> makeFrameStream(bool wayland, const QString& portalToken = {});
 // The primary screen now, at full size, with our own windows painted out as in the recording's frames. Throws
 // ScreenError when the screen cannot be read.
-ScreenFrame grabPrimaryWithoutOwnWindows();
+ScreenFrame grabPrimaryWithoutOwnWindows(bool wayland);
+// A part of the screen the user picks in the desktop's own screenshot tool (Wayland, where a program of its
+// own cannot freeze the screen); nothing when cancelled. Throws ScreenError.
+std::optional<QImage> pickRegionWithDesktopTool();
 // Under Wayland, GNOME's idle monitor on the session bus when `currentDesktop` (XDG_CURRENT_DESKTOP) names
 // GNOME, else the compositor's idle protocols; the X server's screen-saver extension otherwise.
 std::unique_ptr<IdleSource> makeIdleSource(bool wayland, const QString& currentDesktop);
