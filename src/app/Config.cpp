@@ -21,5 +21,6 @@ Config Config::fromEnvironment() {
                         qEnvironmentVariable("XDG_SESSION_TYPE") != QLatin1String("wayland");
     config.waylandSession = !qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY");
     config.desktop = qEnvironmentVariable("XDG_CURRENT_DESKTOP");
+    config.swaySocket = qEnvironmentVariable("SWAYSOCK");
     return config;
 }

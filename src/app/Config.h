@@ -17,6 +17,7 @@ struct Config {
     bool waylandSession = false; // WAYLAND_DISPLAY: the screen, idle time and keys come through Wayland
     QString boardShot;           // ORVANE_BOARD_SHOT: a PNG of the board window after its first painted page
     QString desktop;             // XDG_CURRENT_DESKTOP: whose settings pages a permission alert can open
+    QString swaySocket;          // SWAYSOCK: sway's IPC, which tells the windows under Wayland
 
     static Config fromEnvironment();
 };

@@ -3,6 +3,7 @@
 #include "recording/Session.h"
 #include "surfaces/HotKeys.h"
 #include "voice/PinQueue.h"
+#include "workday/Windows.h"
 #include "workday/WorkdayTracker.h"
 
 // The tray panel's inputs: one plain value read off the flows, from which the panel's rows follow.
@@ -119,7 +120,7 @@ MenuInputs AppDelegate::menuInputs() const {
             tracked(m_tracker->spans()),
             paused ? std::optional(QLocale().toString(until->toLocalTime().time(), QLocale::ShortFormat))
                    : std::nullopt,
-            paused, m_tracker->needsUpdate()};
+            paused, m_tracker->needsUpdate(), !m_windows->knowsFrontmost()};
     }
     in.endOfDay = s.homeAPI().has_value();
     return in;

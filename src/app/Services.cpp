@@ -24,14 +24,15 @@
 std::unique_ptr<Services> Services::build(const Config& config) {
     auto s = std::make_unique<Services>();
     s->config = config;
-    // Linux is the one platform: the Secret Service when the desktop has one, X11 for the screen and idle
-    // time.
+    // Linux is the one platform: the Secret Service when the desktop has one; the screen from X11 or the
+    // ScreenCast portal; idle time from X11, GNOME's shell or the Wayland compositor.
     s->secrets = os::linux_backends::makeSecretStore(Paths::support() + QStringLiteral("/secrets.json"));
     s->screen = os::linux_backends::makeScreenSource(config.waylandSession);
-    s->idle = os::linux_backends::makeIdleSource();
+    s->idle = os::linux_backends::makeIdleSource(config.waylandSession, config.desktop);
     s->identities = std::make_unique<os::AppIdentities>();
     s->audio = os::linux_backends::makeAudioSystem(*s->identities);
-    s->windows = os::linux_backends::makeWindowSystem(*s->identities);
+    s->windows = os::linux_backends::makeWindowSystem(*s->identities, config.waylandSession, config.desktop,
+                                                      config.swaySocket);
     // Nothing connects to the sound server until a source starts.
     s->audioCapture = os::linux_backends::makeAudioCapture();
     s->ocr = std::make_unique<OCR>(&os::linux_backends::makeTextRecognizer);

@@ -24,6 +24,9 @@ public:
     virtual QList<Window> windows() = 0;
     // The window that has the focus; nothing when none has or the display cannot be read.
     virtual std::optional<Window> activeWindow() = 0;
+    // Whether this desktop tells a program which window is in front at all: most Wayland desktops tell none.
+    // When it does not, no window is ever active and the list is empty.
+    virtual bool knowsFrontmost() const { return true; }
 };
 
 } // namespace os

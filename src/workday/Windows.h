@@ -20,6 +20,8 @@ public:
     static std::optional<QString> frontTitle(const QList<Win>& windows, qint32 pid);
     // The application in front, with its pid, identity and name (the title is left as read).
     std::optional<Win> frontmost() { return m_system.activeWindow(); }
+    // False on a desktop that tells no program which app is in front.
+    bool knowsFrontmost() const { return m_system.knowsFrontmost(); }
     // The applications that own windows, one entry per process, in the order of their front window.
     static QList<Win> running(const QList<Win>& windows);
 

@@ -73,7 +73,12 @@ void WorkdayTracker::sample(bool includeTitles, const QDateTime& now) {
     if (m_pausedUntil && now < *m_pausedUntil) return;
     if (Idle::seconds(m_idle) >= Idle::threshold) return;
     const std::optional<Windows::Win> front = m_windows.frontmost();
-    if (!front) return;
+    if (!front) {
+        if (m_windows.knowsFrontmost()) return;
+        merge(m_spans, now, unknownApp, std::nullopt, interval);
+        save();
+        return;
+    }
     const QString name = !front->owner.isEmpty()   ? front->owner
                          : !front->appId.isEmpty() ? front->appId
                                                    : QStringLiteral("?");

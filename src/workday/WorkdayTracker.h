@@ -26,6 +26,8 @@ class WorkdayTracker : public QObject {
 public:
     static constexpr int interval = 15;
     static constexpr int uploadSeconds = 900;
+    // The app of a span on a desktop that does not say which app is in front: the time at work still counts.
+    static inline const QString unknownApp = QStringLiteral("(unknown app)");
 
     // Loads today's spans from `dir`.
     WorkdayTracker(Windows& windows, os::IdleSource& idle, QString dir, Clock clock = systemNow,
@@ -38,7 +40,8 @@ public:
     static void merge(QList<WorkSpan>& spans, const QDateTime& at, const QString& app,
                       const std::optional<QString>& title, int interval = WorkdayTracker::interval);
 
-    // One sample of the app in front, unless paused, idle or nothing is in front; saved at once.
+    // One sample of the app in front, unless paused, idle or nothing is in front; saved at once. Where the
+    // desktop cannot tell what is in front, the sample is of `unknownApp`.
     void sample(bool includeTitles, const QDateTime& now);
     void sample(bool includeTitles) { sample(includeTitles, m_clock()); }
     // Queues a rewrite of the day file with the spans as they are now.

@@ -20,6 +20,8 @@ struct FakeWindowSystem : os::WindowSystem {
     std::optional<os::Window> active;
     QList<os::Window> windows() override { return list; }
     std::optional<os::Window> activeWindow() override { return active; }
+    bool knowsFrontmost() const override { return knows; }
+    bool knows = true;
 };
 
 struct FakeIdleSource : os::IdleSource {

@@ -49,6 +49,7 @@ private slots:
         QDir(m_dir.path()).removeRecursively();
         QDir().mkpath(m_dir.path());
         m_idle.seconds = 0;
+        m_windowSystem.knows = true;
         front(u"org.gnome.TextEditor"_s, u"Text Editor"_s, u"notes.txt"_s);
     }
 
@@ -196,6 +197,34 @@ private slots:
         t->flush();
         QVERIFY(t->spans().isEmpty());
         QVERIFY(!QFile::exists(dayFile()));
+    }
+
+    // Most Wayland desktops tell no program which app is in front: the time at work counts all the same.
+    void aDesktopThatHidesTheAppInFront_data() {
+        QTest::addColumn<bool>("paused");
+        QTest::addColumn<double>("idle");
+        QTest::addColumn<int>("trackedSeconds"); // of the one span from 10:00; 0: none
+        row("three samples at work make one span of no app's name", false, 0.0, 45);
+        row("idle time is skipped still", false, 300.0, 0);
+        row("a pause holds still", true, 0.0, 0);
+    }
+    void aDesktopThatHidesTheAppInFront() {
+        QFETCH(bool, paused);
+        QFETCH(double, idle);
+        QFETCH(int, trackedSeconds);
+        m_windowSystem.knows = false;
+        m_windowSystem.active.reset();
+        m_windowSystem.list.clear();
+        m_idle.seconds = idle;
+        auto t = tracker(at(10, 0));
+        if (paused) t->setPausedUntil(at(11, 0));
+        for (int i = 0; i < 3; ++i)
+            t->sample(true, at(10, 0).addSecs(15 * i));
+        const QList<WorkSpan> expected = trackedSeconds == 0
+                                             ? QList<WorkSpan>{}
+                                             : QList<WorkSpan>{{at(10, 0), at(10, 0, trackedSeconds),
+                                                                WorkdayTracker::unknownApp, Title()}};
+        QCOMPARE(t->spans(), expected);
     }
 
     void aMissingEndpointNeedsAnUpdateUntilASuccess() {

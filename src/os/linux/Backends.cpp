@@ -1,14 +1,18 @@
 #include "os/linux/Backends.h"
 
 #include "os/linux/FreedesktopNotifications.h"
+#include "os/linux/KWinWindowSystem.h"
 #include "os/linux/LibsecretStore.h"
+#include "os/linux/MutterIdleSource.h"
 #include "os/linux/OwnWindowMarks.h"
 #include "os/linux/PocketSphinxEngine.h"
 #include "os/linux/PortalFrameStream.h"
 #include "os/linux/PortalScreenSource.h"
 #include "os/linux/PulseAudioCapture.h"
 #include "os/linux/PulseAudioSystem.h"
+#include "os/linux/SwayWindowSystem.h"
 #include "os/linux/TesseractRecognizer.h"
+#include "os/linux/WaylandIdleSource.h"
 #include "os/linux/X11FrameCamera.h"
 #include "os/linux/X11FrameStream.h"
 #include "os/linux/X11HotKeySource.h"
@@ -42,6 +46,20 @@ public:
     void start() override {}
     void stop() override {}
 };
+
+// A Wayland desktop that shows no program which window is in front (GNOME's, among others).
+class NoFrontmost final : public WindowSystem {
+public:
+    QList<Window> windows() override { return {}; }
+    std::optional<Window> activeWindow() override { return std::nullopt; }
+    bool knowsFrontmost() const override { return false; }
+};
+
+// XDG_CURRENT_DESKTOP is a colon-separated list, "ubuntu:GNOME" say.
+bool desktopIs(const QString& currentDesktop, QLatin1StringView name) {
+    const QStringList names = currentDesktop.split(QLatin1Char(':'));
+    return names.contains(name, Qt::CaseInsensitive);
+}
 
 } // namespace
 
@@ -86,8 +104,11 @@ std::optional<QImage> pickRegionWithDesktopTool() {
     return PortalScreenSource(QDBusConnection::sessionBus()).pickRegion();
 }
 
-std::unique_ptr<IdleSource> makeIdleSource() {
-    return std::make_unique<X11IdleSource>();
+std::unique_ptr<IdleSource> makeIdleSource(bool wayland, const QString& currentDesktop) {
+    if (!wayland) return std::make_unique<X11IdleSource>();
+    // Mutter offers programs no idle protocol, only its D-Bus monitor.
+    if (desktopIs(currentDesktop, QLatin1StringView("GNOME"))) return std::make_unique<MutterIdleSource>();
+    return std::make_unique<WaylandIdleSource>();
 }
 
 std::unique_ptr<AudioSystem> makeAudioSystem(AppIdentities& identities) {
@@ -95,10 +116,17 @@ std::unique_ptr<AudioSystem> makeAudioSystem(AppIdentities& identities) {
     return std::make_unique<PulseAudioSystem>(identities);
 }
 
-std::unique_ptr<WindowSystem> makeWindowSystem(AppIdentities& identities) {
-    // X11 only so far; under Wayland no client may list other programs' windows.
-    return std::make_unique<X11WindowSystem>(identities);
+std::unique_ptr<WindowSystem> makeWindowSystem(AppIdentities& identities, bool wayland,
+                                               const QString& currentDesktop, const QString& swaySocket) {
+    if (!wayland) return std::make_unique<X11WindowSystem>(identities);
+    // Under Wayland no client may list other programs' windows; some compositors tell through their own
+    // channels.
+    if (!swaySocket.isEmpty()) return std::make_unique<SwayWindowSystem>(identities, swaySocket);
+    if (desktopIs(currentDesktop, QLatin1StringView("KDE")))
+        return std::make_unique<KWinWindowSystem>(identities);
+    return std::make_unique<NoFrontmost>();
 }
+
 std::unique_ptr<TextRecognizer> makeTextRecognizer() {
     return std::make_unique<TesseractRecognizer>();
 }

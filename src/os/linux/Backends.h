@@ -33,11 +33,16 @@ ScreenFrame grabPrimaryWithoutOwnWindows(bool wayland);
 // A part of the screen the user picks in the desktop's own screenshot tool (Wayland, where a program of its
 // own cannot freeze the screen); nothing when cancelled. Throws ScreenError.
 std::optional<QImage> pickRegionWithDesktopTool();
-std::unique_ptr<IdleSource> makeIdleSource();
+// Under Wayland, GNOME's idle monitor on the session bus when `currentDesktop` (XDG_CURRENT_DESKTOP) names
+// GNOME, else the compositor's idle protocols; the X server's screen-saver extension otherwise.
+std::unique_ptr<IdleSource> makeIdleSource(bool wayland, const QString& currentDesktop);
 // Who records from the microphone, from the sound server; the windows, from the window manager. Both name
 // programs through `identities`, which must outlive them.
 std::unique_ptr<AudioSystem> makeAudioSystem(AppIdentities& identities);
-std::unique_ptr<WindowSystem> makeWindowSystem(AppIdentities& identities);
+// Under Wayland: sway's IPC when `swaySocket` (SWAYSOCK) is set, a KWin script when `currentDesktop` names
+// KDE, else a desktop that tells no program which window is in front.
+std::unique_ptr<WindowSystem> makeWindowSystem(AppIdentities& identities, bool wayland,
+                                               const QString& currentDesktop, const QString& swaySocket);
 // A recogniser for the calling thread; its model loads on its first use.
 std::unique_ptr<TextRecognizer> makeTextRecognizer();
 // The desktop's notification centre on the session bus; without one, posts are logged and dropped.

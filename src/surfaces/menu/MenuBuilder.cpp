@@ -247,6 +247,8 @@ private:
         if (wd.paused && wd.pausedUntil)
             line.line += QStringLiteral(" \u00B7 paused until ") + *wd.pausedUntil;
         if (wd.syncNeedsUpdate) line.line += QStringLiteral(" \u00B7 sync needs an update");
+        if (wd.frontmostUnknown)
+            line.line += QStringLiteral("\nThis desktop doesn\u2019t tell Orvane which app is in front");
         line.button =
             button(QStringLiteral("wd.toggle"),
                    wd.paused ? QStringLiteral("Resume") : QStringLiteral("Pause 1 h"), Verb::toggleWorkday);

@@ -70,6 +70,7 @@ struct MenuInputs {
         std::optional<QString> pausedUntil; // the time, while paused with an end
         bool paused = false;
         bool syncNeedsUpdate = false;
+        bool frontmostUnknown = false; // the desktop does not say which app is in front
     };
     struct LastFiled {
         QString title;

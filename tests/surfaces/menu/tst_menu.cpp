@@ -211,6 +211,16 @@ Quit Orvane  Ctrl+Q)"_s);
         QCOMPARE(built.state.groups.first().items.first().meta, u"Launch · 2h · Doing"_s);
     }
 
+    // The work-day line says once why the day's spans name no app.
+    void theWorkdayLineOnADesktopThatHidesTheAppInFront() {
+        MenuInputs in = signedIn(1);
+        in.workday = MenuInputs::Workday{600, std::nullopt, false, false, true};
+        QCOMPARE(MenuBuilder::build(in).state.workday->line,
+                 u"Today 10 m tracked\nThis desktop doesn\u2019t tell Orvane which app is in front"_s);
+        in.workday->frontmostUnknown = false;
+        QCOMPARE(MenuBuilder::build(in).state.workday->line, u"Today 10 m tracked"_s);
+    }
+
     void theModelMovesActsAndForgets() {
         QTemporaryDir dir;
         QSettings defaults(dir.filePath(u"d.conf"_s), QSettings::IniFormat);
