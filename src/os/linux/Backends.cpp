@@ -25,7 +25,7 @@ namespace {
 class NoHotKeys final : public HotKeySource {
 public:
     bool available() const override { return false; }
-    std::optional<QString> registerKey(quint32, KeyCombination) override {
+    std::optional<QString> registerKey(quint32, KeyCombination, const KeyAction&) override {
         return QStringLiteral("no global keys on this desktop");
     }
 };
