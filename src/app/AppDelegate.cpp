@@ -231,9 +231,10 @@ void AppDelegate::registerHotKeys() {
 // Timers read their settings at each tick, so a change acts at the next one; the menu shows it at once.
 void AppDelegate::openSettings() {
     Services& s = m_services;
-    auto* view = new SettingsView({*s.settings, m_account.signIn(), m_pages, [this] { rebuildMenu(); },
-                                   [this] { m_account.signOut(); }, [this] { m_account.refreshAccount(); }},
-                                  {s.loginStart.get(), [this] { m_firstRun.showWelcome(); }});
+    auto* view =
+        new SettingsView({*s.settings, m_account.signIn(), m_pages, [this] { rebuildMenu(); },
+                          [this] { m_account.signOut(); }, [this] { m_account.refreshAccount(); }},
+                         {s.loginStart.get(), [this] { m_firstRun.showWelcome(); }, m_hotKeys->guide()});
     m_windowBox->show(SettingsView::windowKey, SettingsView::title, view);
 }
 
