@@ -87,7 +87,8 @@ AppDelegate::AppDelegate(Services& services, Arguments args)
       // Without any status item (a desktop stood in for) there is no tray to miss.
       m_firstRun({*services.settings, *services.nudges, *m_windowBox,
                   [this] { return !m_statusItem || m_statusItem->hostAvailable(); },
-                  [this] { m_account.startSignIn(); }}),
+                  [this] { m_account.startSignIn(); },
+                  [&services] { return services.hotKeys->reach() == os::HotKeySource::Reach::commands; }}),
       m_menu(*services.defaults), m_hotKeys(std::make_unique<HotKeys>(*services.hotKeys)) {
     // A check runs beside the user's own copy: it must not touch that copy's web session.
     if (m_modes.boardCheck) m_board->useThrowawayProfile();
@@ -123,6 +124,7 @@ void AppDelegate::wireFlows() {
     connect(&m_activity, &Activity::workdayUploaded, this, &AppDelegate::rebuildMenu);
     connect(&m_activity, &Activity::endDayWanted, &m_endOfDay, &EndOfDay::wrapUp);
     connect(&m_endOfDay, &EndOfDay::settingsWanted, this, &AppDelegate::openSettings);
+    connect(&m_firstRun, &FirstRun::settingsWanted, this, &AppDelegate::openSettings);
     connect(&m_endOfDay, &EndOfDay::workdayUploaded, this, [this](const QDateTime& at) {
         m_activity.noteWorkdayUpload(at);
         rebuildMenu();

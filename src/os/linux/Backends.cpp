@@ -1,8 +1,10 @@
 #include "os/linux/Backends.h"
 
+#include "os/linux/CommandKeys.h"
 #include "os/linux/FreedesktopNotifications.h"
 #include "os/linux/LibsecretStore.h"
 #include "os/linux/PocketSphinxEngine.h"
+#include "os/linux/PortalHotKeySource.h"
 #include "os/linux/PulseAudioCapture.h"
 #include "os/linux/PulseAudioSystem.h"
 #include "os/linux/TesseractRecognizer.h"
@@ -97,11 +99,15 @@ std::unique_ptr<CapturePermission> makeCapturePermission(const QString& currentD
     return std::make_unique<X11PulseCapturePermission>(QString(), currentDesktop);
 }
 
-std::unique_ptr<HotKeySource> makeHotKeySource(bool x11Session) {
-    // Under Wayland an X grab reaches only the X programs' windows; the GlobalShortcuts portal would serve
-    // there.
-    if (!x11Session) return std::make_unique<NoHotKeys>();
-    return std::make_unique<X11HotKeySource>();
+std::unique_ptr<HotKeySource> makeHotKeySource(bool x11Session, bool waylandSession,
+                                               const QString& commandBus) {
+    if (x11Session) return std::make_unique<X11HotKeySource>();
+    if (!waylandSession) return std::make_unique<NoHotKeys>();
+    // Under Wayland an X grab reaches only the X programs' windows: the desktop's portal gives the keys where
+    // it has one, else the user binds our commands to its shortcuts.
+    auto portal = std::make_unique<PortalHotKeySource>();
+    if (portal->available()) return portal;
+    return std::make_unique<CommandKeys>(QDBusConnection::sessionBus(), commandBus);
 }
 
 std::unique_ptr<PressMonitor> makePressMonitor(bool x11Session) {
