@@ -87,7 +87,8 @@ AppDelegate::AppDelegate(Services& services, Arguments args)
       // Without any status item (a desktop stood in for) there is no tray to miss.
       m_firstRun({*services.settings, *services.nudges, *m_windowBox,
                   [this] { return !m_statusItem || m_statusItem->hostAvailable(); },
-                  [this] { m_account.startSignIn(); }}),
+                  [this] { m_account.startSignIn(); },
+                  [&services] { return services.hotKeys->reach() == os::HotKeySource::Reach::commands; }}),
       m_menu(*services.defaults), m_hotKeys(std::make_unique<HotKeys>(*services.hotKeys)) {
     // A check runs beside the user's own copy: it must not touch that copy's web session.
     if (m_modes.boardCheck) m_board->useThrowawayProfile();
@@ -123,6 +124,7 @@ void AppDelegate::wireFlows() {
     connect(&m_activity, &Activity::workdayUploaded, this, &AppDelegate::rebuildMenu);
     connect(&m_activity, &Activity::endDayWanted, &m_endOfDay, &EndOfDay::wrapUp);
     connect(&m_endOfDay, &EndOfDay::settingsWanted, this, &AppDelegate::openSettings);
+    connect(&m_firstRun, &FirstRun::settingsWanted, this, &AppDelegate::openSettings);
     connect(&m_endOfDay, &EndOfDay::workdayUploaded, this, [this](const QDateTime& at) {
         m_activity.noteWorkdayUpload(at);
         rebuildMenu();
@@ -231,9 +233,10 @@ void AppDelegate::registerHotKeys() {
 // Timers read their settings at each tick, so a change acts at the next one; the menu shows it at once.
 void AppDelegate::openSettings() {
     Services& s = m_services;
-    auto* view = new SettingsView({*s.settings, m_account.signIn(), m_pages, [this] { rebuildMenu(); },
-                                   [this] { m_account.signOut(); }, [this] { m_account.refreshAccount(); }},
-                                  {s.loginStart.get(), [this] { m_firstRun.showWelcome(); }});
+    auto* view =
+        new SettingsView({*s.settings, m_account.signIn(), m_pages, [this] { rebuildMenu(); },
+                          [this] { m_account.signOut(); }, [this] { m_account.refreshAccount(); }},
+                         {s.loginStart.get(), [this] { m_firstRun.showWelcome(); }, m_hotKeys->guide()});
     m_windowBox->show(SettingsView::windowKey, SettingsView::title, view);
 }
 

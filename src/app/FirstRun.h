@@ -7,8 +7,9 @@ class Nudges;
 class Settings;
 class WindowBox;
 
-// What a new user is told once on this computer: the welcome window at the first plain start, and, where the
-// desktop shows no tray, how to get one. The settings show the welcome again.
+// What a new user is told once on this computer: the welcome window at the first plain start; where the
+// desktop shows no tray, how to get one; where it gives programs no global keys, that the settings show how
+// to bind them. The settings show the welcome again.
 class FirstRun : public QObject {
     Q_OBJECT
 public:
@@ -16,8 +17,9 @@ public:
         Settings& settings;
         Nudges& nudges;
         WindowBox& windows;
-        std::function<bool()> trayShown; // a tray hosts Orvane's icon
-        std::function<void()> signIn;    // the way into the sign-in
+        std::function<bool()> trayShown;  // a tray hosts Orvane's icon
+        std::function<void()> signIn;     // the way into the sign-in
+        std::function<bool()> keysToBind; // the user binds the keys' commands to the desktop's shortcuts
     };
     explicit FirstRun(Needs needs, QObject* parent = nullptr);
 
@@ -25,8 +27,12 @@ public:
     void launched(bool plain);
     void showWelcome();
 
+signals:
+    void settingsWanted();
+
 private:
-    void hintAtTray();
+    void hintAtTray(bool keysWork);
+    void hintAtKeys();
 
     Needs m_needs;
 };

@@ -2,17 +2,20 @@
 
 #include "app/IconSet.h"
 #include "app/PanelPreviews.h"
+#include "app/SingleCopy.h"
 #include "app/WrapSamples.h"
 #include "board/window/Board.h"
 #include "core/Keychain.h"
 #include "core/Paths.h"
 #include "os/FileSecretStore.h"
+#include "os/linux/CommandKeys.h"
 #include "os/linux/XdgAutostart.h"
 #include "server/Platform.h"
 #include "server/Settings.h"
 #include "server/SignIn.h"
 #include "surfaces/Browser.h"
 #include "surfaces/HUDViews.h"
+#include "surfaces/HotKeys.h"
 #include "surfaces/NudgeCard.h"
 #include "surfaces/Nudges.h"
 #include "surfaces/PrompterView.h"
@@ -38,6 +41,7 @@
 #include "workday/WrapModel.h"
 
 #include <QBoxLayout>
+#include <QDBusConnection>
 #include <QDeadlineTimer>
 #include <QEventLoop>
 #include <QTimer>
@@ -418,6 +422,7 @@ public:
         const char* name;
         std::function<void(Settings&, SignIn&)> state;
         bool legacyTested = false;
+        os::HotKeySource::Reach keys = os::HotKeySource::Reach::program;
     };
 
     static std::vector<Sample> samples() {
@@ -457,6 +462,8 @@ public:
                           QStringLiteral("the sign-in is no longer valid \u2014 sign out and sign in again"));
              }},
             {"legacy-tested", [](Settings&, SignIn&) {}, true},
+            {"keys-desktop", [](Settings&, SignIn&) {}, false, os::HotKeySource::Reach::desktop},
+            {"keys-commands", [](Settings&, SignIn&) {}, false, os::HotKeySource::Reach::commands},
         };
     }
 
@@ -471,8 +478,8 @@ public:
         sample.state(settings, signIn);
         // A folder with no entry: the toggle shows off.
         os::XdgAutostart loginStart(dir.filePath(QStringLiteral("autostart")), QStringLiteral("orvane"));
-        auto* view =
-            new SettingsView({settings, signIn, m_browser, [] {}, [] {}, [] {}}, {&loginStart, [] {}});
+        auto* view = new SettingsView({settings, signIn, m_browser, [] {}, [] {}, [] {}},
+                                      {&loginStart, [] {}, keyGuide(sample.keys)});
         view->useScheme(scheme);
         if (sample.legacyTested) {
             view->legacy()->select(settings.workspaces().first().id);
@@ -483,6 +490,13 @@ public:
     }
 
 private:
+    // The commands as a running copy shows them, from keys that are on no bus.
+    static KeyGuide keyGuide(os::HotKeySource::Reach reach) {
+        if (reach != os::HotKeySource::Reach::commands) return {reach, {}};
+        os::CommandKeys commands(QDBusConnection(QStringLiteral("none")), SingleCopy::busName);
+        return HotKeys(commands).guide();
+    }
+
     NoBrowser m_browser;
 };
 

@@ -1,5 +1,6 @@
 #include "app/Services.h"
 
+#include "app/SingleCopy.h"
 #include "core/Log.h"
 #include "core/Paths.h"
 #include "os/linux/Backends.h"
@@ -65,8 +66,9 @@ std::unique_ptr<Services> Services::build(const Config& config) {
     const auto& motion = s->motion;
     s->nudges = std::make_unique<Nudges>(std::make_unique<ScreenNudgeDisplay>(motion, desktop));
     s->permission = os::linux_backends::makeCapturePermission(config.desktop);
-    // X grabs in an X11 session; Wayland gives no program global keys yet.
-    s->hotKeys = os::linux_backends::makeHotKeySource(config.x11Session);
+    // X grabs in an X11 session; under Wayland the desktop's portal, or commands at the running copy's name.
+    s->hotKeys =
+        os::linux_backends::makeHotKeySource(config.x11Session, config.waylandSession, SingleCopy::busName);
     s->presses = os::linux_backends::makePressMonitor(config.x11Session);
     s->focusPanel = [](WId window) { os::focusX11Window(quint32(window)); };
     // Alerts and the pin's note come up when Orvane has no window in front: the window manager is asked to

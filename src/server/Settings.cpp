@@ -158,6 +158,7 @@ void Settings::load() {
     m_wrapMinute = readInt(m_d, "wrapMinute", defaultWrapMinute);
     m_welcomeShown = readBool(m_d, "welcomeShown", false);
     m_trayHintShown = readBool(m_d, "trayHintShown", false);
+    m_keysHintShown = readBool(m_d, "keysHintShown", false);
 
     // 2. A valid active workspace.
     const bool activeKnown =

@@ -71,6 +71,7 @@ public:
     // This computer's first-run hints, each given once.
     bool welcomeShown() const { return m_welcomeShown; }
     bool trayHintShown() const { return m_trayHintShown; }
+    bool keysHintShown() const { return m_keysHintShown; }
 
     void setAutoFileTeamCalls(bool on) { assign(m_autoFileTeamCalls, on, "autoFileTeamCalls"); }
     void setTrackWorkday(bool on) { assign(m_trackWorkday, on, "trackWorkday"); }
@@ -88,6 +89,7 @@ public:
     void setWrapMinute(int minute) { assign(m_wrapMinute, minute, "wrapMinute"); }
     void setWelcomeShown(bool shown) { assign(m_welcomeShown, shown, "welcomeShown"); }
     void setTrayHintShown(bool shown) { assign(m_trayHintShown, shown, "trayHintShown"); }
+    void setKeysHintShown(bool shown) { assign(m_keysHintShown, shown, "keysHintShown"); }
 
     // Account operations.
     QString accountKey() const;
@@ -168,6 +170,7 @@ private:
     bool m_liveHearing = true;
     bool m_welcomeShown = false;
     bool m_trayHintShown = false;
+    bool m_keysHintShown = false;
     bool m_breakReminders = true;
     int m_breakMinutes = defaultBreakMinutes;
     bool m_workoutOn = true;

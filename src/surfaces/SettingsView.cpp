@@ -3,6 +3,7 @@
 #include "os/LoginStart.h"
 #include "server/Settings.h"
 #include "surfaces/SettingsBehaviour.h"
+#include "surfaces/SettingsKeys.h"
 #include "surfaces/SettingsLegacy.h"
 #include "surfaces/design/OVButton.h"
 #include "surfaces/design/OVFont.h"
@@ -24,9 +25,15 @@ SettingsView::SettingsView(const Needs& needs, ThisComputer computer, QWidget* p
     column->addSpacing(10);
     m_behaviour = new BehaviourSection(needs.settings, needs.onChange);
     column->addWidget(m_behaviour);
+    const KeyGuide keys = computer.keys;
     if (computer.loginStart) {
         column->addSpacing(10);
         column->addWidget(thisComputer(std::move(computer)));
+    }
+    const bool ownKeys = keys.reach == os::HotKeySource::Reach::program;
+    if (!ownKeys) {
+        column->addSpacing(10);
+        column->addWidget(new KeysSection(keys));
     }
     if (needs.settings.legacyServers()) {
         column->addSpacing(10);
@@ -37,11 +44,14 @@ SettingsView::SettingsView(const Needs& needs, ThisComputer computer, QWidget* p
 
     auto* bottom = new QHBoxLayout;
     bottom->setContentsMargins(0, 12, 0, 0);
-    bottom->addWidget(
-        new OVLabel(QStringLiteral("Shortcuts: Ctrl+Alt+R tune in / wrap up \u00b7 Ctrl+Alt+P pin "
-                                   "\u00b7 hold Ctrl+Alt+Space to speak"),
-                    OVFont::sans(9), OVLabel::Ink::tertiary),
-        1);
+    if (ownKeys)
+        bottom->addWidget(
+            new OVLabel(QStringLiteral("Shortcuts: Ctrl+Alt+R tune in / wrap up \u00b7 Ctrl+Alt+P pin "
+                                       "\u00b7 hold Ctrl+Alt+Space to speak"),
+                        OVFont::sans(9), OVLabel::Ink::tertiary),
+            1);
+    else
+        bottom->addStretch(1);
     auto* done = new OVButton(QStringLiteral("Done"), {OVButtonStyle::Kind::primary});
     connect(done, &QAbstractButton::clicked, this, [this] { window()->close(); });
     bottom->addWidget(done);

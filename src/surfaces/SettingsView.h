@@ -1,5 +1,6 @@
 #pragma once
 
+#include "surfaces/HotKeys.h"
 #include "surfaces/SettingsAccount.h"
 #include "surfaces/WindowView.h"
 
@@ -12,15 +13,16 @@ class LoginStart;
 }
 
 // What the settings window shows of this computer rather than the account; the section is left out without
-// the login start.
+// the login start. Keys the program holds itself are named at the bottom; others get a section of their own.
 struct SettingsThisComputer {
     os::LoginStart* loginStart = nullptr;
     std::function<void()> showWelcome;
+    KeyGuide keys;
 };
 
 // The one settings window's content: the account, the behaviour around sessions and calls, the work day and
-// the coach, this computer (start at login, the welcome), and, folded away, the legacy servers; the
-// shortcuts and "Done" at the bottom. Every control
+// the coach, this computer (start at login, the welcome, the global keys), and, folded away, the legacy
+// servers; the shortcuts and "Done" at the bottom. Every control
 // writes straight to the settings; `onChange` follows each change.
 class SettingsView : public WindowView {
     Q_OBJECT

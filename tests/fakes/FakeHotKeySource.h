@@ -9,7 +9,7 @@
 class FakeHotKeySource final : public os::HotKeySource {
 public:
     bool available() const override { return true; }
-    std::optional<QString> registerKey(quint32, os::KeyCombination keys) override {
+    std::optional<QString> registerKey(quint32, os::KeyCombination keys, const os::KeyAction&) override {
         if (taken.contains(keys.keysym)) return QStringLiteral("BadAccess");
         return std::nullopt;
     }

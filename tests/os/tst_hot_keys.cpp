@@ -186,9 +186,9 @@ private slots:
         m_source = std::make_unique<os::X11HotKeySource>(m_desktop.display());
         m_keyboard = std::make_unique<Keyboard>(m_desktop.display());
         QVERIFY(m_source->available());
-        QCOMPARE(m_source->registerKey(1, ctrlAltR), std::nullopt);
-        QCOMPARE(m_source->registerKey(2, ctrlAltP), std::nullopt);
-        QCOMPARE(m_source->registerKey(3, ctrlAltSpace), std::nullopt);
+        QCOMPARE(m_source->registerKey(1, ctrlAltR, {}), std::nullopt);
+        QCOMPARE(m_source->registerKey(2, ctrlAltP, {}), std::nullopt);
+        QCOMPARE(m_source->registerKey(3, ctrlAltSpace, {}), std::nullopt);
     }
 
     void cleanup() { m_keyboard->unlockModifiers(); }
@@ -267,8 +267,8 @@ private slots:
         if (heldWithNumLock) QVERIFY(other.grab(space, ctrlAltMask | XCB_MOD_MASK_2));
 
         os::X11HotKeySource source(desktop.display());
-        QCOMPARE(source.registerKey(3, ctrlAltSpace), u"BadAccess"_s);
-        QCOMPARE(source.registerKey(1, ctrlAltR), std::nullopt);
+        QCOMPARE(source.registerKey(3, ctrlAltSpace, {}), u"BadAccess"_s);
+        QCOMPARE(source.registerKey(1, ctrlAltR, {}), std::nullopt);
         if (heldWithNumLock) {
             // What was grabbed before the refusal was let go: once the other program lets go, every form is
             // free.
@@ -301,7 +301,7 @@ private slots:
         Keyboard keyboard(desktop.display());
         os::X11HotKeySource source(desktop.display());
         const quint8 before = keyboard.keyOf(XK_r);
-        QCOMPARE(source.registerKey(1, ctrlAltR), std::nullopt);
+        QCOMPARE(source.registerKey(1, ctrlAltR, {}), std::nullopt);
 
         logged.clear();
         QVERIFY(desktop.run(u"setxkbmap"_s, layout));
@@ -317,12 +317,12 @@ private slots:
         Desktop desktop;
         QVERIFY(desktop.start());
         os::X11HotKeySource source(desktop.display());
-        QCOMPARE(source.registerKey(1, ctrlAltR), std::nullopt);
+        QCOMPARE(source.registerKey(1, ctrlAltR, {}), std::nullopt);
         logged.clear();
         desktop.killServer();
         QVERIFY(saidSoon(u"the X connection is lost"_s));
         QVERIFY(!source.available());
-        QVERIFY(source.registerKey(2, ctrlAltP).has_value());
+        QVERIFY(source.registerKey(2, ctrlAltP, {}).has_value());
     }
 };
 

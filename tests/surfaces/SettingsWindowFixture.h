@@ -47,10 +47,11 @@ struct SettingsWindowFixture {
     // What a fresh start would read from the file.
     QVariant stored(const QString& key) const { return QSettings(path(), QSettings::IniFormat).value(key); }
 
-    SettingsView& open() {
+    SettingsView& open(SettingsView::ThisComputer computer = {}) {
         view = std::make_unique<SettingsView>(
             SettingsView::Needs{*settings, signIn, browser, [this] { ++changes; }, [this] { ++signOuts; },
-                                [this] { ++refreshes; }});
+                                [this] { ++refreshes; }},
+            std::move(computer));
         return *view;
     }
 

@@ -1,5 +1,6 @@
 #include "os/linux/Backends.h"
 
+#include "os/linux/CommandKeys.h"
 #include "os/linux/FreedesktopNotifications.h"
 #include "os/linux/KWinWindowSystem.h"
 #include "os/linux/LibsecretStore.h"
@@ -7,6 +8,7 @@
 #include "os/linux/OwnWindowMarks.h"
 #include "os/linux/PocketSphinxEngine.h"
 #include "os/linux/PortalFrameStream.h"
+#include "os/linux/PortalHotKeySource.h"
 #include "os/linux/PortalScreenSource.h"
 #include "os/linux/PulseAudioCapture.h"
 #include "os/linux/PulseAudioSystem.h"
@@ -35,7 +37,7 @@ namespace {
 class NoHotKeys final : public HotKeySource {
 public:
     bool available() const override { return false; }
-    std::optional<QString> registerKey(quint32, KeyCombination) override {
+    std::optional<QString> registerKey(quint32, KeyCombination, const KeyAction&) override {
         return QStringLiteral("no global keys on this desktop");
     }
 };
@@ -151,11 +153,15 @@ std::unique_ptr<CapturePermission> makeCapturePermission(const QString& currentD
     return std::make_unique<X11PulseCapturePermission>(QString(), currentDesktop);
 }
 
-std::unique_ptr<HotKeySource> makeHotKeySource(bool x11Session) {
-    // Under Wayland an X grab reaches only the X programs' windows; the GlobalShortcuts portal would serve
-    // there.
-    if (!x11Session) return std::make_unique<NoHotKeys>();
-    return std::make_unique<X11HotKeySource>();
+std::unique_ptr<HotKeySource> makeHotKeySource(bool x11Session, bool waylandSession,
+                                               const QString& commandBus) {
+    if (x11Session) return std::make_unique<X11HotKeySource>();
+    if (!waylandSession) return std::make_unique<NoHotKeys>();
+    // Under Wayland an X grab reaches only the X programs' windows: the desktop's portal gives the keys where
+    // it has one, else the user binds our commands to its shortcuts.
+    auto portal = std::make_unique<PortalHotKeySource>();
+    if (portal->available()) return portal;
+    return std::make_unique<CommandKeys>(QDBusConnection::sessionBus(), commandBus);
 }
 
 std::unique_ptr<PressMonitor> makePressMonitor(bool x11Session) {

@@ -53,8 +53,11 @@ std::unique_ptr<SpeechEngine> makeSpeechEngine();
 // Whether the screen and the microphone can be recorded, and the settings page for each. `currentDesktop`
 // is XDG_CURRENT_DESKTOP, which picks the sound settings to open.
 std::unique_ptr<CapturePermission> makeCapturePermission(const QString& currentDesktop);
-// Global keys: grabs on the X server in an X11 session; elsewhere a source that has none.
-std::unique_ptr<HotKeySource> makeHotKeySource(bool x11Session);
+// Global keys: grabs on the X server in an X11 session; under Wayland the desktop's GlobalShortcuts portal,
+// else commands on `commandBus` (the running copy's name on the session bus) that the user binds to the
+// desktop's shortcuts; elsewhere a source that has none.
+std::unique_ptr<HotKeySource> makeHotKeySource(bool x11Session, bool waylandSession,
+                                               const QString& commandBus);
 // Clicks anywhere, for closing the tray panel.
 std::unique_ptr<PressMonitor> makePressMonitor(bool x11Session);
 

@@ -177,7 +177,7 @@ void X11HotKeySource::ungrab(const std::vector<Grab>& grabs) {
     xcb_flush(m_c);
 }
 
-std::optional<QString> X11HotKeySource::registerKey(quint32 id, KeyCombination keys) {
+std::optional<QString> X11HotKeySource::registerKey(quint32 id, KeyCombination keys, const KeyAction&) {
     if (!available()) return QStringLiteral("no X display");
     std::vector<Grab> grabs = grabsFor(keys);
     if (grabs.empty()) return QStringLiteral("no key has it in the keyboard map");

@@ -21,7 +21,7 @@ public:
     ~X11HotKeySource() override;
 
     bool available() const override;
-    std::optional<QString> registerKey(quint32 id, KeyCombination keys) override;
+    std::optional<QString> registerKey(quint32 id, KeyCombination keys, const KeyAction& action) override;
 
 private:
     // One passive grab: a key code and the exact modifier state it fires in.
