@@ -1,10 +1,11 @@
 #include "os/linux/CommandKeys.h"
 
-#include "core/Log.h"
-
 #include <QDBusAbstractAdaptor>
 #include <QDBusMessage>
+#include <QLoggingCategory>
 #include <algorithm>
+
+Q_LOGGING_CATEGORY(lcCommandKeys, "hot keys")
 
 namespace os {
 
@@ -40,11 +41,12 @@ CommandKeys::CommandKeys(QDBusConnection bus, QString busName, QObject* parent)
     new KeysAdaptor(*this, m_bus);
     m_exported = m_bus.isConnected() && m_bus.registerObject(m_path, this, QDBusConnection::ExportAdaptors);
     if (m_exported)
-        slog(QStringLiteral("hot keys: this desktop gives programs no global keys; the settings show the "
-                            "commands to bind to its shortcuts"));
+        qCInfo(lcCommandKeys).noquote()
+            << (QStringLiteral("this desktop gives programs no global keys; the settings show the "
+                               "commands to bind to its shortcuts"));
     else
-        slog(QStringLiteral("hot keys: no global keys, and no session bus for their commands at %1")
-                 .arg(m_path));
+        qCInfo(lcCommandKeys).noquote()
+            << (QStringLiteral("no global keys, and no session bus for their commands at %1").arg(m_path));
 }
 
 CommandKeys::~CommandKeys() {
@@ -67,7 +69,8 @@ std::optional<QString> CommandKeys::press(const QString& action) {
     const auto key =
         std::find_if(m_keys.begin(), m_keys.end(), [&](const Key& k) { return k.action.name == action; });
     if (key == m_keys.end()) {
-        slog(QStringLiteral("hot keys: a command for %1, which no key has; ignored").arg(action));
+        qCInfo(lcCommandKeys).noquote()
+            << (QStringLiteral("a command for %1, which no key has; ignored").arg(action));
         return QStringLiteral("no key called \u201c%1\u201d").arg(action);
     }
     const quint32 id = key->id;

@@ -1,17 +1,18 @@
 #include "os/linux/PortalHotKeySource.h"
 
-#include "core/Log.h"
-
 #include <QDBusArgument>
 #include <QDBusMetaType>
 #include <QDBusObjectPath>
 #include <QDBusPendingCallWatcher>
 #include <QDBusPendingReply>
 #include <QDBusVariant>
+#include <QLoggingCategory>
 #include <QTimer>
 #include <algorithm>
 #include <utility>
 #include <xkbcommon/xkbcommon.h>
+
+Q_LOGGING_CATEGORY(lcPortalKeys, "hot keys")
 
 namespace os::portal {
 
@@ -86,12 +87,13 @@ PortalHotKeySource::PortalHotKeySource(QString service, QDBusConnection bus, QOb
     // A portal that is not running yet is started by the bus, which takes a moment.
     const QDBusMessage reply = m_bus.call(get, QDBus::Block, 5000);
     if (reply.type() != QDBusMessage::ReplyMessage) {
-        slog(QStringLiteral("hot keys: no GlobalShortcuts portal at %1 (%2)")
-                 .arg(m_service, reply.errorMessage()));
+        qCInfo(lcPortalKeys).noquote()
+            << (QStringLiteral("no GlobalShortcuts portal at %1 (%2)").arg(m_service, reply.errorMessage()));
         return;
     }
     m_version = reply.arguments().value(0).value<QDBusVariant>().variant().toUInt();
-    slog(QStringLiteral("hot keys: the desktop's GlobalShortcuts portal, version %1").arg(m_version));
+    qCInfo(lcPortalKeys).noquote()
+        << (QStringLiteral("the desktop's GlobalShortcuts portal, version %1").arg(m_version));
     m_bus.connect(m_service, desktopPath, shortcutsInterface, QStringLiteral("Activated"), this,
                   SLOT(onActivated(QDBusMessage)));
     m_bus.connect(m_service, desktopPath, shortcutsInterface, QStringLiteral("Deactivated"), this,
@@ -178,9 +180,10 @@ void PortalHotKeySource::bindShortcuts() {
                         refuse({key}, QStringLiteral("the desktop bound nothing to it"));
                         continue;
                     }
-                    slog(QStringLiteral("hot keys: the desktop binds %1 to %2")
-                             .arg(key.action.name,
-                                  it->properties.value(QStringLiteral("trigger_description")).toString()));
+                    qCInfo(lcPortalKeys).noquote()
+                        << (QStringLiteral("the desktop binds %1 to %2")
+                                .arg(key.action.name,
+                                     it->properties.value(QStringLiteral("trigger_description")).toString()));
                     m_bound.push_back(key);
                 }
             }
@@ -200,20 +203,21 @@ void PortalHotKeySource::request(const QString& method, QList<QVariant> argument
     arguments.append(options);
     call.setArguments(arguments);
     auto* watcher = new QDBusPendingCallWatcher(m_bus.asyncCall(call), this);
-    connect(
-        watcher, &QDBusPendingCallWatcher::finished, this, [this, path, method](QDBusPendingCallWatcher* w) {
-            w->deleteLater();
-            const QDBusPendingReply<QDBusObjectPath> reply = *w;
-            if (!reply.isError()) return;
-            slog(QStringLiteral("hot keys: the portal's %1 failed: %2").arg(method, reply.error().message()));
-            const auto it = m_waiting.find(path);
-            if (it == m_waiting.end()) return;
-            const Answer answer = std::move(it->second);
-            m_waiting.erase(it);
-            m_bus.disconnect(m_service, path, requestInterface, QStringLiteral("Response"), this,
-                             SLOT(onResponse(QDBusMessage)));
-            answer(ended, {});
-        });
+    connect(watcher, &QDBusPendingCallWatcher::finished, this,
+            [this, path, method](QDBusPendingCallWatcher* w) {
+                w->deleteLater();
+                const QDBusPendingReply<QDBusObjectPath> reply = *w;
+                if (!reply.isError()) return;
+                qCInfo(lcPortalKeys).noquote()
+                    << (QStringLiteral("the portal's %1 failed: %2").arg(method, reply.error().message()));
+                const auto it = m_waiting.find(path);
+                if (it == m_waiting.end()) return;
+                const Answer answer = std::move(it->second);
+                m_waiting.erase(it);
+                m_bus.disconnect(m_service, path, requestInterface, QStringLiteral("Response"), this,
+                                 SLOT(onResponse(QDBusMessage)));
+                answer(ended, {});
+            });
 }
 
 void PortalHotKeySource::onResponse(const QDBusMessage& signal) {
@@ -225,7 +229,8 @@ void PortalHotKeySource::onResponse(const QDBusMessage& signal) {
                      SLOT(onResponse(QDBusMessage)));
     const QList<QVariant> args = signal.arguments();
     if (args.size() < 2) {
-        slog(QStringLiteral("hot keys: a portal answer without its code and results; taken as ended"));
+        qCInfo(lcPortalKeys).noquote()
+            << (QStringLiteral("a portal answer without its code and results; taken as ended"));
         answer(ended, {});
         return;
     }
