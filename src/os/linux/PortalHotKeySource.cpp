@@ -1,5 +1,7 @@
 #include "os/linux/PortalHotKeySource.h"
 
+#include "os/linux/PortalRequest.h"
+
 #include <QDBusArgument>
 #include <QDBusMetaType>
 #include <QDBusObjectPath>
@@ -44,29 +46,8 @@ namespace os {
 
 namespace {
 
-const QString desktopPath = QStringLiteral("/org/freedesktop/portal/desktop");
 const QString shortcutsInterface = QStringLiteral("org.freedesktop.portal.GlobalShortcuts");
 const QString requestInterface = QStringLiteral("org.freedesktop.portal.Request");
-
-// The portal's answer codes.
-constexpr uint answered = 0;
-constexpr uint cancelled = 1;
-constexpr uint ended = 2;
-
-// Request and session handles are named by the caller's bus name and a token: unique within the process,
-// which may hold more than one source on the one connection.
-QString nextToken() {
-    static int serial = 0;
-    return QStringLiteral("orvane%1").arg(++serial);
-}
-
-// The portal puts a request's object at a path made of the caller's bus name and the token it chose, so the
-// answer can be listened for before the call goes out.
-QString requestPath(const QDBusConnection& bus, const QString& token) {
-    QString sender = bus.baseService().mid(1);
-    sender.replace(QLatin1Char('.'), QLatin1Char('_'));
-    return desktopPath + QStringLiteral("/request/") + sender + QLatin1Char('/') + token;
-}
 
 // The session handle comes as a string in the documented answer, as an object path from some desktops.
 QString pathIn(const QVariant& value) {
@@ -82,7 +63,7 @@ PortalHotKeySource::PortalHotKeySource(QString service, QDBusConnection bus, QOb
     qDBusRegisterMetaType<portal::Shortcut>();
     qDBusRegisterMetaType<QList<portal::Shortcut>>();
     QDBusMessage get = QDBusMessage::createMethodCall(
-        m_service, desktopPath, QStringLiteral("org.freedesktop.DBus.Properties"), QStringLiteral("Get"));
+        m_service, portal::path, QStringLiteral("org.freedesktop.DBus.Properties"), QStringLiteral("Get"));
     get << shortcutsInterface << QStringLiteral("version");
     // A portal that is not running yet is started by the bus, which takes a moment.
     const QDBusMessage reply = m_bus.call(get, QDBus::Block, 5000);
@@ -94,9 +75,9 @@ PortalHotKeySource::PortalHotKeySource(QString service, QDBusConnection bus, QOb
     m_version = reply.arguments().value(0).value<QDBusVariant>().variant().toUInt();
     qCInfo(lcPortalKeys).noquote()
         << (QStringLiteral("the desktop's GlobalShortcuts portal, version %1").arg(m_version));
-    m_bus.connect(m_service, desktopPath, shortcutsInterface, QStringLiteral("Activated"), this,
+    m_bus.connect(m_service, portal::path, shortcutsInterface, QStringLiteral("Activated"), this,
                   SLOT(onActivated(QDBusMessage)));
-    m_bus.connect(m_service, desktopPath, shortcutsInterface, QStringLiteral("Deactivated"), this,
+    m_bus.connect(m_service, portal::path, shortcutsInterface, QStringLiteral("Deactivated"), this,
                   SLOT(onDeactivated(QDBusMessage)));
 }
 
@@ -139,10 +120,12 @@ void PortalHotKeySource::bind() {
 
 void PortalHotKeySource::createSession() {
     m_creating = true;
-    const QVariantMap options{{QStringLiteral("session_handle_token"), nextToken()}};
+    const QVariantMap options{{QStringLiteral("session_handle_token"), portal::token()}};
     request(QStringLiteral("CreateSession"), {}, options, [this](uint code, const QVariantMap& results) {
         m_creating = false;
-        m_session = code == answered ? pathIn(results.value(QStringLiteral("session_handle"))) : QString();
+        m_session = code == portal::Response::success
+                        ? pathIn(results.value(QStringLiteral("session_handle")))
+                        : QString();
         if (m_session.isEmpty()) {
             refuse(std::exchange(m_unbound, {}), QStringLiteral("the desktop opened no shortcuts session"));
             return;
@@ -166,9 +149,10 @@ void PortalHotKeySource::bindShortcuts() {
         QStringLiteral("BindShortcuts"), arguments, {},
         [this, keys = std::move(keys)](uint code, const QVariantMap& results) {
             m_binding = false;
-            if (code != answered) {
-                refuse(keys, code == cancelled ? QStringLiteral("the user turned the keys down")
-                                               : QStringLiteral("the desktop ended the request"));
+            if (code != portal::Response::success) {
+                refuse(keys, code == portal::Response::cancelled
+                                 ? QStringLiteral("the user turned the keys down")
+                                 : QStringLiteral("the desktop ended the request"));
             } else {
                 const auto bound =
                     qdbus_cast<QList<portal::Shortcut>>(results.value(QStringLiteral("shortcuts")));
@@ -193,13 +177,13 @@ void PortalHotKeySource::bindShortcuts() {
 
 void PortalHotKeySource::request(const QString& method, QList<QVariant> arguments, QVariantMap options,
                                  Answer answer) {
-    const QString token = nextToken();
-    const QString path = requestPath(m_bus, token);
+    const QString token = portal::token();
+    const QString path = portal::requestPath(m_bus, token);
     options.insert(QStringLiteral("handle_token"), token);
     m_bus.connect(m_service, path, requestInterface, QStringLiteral("Response"), this,
                   SLOT(onResponse(QDBusMessage)));
     m_waiting[path] = std::move(answer);
-    QDBusMessage call = QDBusMessage::createMethodCall(m_service, desktopPath, shortcutsInterface, method);
+    QDBusMessage call = QDBusMessage::createMethodCall(m_service, portal::path, shortcutsInterface, method);
     arguments.append(options);
     call.setArguments(arguments);
     auto* watcher = new QDBusPendingCallWatcher(m_bus.asyncCall(call), this);
@@ -216,7 +200,7 @@ void PortalHotKeySource::request(const QString& method, QList<QVariant> argument
                 m_waiting.erase(it);
                 m_bus.disconnect(m_service, path, requestInterface, QStringLiteral("Response"), this,
                                  SLOT(onResponse(QDBusMessage)));
-                answer(ended, {});
+                answer(portal::Response::other, {});
             });
 }
 
@@ -231,7 +215,7 @@ void PortalHotKeySource::onResponse(const QDBusMessage& signal) {
     if (args.size() < 2) {
         qCInfo(lcPortalKeys).noquote()
             << (QStringLiteral("a portal answer without its code and results; taken as ended"));
-        answer(ended, {});
+        answer(portal::Response::other, {});
         return;
     }
     answer(args.at(0).toUInt(), qdbus_cast<QVariantMap>(args.at(1)));

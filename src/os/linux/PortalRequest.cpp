@@ -33,24 +33,23 @@ signals:
     void done();
 };
 
-// The object path a Request gets for `handleToken`, so that its signal can be heard before the call returns.
+} // namespace
+
 QString requestPath(const QDBusConnection& bus, const QString& handleToken) {
     QString sender = bus.baseService().mid(1);
     sender.replace(QLatin1Char('.'), QLatin1Char('_'));
-    return QStringLiteral("/org/freedesktop/portal/desktop/request/%1/%2").arg(sender, handleToken);
+    return path + QStringLiteral("/request/%1/%2").arg(sender, handleToken);
 }
-
-} // namespace
 
 QString token() {
     static std::atomic<int> next{0};
     return QStringLiteral("orvane%1").arg(++next);
 }
 
-uint version(const QDBusConnection& bus, const QString& interface) {
+uint property(const QDBusConnection& bus, const QString& interface, const QString& name) {
     QDBusMessage get = QDBusMessage::createMethodCall(
         service, path, QStringLiteral("org.freedesktop.DBus.Properties"), QStringLiteral("Get"));
-    get << interface << QStringLiteral("version");
+    get << interface << name;
     const QDBusReply<QDBusVariant> reply = bus.call(get, QDBus::Block, 3000);
     return reply.isValid() ? reply.value().variant().toUInt() : 0;
 }

@@ -25,10 +25,19 @@ struct Response {
 Response request(const QDBusConnection& bus, const QString& interface, const QString& method,
                  QVariantList arguments, QVariantMap options, std::chrono::milliseconds patience);
 
-// A fresh token for a Request's or Session's handle, unique within this process.
+// A fresh token for a Request's or Session's handle, unique within this process: every portal client here
+// shares the one count, since they may share one connection.
 QString token();
 
-// The version of a portal interface; 0 when the bus has no such portal.
-uint version(const QDBusConnection& bus, const QString& interface);
+// Where the portal puts the Request for `handleToken`, so that its Response can be listened for before the
+// call goes out.
+QString requestPath(const QDBusConnection& bus, const QString& handleToken);
+
+// A numeric property of a portal interface (its `version`, say); 0 when the bus has no such portal.
+uint property(const QDBusConnection& bus, const QString& interface, const QString& name);
+
+inline uint version(const QDBusConnection& bus, const QString& interface) {
+    return property(bus, interface, QStringLiteral("version"));
+}
 
 } // namespace os::portal

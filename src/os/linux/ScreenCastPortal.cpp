@@ -87,14 +87,8 @@ ScreenCastPortal::Share ScreenCastPortal::open(const QString& restoreToken) {
 
     QVariantMap select{{QStringLiteral("types"), uint(monitor)}, {QStringLiteral("multiple"), false}};
     // The cursor drawn into the frames where the desktop can; a frame without it still shows the screen.
-    QDBusMessage get = QDBusMessage::createMethodCall(portal::service, portal::path,
-                                                      QStringLiteral("org.freedesktop.DBus.Properties"),
-                                                      QStringLiteral("Get"));
-    get << interfaceName << QStringLiteral("AvailableCursorModes");
-    const QDBusMessage modes = m_bus.call(get, QDBus::Block, 3000);
-    const uint cursorModes =
-        modes.arguments().isEmpty() ? 0 : modes.arguments().first().value<QDBusVariant>().variant().toUInt();
-    if (cursorModes & embedded) select.insert(QStringLiteral("cursor_mode"), uint(embedded));
+    if (portal::property(m_bus, interfaceName, QStringLiteral("AvailableCursorModes")) & embedded)
+        select.insert(QStringLiteral("cursor_mode"), uint(embedded));
     if (version >= 4) {
         select.insert(QStringLiteral("persist_mode"), uint(untilRevoked));
         if (!restoreToken.isEmpty()) select.insert(QStringLiteral("restore_token"), restoreToken);
